@@ -1,0 +1,20 @@
+# Libraries, headers under include/vexathumb with their source tree's relative paths, pkg-config files.
+
+install(TARGETS vexathumb vexaplatform LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+set(VEXATHUMB_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/vexathumb)
+install(DIRECTORY src/platform/include/ DESTINATION ${VEXATHUMB_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(FILES src/lib/common/export.h DESTINATION ${VEXATHUMB_INCLUDEDIR}/common)
+install(FILES src/lib/common/error/error.h DESTINATION ${VEXATHUMB_INCLUDEDIR}/common/error)
+install(FILES src/lib/common/util/util.h DESTINATION ${VEXATHUMB_INCLUDEDIR}/common/util)
+install(FILES
+  src/lib/thumb/exiv2_compat.h
+  src/lib/thumb/libvexathumb.h
+  src/lib/thumb/thumb_convert_cmd.h
+  src/lib/thumb/thumb_info.h
+  DESTINATION ${VEXATHUMB_INCLUDEDIR}/thumb)
+
+configure_file(cmake/vexathumb.pc.in vexathumb.pc @ONLY)
+configure_file(cmake/vexaplatform.pc.in vexaplatform.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vexathumb.pc ${CMAKE_CURRENT_BINARY_DIR}/vexaplatform.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
