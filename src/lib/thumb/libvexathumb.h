@@ -1,6 +1,7 @@
 #ifndef VEXATHUMB_THUMB_LIBVEXATHUMB_H_
 #define VEXATHUMB_THUMB_LIBVEXATHUMB_H_
 
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <string>
@@ -130,8 +131,8 @@ class VEXATHUMB_API Thumb {
   bool SetOutOriginalImage();
 
   bool IsIndexCheckPassed();
-  template <typename Test>
-  bool SetOutEA(const std::string& name, OUTPUT_TYPE type, Test is_usable);
+  bool SetOutEA(const std::string& name, OUTPUT_TYPE type,
+                const std::function<bool(const std::string&)>& is_usable);
 
   bool OutputOriginalImage();
   bool HttpOutputFile(const std::string& mime);

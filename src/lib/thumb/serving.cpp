@@ -72,8 +72,8 @@ bool Thumb::IsIndexCheckPassed() {
   return false;
 }
 
-template <typename Test>
-bool Thumb::SetOutEA(const std::string& name, OUTPUT_TYPE type, Test is_usable) {
+bool Thumb::SetOutEA(const std::string& name, OUTPUT_TYPE type,
+                     const std::function<bool(const std::string&)>& is_usable) {
   outputName_ = file::GetEAPath(path_, name);
   if (outputName_.empty() || !is_usable(outputName_)) {
     outputName_.clear();
