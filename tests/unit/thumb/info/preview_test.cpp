@@ -33,7 +33,6 @@ using kit::CaseName;
 using kit::LogLine;
 using kit::Size;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 
 constexpr uint32_t kNoLimit = 0x7FFFFFFF;
