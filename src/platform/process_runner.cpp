@@ -6,6 +6,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "child_process.h"
@@ -112,8 +113,13 @@ int VLIBCExecv(const char* path, const char* const argv[], int /*flag*/) {
 int VLIBCExecl(const char* path, int flag, ...) {
   va_list arguments;
   va_start(arguments, flag);
-  const int result =
-      vexaplatform::NoThrow(-1, [&] { return vexaplatform::RunList(path, arguments); });
+  // No lambda as elsewhere: the analyzer loses sight of the list in one.
+  int result = -1;
+  try {
+    result = vexaplatform::RunList(path, arguments);
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+  }
   va_end(arguments);
   return result;
 }
