@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_FIXTURES_H_
-#define VEXATHUMB_KIT_FIXTURES_H_
+#ifndef VEXATHUMB_TESTS_KIT_FIXTURES_H_
+#define VEXATHUMB_TESTS_KIT_FIXTURES_H_
 
 #include <exiv2/exiv2.hpp>
 #include <optional>
@@ -115,4 +115,4 @@ void WriteSocket(const std::string& path);
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_FIXTURES_H_
+#endif  // VEXATHUMB_TESTS_KIT_FIXTURES_H_

@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_LANDSCAPE_H_
-#define VEXATHUMB_KIT_LANDSCAPE_H_
+#ifndef VEXATHUMB_TESTS_KIT_LANDSCAPE_H_
+#define VEXATHUMB_TESTS_KIT_LANDSCAPE_H_
 
 #include <array>
 #include <string>
@@ -26,4 +26,4 @@ void PaintLandscape(const std::string& path, const Size& size, const Scene& scen
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_LANDSCAPE_H_
+#endif  // VEXATHUMB_TESTS_KIT_LANDSCAPE_H_
