@@ -1,10 +1,12 @@
 #include "service/batch_build.h"
 
 #include <chrono>
+#include <cstdio>
 #include <exception>
 #include <optional>
 
 #include "service/inspected_source.h"
+#include "service/silenced_descriptor.h"
 #include "service/store_place_check.h"
 #include "thumb/libvexathumb.h"
 
@@ -58,6 +60,8 @@ class SourceBuilder {
                    "give the right to write there, or set layout = auto under [store] in the "
                    "settings"};
     }
+    // What the tools complain of is not for whoever reads the report.
+    const SilencedDescriptor silent_tools(stderr);
     if (!thumb_) {
       thumb_.emplace(source_.path(), Thumb::ANIMATE_GIF);
       // Conversion reads no metadata itself. This request tries no other source, and the object is

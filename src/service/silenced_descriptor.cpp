@@ -10,7 +10,7 @@ namespace vexathumb::service {
 
 SilencedDescriptor::SilencedDescriptor(FILE* stream)
     : stream_(stream), saved_(fcntl(fileno(stream), F_DUPFD_CLOEXEC, 3)) {
-  if (saved_ < 0) throw std::system_error(errno, std::generic_category(), "standard output");
+  if (saved_ < 0) throw std::system_error(errno, std::generic_category(), "descriptor");
   fflush(stream_);
   const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (null < 0) {

@@ -11,9 +11,11 @@ namespace vexathumb::service {
 namespace {
 
 bool Ask(Thumb& thumb, const ThumbnailRequest& request) {
+  // What the tools complain of is not for whoever asked for a thumbnail.
+  const SilencedDescriptor silent_tools(stderr);
   if (!request.box) return !thumb.CalcOutputFile(request.size).empty();
   // For a free box the library only offers to send the file.
-  const SilencedDescriptor silence(stdout);
+  const SilencedDescriptor sent_nowhere(stdout);
   return thumb.Output(request.box->width, request.box->height);
 }
 
