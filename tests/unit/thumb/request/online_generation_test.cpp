@@ -1,3 +1,4 @@
+#include <set>
 #include <stdexcept>
 
 #include "request_test.h"
@@ -8,33 +9,28 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr bool kFails = false;
-constexpr bool kWorks = true;
-
-// Which commands run for a kind of source, and in which order, by what the tools do.
+// Which commands run for a kind of source, and in which order, by the tools that fail.
 struct CommandCase {
   const char* name;
   std::string (RequestTest::*make)() const;
-  int options;
-  bool djpeg;
-  bool dcraw;
-  bool convert;
+  std::set<std::string> failing;
   std::vector<std::string> tools;
+  int options;
   bool result;
 };
 
 class OnlineCommands : public RequestTest, public testing::WithParamInterface<CommandCase> {
  protected:
-  kit::PlatformDouble::Tool ToolThat(bool works) const {
-    return works ? kit::Writes(picture_) : kit::Fails(1);
-  }
-
-  std::string Preview() const {
+  void SetTools(const std::set<std::string>& failing) {
     kit::WriteJpeg(dir_ / "preview.jpg");
-    return kit::ReadFile(dir_ / "preview.jpg");
+    const std::string picture = kit::ReadFile(dir_ / "preview.jpg");
+    for (const char* const tool : {"djpeg", "convert"}) {
+      platform_.SetTool(std::string("/usr/bin/") + tool,
+                        failing.count(tool) != 0 ? kit::Fails(1) : kit::Writes(picture));
+    }
+    platform_.SetStreamTool("/usr/bin/dcraw",
+                            kit::Streams(failing.count("dcraw") != 0 ? "" : picture));
   }
-
-  const std::string picture_ = Preview();
 };
 
 TEST_P(OnlineCommands, AreTriedInTurn) {
@@ -42,57 +38,41 @@ TEST_P(OnlineCommands, AreTriedInTurn) {
   const std::string source = (this->*test.make)();
   Thumb thumb(source, test.options);
   thumb.CalcOutputFile("original");
-  thumb.SetOption(test.options);
-  platform_.SetTool("/usr/bin/djpeg", ToolThat(test.djpeg));
-  platform_.SetTool("/usr/bin/convert", ToolThat(test.convert));
-  platform_.SetStreamTool("/usr/bin/dcraw", kit::Streams(test.dcraw ? picture_ : ""));
+  SetTools(test.failing);
   TakeSteps();
 
   EXPECT_EQ(thumb.Convert({"small"}), test.result ? 1 : 0);
   EXPECT_EQ(TakeTools(), test.tools);
   EXPECT_EQ(thumb.GetOutputFile().empty(), !test.result);
   EXPECT_EQ(platform_.OpenStreams(), 0);
-  // What coalescing leaves behind when the thumbnail fails.
-  std::filesystem::remove("/var/tmp/convert_thumbnail__" + std::to_string(now_) + "photo.gif");
 }
 
 const CommandCase kCommandCases[] = {
-    {"Png", &RequestTest::Png, 0, kWorks, kWorks, kWorks, {"convert"}, true},
-    {"PngFails", &RequestTest::Png, 0, kWorks, kWorks, kFails, {"convert"}, false},
-    {"Bmp", &RequestTest::Bmp, 0, kWorks, kWorks, kWorks, {"convert"}, true},
-    {"Gif", &RequestTest::Gif, 0, kWorks, kWorks, kWorks, {"convert"}, true},
-    {"AnimatedGif",
-     &RequestTest::Gif,
-     Thumb::ANIMATE_GIF,
-     kWorks,
-     kWorks,
-     kWorks,
-     {"convert", "convert"},
-     true},
+    {"Png", &RequestTest::Png, {}, {"convert"}, 0, true},
+    {"PngFails", &RequestTest::Png, {"convert"}, {"convert"}, 0, false},
+    {"Bmp", &RequestTest::Bmp, {}, {"convert"}, 0, true},
+    {"Gif", &RequestTest::Gif, {}, {"convert"}, 0, true},
+    {"AnimatedGif", &RequestTest::Gif, {}, {"convert", "convert"}, Thumb::ANIMATE_GIF, true},
     // Coalescing fails, then the still conversion.
     {"AnimatedGifFails",
      &RequestTest::Gif,
-     Thumb::ANIMATE_GIF,
-     kWorks,
-     kWorks,
-     kFails,
+     {"convert"},
      {"convert", "convert"},
+     Thumb::ANIMATE_GIF,
      false},
     {"CroppedGifIsNotAnimated",
      &RequestTest::Gif,
-     Thumb::ANIMATE_GIF | Thumb::AVATAR,
-     kWorks,
-     kWorks,
-     kWorks,
+     {},
      {"convert"},
+     Thumb::ANIMATE_GIF | Thumb::AVATAR,
      true},
-    {"Tiff", &RequestTest::Tiff, 0, kWorks, kFails, kWorks, {"dcraw", "convert"}, true},
-    {"TiffFails", &RequestTest::Tiff, 0, kWorks, kFails, kFails, {"dcraw", "convert"}, false},
-    {"TiffWithAPreview", &RequestTest::Tiff, 0, kWorks, kWorks, kWorks, {"dcraw", "djpeg"}, true},
-    {"TextWithoutAPreview", &RequestTest::Text, 0, kWorks, kFails, kWorks, {"dcraw"}, false},
-    // Unread, so that the preview is neither measured against the box nor scaled.
-    {"TextWithAPreview", &RequestTest::Text, 0, kWorks, kWorks, kWorks, {"dcraw"}, true},
-    {"Video", &RequestTest::Video, 0, kWorks, kFails, kWorks, {"dcraw"}, false},
+    {"Tiff", &RequestTest::Tiff, {"dcraw"}, {"dcraw", "convert"}, 0, true},
+    {"TiffFails", &RequestTest::Tiff, {"dcraw", "convert"}, {"dcraw", "convert"}, 0, false},
+    {"TiffWithAPreview", &RequestTest::Tiff, {}, {"dcraw", "djpeg"}, 0, true},
+    {"TextWithoutAPreview", &RequestTest::Text, {"dcraw"}, {"dcraw"}, 0, false},
+    // Unread, so that the preview is not scaled.
+    {"TextWithAPreview", &RequestTest::Text, {}, {"dcraw"}, 0, true},
+    {"VideoWithoutAPreview", &RequestTest::Video, {"dcraw"}, {"dcraw"}, 0, false},
 };
 
 INSTANTIATE_TEST_SUITE_P(Of, OnlineCommands, testing::ValuesIn(kCommandCases),
@@ -132,6 +112,25 @@ TEST_F(OnlineGeneration, ConvertsAJpegThatCannotBeDecoded) {
   EXPECT_THAT(TakeTools(), ElementsAre("djpeg", "convert"));
   EXPECT_EQ(kit::ReadFile(thumb.GetOutputFile()), "picture");
   EXPECT_FALSE(thumb.IsNeedDelete());
+}
+
+TEST_F(OnlineGeneration, ConvertsAnAnimationThatCannotBeScaledAsAStill) {
+  platform_.SetTool("/usr/bin/convert",
+                    kit::InTurn({kit::Writes("full frames"), kit::Fails(1), kit::Writes("still")}));
+  const std::string source = Gif();
+  Thumb thumb(source, Thumb::ANIMATE_GIF);
+  Inspect(thumb);
+  EXPECT_EQ(thumb.Rotate(1).Convert({"small"}), 1);
+  const std::string coalesced = "/var/tmp/convert_thumbnail__" + std::to_string(now_) + "photo.gif";
+  EXPECT_THAT(
+      TakeSteps(),
+      ElementsAre("volume", "name VEXAFILETMP_THUMB_r1.gif", "store", "make store", "run convert",
+                  "run convert", "unlink VEXAFILETMP_THUMB_r1.gif", "run convert",
+                  "name VEXAFILE_THUMB_S_r1.gif", "access VEXAFILETMP_THUMB_r1.gif",
+                  "rename VEXAFILETMP_THUMB_r1.gif -> VEXAFILE_THUMB_S_r1.gif",
+                  "chmod VEXAFILE_THUMB_S_r1.gif", "utime VEXAFILE_THUMB_S_r1.gif"));
+  EXPECT_EQ(kit::ReadFile(coalesced), "full frames");
+  std::filesystem::remove(coalesced);
 }
 
 TEST_F(OnlineGeneration, AsksForTheVolumeOfTheSourcesFolder) {

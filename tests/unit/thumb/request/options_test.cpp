@@ -1,3 +1,4 @@
+#include <map>
 #include <utility>
 
 #include "request_test.h"
@@ -29,10 +30,8 @@ TEST(ThumbOptionBits, AreFixed) {
 }
 
 TEST(ThumbSizes, HaveTheirBoxes) {
-  std::vector<std::pair<std::string, std::pair<uint32_t, uint32_t>>> rows;
-  for (const auto& [label, box] : Thumb::strThumbSizeMap_) {
-    rows.push_back({label, {box.width_, box.height_}});
-  }
+  std::map<std::string, std::pair<uint32_t, uint32_t>> rows;
+  for (const auto& [label, box] : Thumb::strThumbSizeMap_) rows[label] = {box.width_, box.height_};
   EXPECT_THAT(rows,
               ElementsAre(Pair("big", Pair(640U, 640U)), Pair("large", Pair(1280U, 1280U)),
                           Pair("medium", Pair(360U, 360U)),

@@ -47,44 +47,44 @@ RequestTest::RequestTest() {
 }
 
 std::string RequestTest::Jpeg(const kit::JpegOptions& options) const {
-  const std::string path = dir_ / "photo.jpg";
+  std::string path = dir_ / "photo.jpg";
   kit::WriteJpeg(path, options);
   return path;
 }
 
 std::string RequestTest::Png() const {
-  const std::string path = dir_ / "photo.png";
+  std::string path = dir_ / "photo.png";
   kit::WritePng(path);
   return path;
 }
 
 std::string RequestTest::Bmp() const {
-  const std::string path = dir_ / "photo.bmp";
+  std::string path = dir_ / "photo.bmp";
   kit::WriteBmp(path);
   return path;
 }
 
 std::string RequestTest::Gif() const {
-  const std::string path = dir_ / "photo.gif";
+  std::string path = dir_ / "photo.gif";
   kit::WriteGif(path);
   return path;
 }
 
 std::string RequestTest::Tiff() const {
-  const std::string path = dir_ / "photo.tif";
+  std::string path = dir_ / "photo.tif";
   kit::WriteTiff(path);
   return path;
 }
 
 std::string RequestTest::Text() const {
-  const std::string path = dir_ / "text.jpg";
+  std::string path = dir_ / "text.jpg";
   // Exiv2 calls much shorter ones unreadable instead of unknown.
   kit::WriteFile(path, "This is a text, though its name says picture.");
   return path;
 }
 
 std::string RequestTest::Video() const {
-  const std::string path = dir_ / "clip.mp4";
+  std::string path = dir_ / "clip.mp4";
   kit::WriteFile(path, "video");
   return path;
 }
@@ -95,7 +95,7 @@ std::string RequestTest::StorePath(const std::string& source, const std::string&
 
 std::string RequestTest::Store(const std::string& source, const std::string& name,
                                int seconds) const {
-  const std::string path = StorePath(source, name);
+  std::string path = StorePath(source, name);
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   kit::WriteFile(path, "stored");
   SetModifiedAt(path, ModifiedAt(source) + seconds);
