@@ -38,12 +38,6 @@ int Run(const char* path, const char* const argv[]) {
   return Spawn(path, argv, ChildStreams(), &child) == 0 ? Wait(child) : -1;
 }
 
-int RunList(const char* path, va_list arguments) {
-  std::vector<const char*> argv = {path};
-  while (argv.back() != nullptr) argv.push_back(va_arg(arguments, const char*));
-  return Run(path, argv.data());
-}
-
 // Which child is behind which stream.
 class StreamTable {
  public:
@@ -113,10 +107,11 @@ int VLIBCExecv(const char* path, const char* const argv[], int /*flag*/) {
 int VLIBCExecl(const char* path, int flag, ...) {
   va_list arguments;
   va_start(arguments, flag);
-  // No lambda as elsewhere: the analyzer loses sight of the list in one.
   int result = -1;
-  try {
-    result = vexaplatform::RunList(path, arguments);
+  try {  // no lambda as elsewhere: the analyzer loses sight of the list in one
+    std::vector<const char*> argv = {path};
+    while (argv.back() != nullptr) argv.push_back(va_arg(arguments, const char*));
+    result = vexaplatform::Run(path, argv.data());
   } catch (const std::bad_alloc&) {
     errno = ENOMEM;
   }

@@ -231,7 +231,9 @@ INSTANTIATE_TEST_SUITE_P(
                     address.sun_family = AF_UNIX;
                     snprintf(address.sun_path, sizeof(address.sun_path), "%s", path.c_str());
                     const UniqueFd bound(socket(AF_UNIX, SOCK_STREAM, 0));
-                    bind(bound.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+                    EXPECT_EQ(bind(bound.get(), reinterpret_cast<const sockaddr*>(&address),
+                                   sizeof(address)),
+                              0);
                   },
                   ENXIO}),
     [](const auto& test) { return std::string(test.param.name); });
