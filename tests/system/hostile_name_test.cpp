@@ -14,7 +14,6 @@ namespace vexathumb::system_test {
 namespace {
 
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 struct NameCase {

@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 
 std::vector<char*> Pointers(const std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
   pointers.push_back(nullptr);
   return pointers;
@@ -106,7 +107,9 @@ RunResult Album::Run(const std::vector<std::string>& arguments, const RunOptions
     const std::string text = *variable;
     if (variables.count(text.substr(0, text.find('='))) == 0) environment.push_back(text);
   }
-  for (const auto& [name, value] : variables) environment.push_back(name + "=" + value);
+  for (const auto& [name, value] : variables) {
+    environment.push_back(std::string(name).append("=").append(value));
+  }
   const std::vector<char*> envp = Pointers(environment);
 
   const pid_t child = fork();
