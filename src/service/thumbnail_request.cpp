@@ -1,0 +1,26 @@
+#include "service/thumbnail_request.h"
+
+namespace vexathumb::service {
+
+int OptionsOf(const ThumbnailRequest& request) {
+  int options = 0;
+  if (request.pixdeck && !request.IsFreeBox()) options |= Thumb::PIXDECK_EA;
+  if (request.docdeck) options |= Thumb::DOCDECK_EA;
+  if (request.only_stored) options |= Thumb::EA_ONLY;
+  if (request.animated_gif) options |= Thumb::ANIMATE_GIF;
+  if (request.avatar) options |= Thumb::AVATAR;
+  if (request.allow_smaller) options |= Thumb::FALLBACK_SMALLER;
+  if (request.any_share) options |= Thumb::NOT_CHECK_INDEX;
+  return options;
+}
+
+ThumbInfo Describe(const ThumbnailRequest& request) {
+  ThumbInfo info(request.source, request.IsFreeBox() ? "__CUSTOM_SIZE__" : request.label,
+                 request.box);
+  info.SetUserRotate(request.turns);
+  info.SetEnableGIF(request.animated_gif);
+  info.SetCropMode(request.avatar);
+  return info;
+}
+
+}  // namespace vexathumb::service
