@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "service/bmp_data.h"
-#include "service/temporary_name.h"
+#include "service/store_files.h"
 #include "vlibc/process.h"
 
 namespace vexathumb::service {
@@ -28,7 +28,7 @@ bool Compact(const std::string& path, int quality) {
   if (stat(path.c_str(), &st) != 0) return false;
   if (!HoldsBmpData(path)) return true;
 
-  const std::string compacted = TemporaryBeside(path);
+  const std::string compacted = TemporaryFor(path);
   const std::string quality_text = std::to_string(quality);
   const char* const argv[] = {kCjpeg,     "-quality",        quality_text.c_str(),
                               "-outfile", compacted.c_str(), path.c_str(),
