@@ -11,8 +11,9 @@ extern "C" {
 
 // Runs external tools. A child has the descriptors 0, 1 and 2 alone, the default signal mask and
 // default signal dispositions; it reads /dev/null (or the stream's pipe) and never writes to the
-// host's standard output. Its standard error is the host's. The cost of a start does not grow with
-// the host's memory. Callable from several threads at once.
+// host's standard output. Its standard error is the host's, or /dev/null where that is closed or is
+// the very pipe, socket or file that the host's standard output is. The cost of a start does not
+// grow with the host's memory. Callable from several threads at once.
 //
 // How a child ended, as VLIBCExecv, VLIBCExecl and VLIBCPclose answer it:
 //

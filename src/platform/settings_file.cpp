@@ -1,0 +1,202 @@
+#include "settings_file.h"
+
+#include <fcntl.h>
+#include <ini.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "unique_fd.h"
+
+namespace vexaplatform {
+namespace {
+
+using File = std::unique_ptr<FILE, int (*)(FILE*)>;
+
+File OpenRegular(const std::string& path) {
+  UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  struct stat status {};
+  if (!fd || fstat(fd.get(), &status) != 0) return {nullptr, &fclose};
+  if (!S_ISREG(status.st_mode)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return {nullptr, &fclose};
+  }
+  return {fdopen(fd.Release(), "r"), &fclose};
+}
+
+// Brings an absolute path to the form without a trailing slash. False for a relative path and for
+// one that climbs.
+bool TakePath(std::string path, std::string* target) {
+  if (path.empty() || path[0] != '/') return false;
+  if ((path + "/").find("/../") != std::string::npos) return false;
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  *target = std::move(path);
+  return true;
+}
+
+// inih splits the file into keys and values. It neither counts lines for its handler nor tells of
+// sections, cuts long names and splits long lines, so every line is looked at here on its way in.
+class Parser {
+ public:
+  Parser(FILE* stream, Settings* settings) : stream_(stream), settings_(settings) {}
+
+  // Fills the settings. Returns an empty text, or the number of the first bad line and what is
+  // wrong with it.
+  std::string Parse() {
+    const int bad_line = ini_parse_stream(&ReadLine, this, &TakeEntry, this);
+    if (ferror(stream_) != 0) return "cannot be read";
+    for (const auto& [line, share] : share_lines_) {
+      if (settings_->shares[share].path.empty()) {
+        Complain(line, "[share " + settings_->shares[share].name + "] has no path");
+      }
+    }
+    if (bad_line > 0) Complain(bad_line, "neither a [section] nor a key = value");
+    if (complaints_.empty()) return "";
+    const auto& [line, text] = *complaints_.begin();
+    return std::to_string(line) + ": " + text;
+  }
+
+ private:
+  static char* ReadLine(char* buffer, int size, void* parser) {
+    return static_cast<Parser*>(parser)->NextLine(buffer, size);
+  }
+
+  static int TakeEntry(void* parser, const char* /*section*/, const char* key, const char* value) {
+    static_cast<Parser*>(parser)->Take(key, value);
+    return 1;
+  }
+
+  char* NextLine(char* buffer, int size) {
+    if (fgets(buffer, size, stream_) == nullptr) return nullptr;
+    ++line_;
+    size_t length = strlen(buffer);
+    if (feof(stream_) == 0 && (length == 0 || buffer[length - 1] != '\n')) {
+      int next = getc(stream_);
+      if (next != EOF) {
+        Complain(line_, "longer than " + std::to_string(size - 2) + " bytes or not a text");
+      }
+      while (next != EOF && next != '\n') next = getc(stream_);
+    }
+    // inih takes an indented line for the continuation of the value above it.
+    const size_t blanks = strspn(buffer, " \t");
+    length -= blanks;
+    memmove(buffer, buffer + blanks, length + 1);
+    if (buffer[0] == '[') {
+      const char* end = strchr(buffer, ']');
+      if (end != nullptr)
+        EnterSection(std::string(buffer + 1, static_cast<size_t>(end - buffer) - 1));
+    }
+    return buffer;
+  }
+
+  void EnterSection(const std::string& section) {
+    constexpr char kShare[] = "share ";
+    section_ = section;
+    keys_.clear();
+    if (!sections_.insert(section).second) Complain(line_, "[" + section + "] is given twice");
+    if (section == "store") return;
+    const size_t name = section.find_first_not_of(' ', strlen(kShare));
+    if (section.rfind(kShare, 0) != 0 || name == std::string::npos) {
+      Complain(line_, "unknown section [" + section + "]");
+      return;
+    }
+    share_lines_[line_] = settings_->shares.size();
+    const size_t end = section.find_last_not_of(' ') + 1;
+    settings_->shares.push_back({section.substr(name, end - name), "", false});
+  }
+
+  void Take(const std::string& key, const std::string& value) {
+    if (!keys_.insert(key).second) Complain(line_, "\"" + key + "\" is given twice");
+    const bool known = section_ == "store"          ? TakeStore(key, value)
+                       : !settings_->shares.empty() ? TakeShare(key, value)
+                                                    : false;
+    if (!known) Complain(line_, "unknown key \"" + key + "\" in [" + section_ + "]");
+  }
+
+  // The two answer whether the key is known.
+  bool TakeStore(const std::string& key, const std::string& value) {
+    if (key == "layout") {
+      static const std::map<std::string, StoreLayout> kLayouts = {
+          {"beside", StoreLayout::kBeside},
+          {"central", StoreLayout::kCentral},
+          {"auto", StoreLayout::kAuto}};
+      const auto layout = kLayouts.find(value);
+      if (layout == kLayouts.end()) {
+        Complain(line_, "layout is \"" + value + "\", not beside, central or auto");
+      } else {
+        settings_->layout = layout->second;
+      }
+      return true;
+    }
+    if (key == "root") {
+      if (!TakePath(value, &settings_->root) || settings_->root == "/") {
+        Complain(line_, "root is \"" + value + "\", not the absolute path of a folder below /");
+      }
+      return true;
+    }
+    return false;
+  }
+
+  bool TakeShare(const std::string& key, const std::string& value) {
+    ShareSettings& share = settings_->shares.back();
+    if (key == "path") {
+      if (!TakePath(value, &share.path)) {
+        share.path = value.empty() ? "?" : value;  // said once, here
+        Complain(line_, "path is \"" + value + "\", not an absolute path");
+      }
+      return true;
+    }
+    if (key == "indexed") {
+      static const std::map<std::string, bool> kAnswers = {{"yes", true},    {"true", true},
+                                                           {"1", true},      {"no", false},
+                                                           {"false", false}, {"0", false}};
+      const auto answer = kAnswers.find(value);
+      if (answer == kAnswers.end()) {
+        Complain(line_, "indexed is \"" + value + "\", not yes or no");
+      } else {
+        share.indexed = answer->second;
+      }
+      return true;
+    }
+    return false;
+  }
+
+  void Complain(int line, const std::string& text) { complaints_.emplace(line, text); }
+
+  FILE* stream_;
+  Settings* settings_;
+  int line_ = 0;
+  std::string section_;
+  std::set<std::string> sections_;
+  std::set<std::string> keys_;             // of the section so far
+  std::map<int, size_t> share_lines_;      // line to index in Settings::shares
+  std::map<int, std::string> complaints_;  // by line, the first of each
+};
+
+}  // namespace
+
+Settings ReadSettingsFile(const std::string& file) {
+  Settings broken;
+  broken.file = file;
+  const File stream = OpenRegular(file);
+  if (!stream) {
+    broken.error = file + ": " + std::generic_category().message(errno);
+    return broken;
+  }
+  Settings settings;
+  settings.file = file;
+  const std::string complaint = Parser(stream.get(), &settings).Parse();
+  if (complaint.empty()) return settings;
+  broken.error = file + ":" + complaint;
+  return broken;
+}
+
+}  // namespace vexaplatform
