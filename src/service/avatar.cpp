@@ -77,8 +77,8 @@ std::optional<BuiltPicture> BuildAvatar(const ThumbnailRequest& request, const T
     return std::nullopt;
   }
 
-  const bool store_writable = file::IsDestSupportEAWrite(file::Dirname(request.source)) &&
-                              file::MakeEADir(request.source);
+  const bool store_writable =
+      file::IsDestSupportEAWrite(file::Dirname(request.source)) && file::MakeEADir(request.source);
   const std::string stored = BuiltPath(request, info);
   const std::string filled =
       store_writable ? TemporaryFor(stored) : file::GetVarTmpPath(info.GetAvatarThumbEAName());

@@ -42,8 +42,8 @@ std::optional<BuiltPicture> BuildThumbnail(const ThumbnailRequest& request, cons
   SweepStoreDirectory(request.source);
   const bool enough_boxes = (request.IsFreeBox() || request.avatar) &&
                             CountFreeBoxes(request.source) >= options.free_boxes;
-  auto picture = request.avatar ? BuildAvatar(request, info, options)
-                                : StoreEmbeddedPreview(request);
+  auto picture =
+      request.avatar ? BuildAvatar(request, info, options) : StoreEmbeddedPreview(request);
   if (!picture && !request.avatar) picture = GenerateOnline(request, info, options);
   if (picture && picture->path != request.source && enough_boxes) picture->throw_away = true;
   return picture;

@@ -21,8 +21,8 @@ struct BuiltPicture {
   bool throw_away = false;  // to be deleted after use; never so for the source itself
 };
 
-// Builds the thumbnail for the request with the library, whatever is stored. `info` is the request's
-// description after its inspection. The caller holds the source's lock.
+// Builds the thumbnail for the request with the library, whatever is stored. `info` is the
+// request's description after its inspection. The caller holds the source's lock.
 //
 // What appears in the store appears by a rename, complete and with the source's modification time.
 // Where the store cannot be written, or holds enough free boxes, the picture is one to throw away.

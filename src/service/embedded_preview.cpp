@@ -60,8 +60,7 @@ std::optional<BuiltPicture> StoreEmbeddedPreview(const ThumbnailRequest& request
   const bool as_it_is =
       info.GetMimeType() == "image/jpeg" && (info.GetRotate() + info.GetUserRotate()) % 4 == 0;
   const std::string stored = BuiltPath(request, info);
-  const bool done =
-      as_it_is ? Copy(preview.path(), stored) : Convert(info, preview.path(), stored);
+  const bool done = as_it_is ? Copy(preview.path(), stored) : Convert(info, preview.path(), stored);
   if (!done) return std::nullopt;
   return BuiltPicture{stored, info.GetOutputMimeType()};
 }

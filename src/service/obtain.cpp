@@ -101,6 +101,7 @@ std::optional<Thumbnail> AnswerAtOnce(const ThumbnailRequest& request, const Thu
 Thumbnail Build(const ThumbnailRequest& request, const ThumbInfo& info,
                 const ObtainOptions& options) {
   std::optional<BuiltPicture> built;
+  vexaplatform::ForgetLastToolRun();
   try {
     built = BuildThumbnail(request, info, options.build);
   } catch (const std::exception&) {

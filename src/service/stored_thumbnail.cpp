@@ -14,7 +14,8 @@ std::optional<StoredThumbnail> FindOtherApplications(const ThumbnailRequest& req
                                                      const ThumbInfo& info, bool video) {
   if (!request.any_share && !info.IsThumbShareIndexed()) return std::nullopt;
   if (request.pixdeck && !request.IsFreeBox()) {
-    for (const std::string& name : {info.GetPixdeckThumbEAName(), info.GetPixdeckOldThumbEAName()}) {
+    for (const std::string& name :
+         {info.GetPixdeckThumbEAName(), info.GetPixdeckOldThumbEAName()}) {
       const std::string path = file::GetEAPath(request.source, name);
       if (Exists(path)) {
         return StoredThumbnail{path, info.GetOutputMimeType(), info.GetUserRotate() % 4 != 0};
@@ -42,8 +43,8 @@ std::optional<StoredThumbnail> FindStored(const ThumbnailRequest& request, const
 }
 
 std::string BuiltPath(const ThumbnailRequest& request, const ThumbInfo& info) {
-  return file::GetEAPath(request.source, request.avatar ? info.GetAvatarThumbEAName()
-                                                        : info.GetDocdeckThumbEAName());
+  return file::GetEAPath(
+      request.source, request.avatar ? info.GetAvatarThumbEAName() : info.GetDocdeckThumbEAName());
 }
 
 }  // namespace vexathumb::service

@@ -15,9 +15,9 @@ struct StoredThumbnail {
   bool turn_when_sent = false;  // photo-album thumbnails are stored once for all turns
 };
 
-// Looks for a stored thumbnail without running a tool, waiting for anyone or writing anything, in the
-// library's order of slots. `info` is the request's description after its inspection. A file that
-// holds BMP data under a JPEG's name is not taken: it is about to be compacted.
+// Looks for a stored thumbnail without running a tool, waiting for anyone or writing anything, in
+// the library's order of slots. `info` is the request's description after its inspection. A file
+// that holds BMP data under a JPEG's name is not taken: it is about to be compacted.
 std::optional<StoredThumbnail> FindStored(const ThumbnailRequest& request, const ThumbInfo& info);
 
 // The store path of the file that building for this request makes.
