@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_FILES_H_
-#define VEXATHUMB_KIT_FILES_H_
+#ifndef VEXATHUMB_TESTS_KIT_FILES_H_
+#define VEXATHUMB_TESTS_KIT_FILES_H_
 
 #include <string>
 
@@ -13,4 +13,4 @@ void WriteFile(const std::string& path, const std::string& bytes);
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_FILES_H_
+#endif  // VEXATHUMB_TESTS_KIT_FILES_H_

@@ -63,17 +63,14 @@ void DrawWithOrientation(const std::string& format, const std::string& path,
   if (options.orientation != 0) AddExif(path, {OrientationValue(options.orientation)});
 }
 
-void EncodeHeif(const Arguments& codec, const std::string& path, const PictureOptions& options) {
-  const TempDir dir;
-  // The encoder copies the EXIF data of a JPEG.
-  WriteJpeg(dir / "picture.jpg", {options.size, options.orientation, {}, {}, {}});
+// The encoder copies the EXIF data of a JPEG.
+void EncodeHeif(const Arguments& codec, const std::string& path, const std::string& jpeg,
+                int orientation) {
   Arguments argv = {"/usr/bin/heif-enc", "-q", "90"};
   argv.insert(argv.end(), codec.begin(), codec.end());
-  argv.insert(argv.end(), {"-o", path, dir / "picture.jpg"});
+  argv.insert(argv.end(), {"-o", path, jpeg});
   RunTool(argv);
-  if (options.orientation > 1) {
-    WriteFile(path, WithContainerOrientation(ReadFile(path), options.orientation));
-  }
+  if (orientation > 1) WriteFile(path, WithContainerOrientation(ReadFile(path), orientation));
 }
 
 }  // namespace
@@ -122,6 +119,13 @@ void AddExif(const std::string& path, const std::vector<ExifValue>& values) {
   image->writeMetadata();
 }
 
+void AddExifThumbnail(const std::string& path, const std::string& thumbnail) {
+  const auto image = Exiv2::ImageFactory::open(path);
+  image->readMetadata();
+  Exiv2::ExifThumb(image->exifData()).setJpegThumbnail(thumbnail);
+  image->writeMetadata();
+}
+
 void WritePng(const std::string& path, const PictureOptions& options) {
   DrawWithOrientation("png", path, options);
 }
@@ -164,11 +168,19 @@ void WriteAnimatedGif(const std::string& path, const Size& size, int frames) {
 }
 
 void WriteHeic(const std::string& path, const PictureOptions& options) {
-  EncodeHeif({"-p", "preset=ultrafast"}, path, options);
+  const TempDir dir;
+  WriteJpeg(dir / "picture", {options.size, options.orientation, {}, {}, {}});
+  WriteHeicOf(path, dir / "picture", options.orientation);
+}
+
+void WriteHeicOf(const std::string& path, const std::string& jpeg, int orientation) {
+  EncodeHeif({"-p", "preset=ultrafast"}, path, jpeg, orientation);
 }
 
 void WriteAvif(const std::string& path, const PictureOptions& options) {
-  EncodeHeif({"-A", "-p", "speed=9"}, path, options);
+  const TempDir dir;
+  WriteJpeg(dir / "picture", {options.size, options.orientation, {}, {}, {}});
+  EncodeHeif({"-A", "-p", "speed=9"}, path, dir / "picture", options.orientation);
 }
 
 }  // namespace vexathumb::kit

@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_FIXTURES_H_
-#define VEXATHUMB_KIT_FIXTURES_H_
+#ifndef VEXATHUMB_TESTS_KIT_FIXTURES_H_
+#define VEXATHUMB_TESTS_KIT_FIXTURES_H_
 
 #include <exiv2/exiv2.hpp>
 #include <optional>
@@ -54,6 +54,9 @@ void WriteJpeg(const std::string& path, const JpegOptions& options = {});
 // Adds EXIF values to a picture of a type that Exiv2 writes.
 void AddExif(const std::string& path, const std::vector<ExifValue>& values);
 
+// Embeds a JPEG made elsewhere as the EXIF thumbnail of a picture.
+void AddExifThumbnail(const std::string& path, const std::string& thumbnail);
+
 struct PictureOptions {
   Size size = {400, 300};
   int orientation = 0;
@@ -74,6 +77,9 @@ void WriteAnimatedGif(const std::string& path, const Size& size = {400, 300}, in
 // EXIF orientation says the same thing once more.
 void WriteHeic(const std::string& path, const PictureOptions& options = {});
 void WriteAvif(const std::string& path, const PictureOptions& options = {});
+
+// The same from a JPEG made elsewhere, stored for `orientation` and with EXIF data that say so.
+void WriteHeicOf(const std::string& path, const std::string& jpeg, int orientation);
 
 enum class RawPreview {
   kNone,
@@ -109,4 +115,4 @@ void WriteSocket(const std::string& path);
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_FIXTURES_H_
+#endif  // VEXATHUMB_TESTS_KIT_FIXTURES_H_

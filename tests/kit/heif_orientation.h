@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_HEIF_ORIENTATION_H_
-#define VEXATHUMB_KIT_HEIF_ORIENTATION_H_
+#ifndef VEXATHUMB_TESTS_KIT_HEIF_ORIENTATION_H_
+#define VEXATHUMB_TESTS_KIT_HEIF_ORIENTATION_H_
 
 #include <string>
 
@@ -12,4 +12,4 @@ std::string WithContainerOrientation(std::string heif, int orientation);
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_HEIF_ORIENTATION_H_
+#endif  // VEXATHUMB_TESTS_KIT_HEIF_ORIENTATION_H_

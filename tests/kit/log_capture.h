@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_LOG_CAPTURE_H_
-#define VEXATHUMB_KIT_LOG_CAPTURE_H_
+#ifndef VEXATHUMB_TESTS_KIT_LOG_CAPTURE_H_
+#define VEXATHUMB_TESTS_KIT_LOG_CAPTURE_H_
 
 #include <string>
 #include <vector>
@@ -20,4 +20,4 @@ std::vector<LogLine> TakeLog();
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_LOG_CAPTURE_H_
+#endif  // VEXATHUMB_TESTS_KIT_LOG_CAPTURE_H_

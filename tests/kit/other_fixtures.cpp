@@ -43,7 +43,15 @@ std::string AsfContent() {
       std::string("\x30\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C", 16));
 }
 
-std::string Cr3Content() { return FileTypeBox("crx "); }
+std::string Cr3Content() {
+  // A box of nothing behind it, since Exiv2 wants some bytes before it decides.
+  return FileTypeBox("crx ") +
+         std::string(
+             "\0\0\0\x40"
+             "free",
+             8) +
+         std::string(0x38, '\0');
+}
 
 void WriteFifo(const std::string& path) {
   if (mkfifo(path.c_str(), 0600) != 0) ThrowErrno(path);

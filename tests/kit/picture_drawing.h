@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_PICTURE_DRAWING_H_
-#define VEXATHUMB_KIT_PICTURE_DRAWING_H_
+#ifndef VEXATHUMB_TESTS_KIT_PICTURE_DRAWING_H_
+#define VEXATHUMB_TESTS_KIT_PICTURE_DRAWING_H_
 
 #include <string>
 #include <vector>
@@ -26,4 +26,4 @@ void Draw(const std::string& target, const Size& size, int orientation, const Pa
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_PICTURE_DRAWING_H_
+#endif  // VEXATHUMB_TESTS_KIT_PICTURE_DRAWING_H_

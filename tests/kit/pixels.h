@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_PIXELS_H_
-#define VEXATHUMB_KIT_PIXELS_H_
+#ifndef VEXATHUMB_TESTS_KIT_PIXELS_H_
+#define VEXATHUMB_TESTS_KIT_PIXELS_H_
 
 #include <cstdint>
 #include <string>
@@ -35,4 +35,4 @@ std::string Corners(const std::string& path);
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_PIXELS_H_
+#endif  // VEXATHUMB_TESTS_KIT_PIXELS_H_

@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_RUN_TOOL_H_
-#define VEXATHUMB_KIT_RUN_TOOL_H_
+#ifndef VEXATHUMB_TESTS_KIT_RUN_TOOL_H_
+#define VEXATHUMB_TESTS_KIT_RUN_TOOL_H_
 
 #include <string>
 #include <vector>
@@ -13,4 +13,4 @@ std::string RunTool(const std::vector<std::string>& argv, const std::string& inp
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_RUN_TOOL_H_
+#endif  // VEXATHUMB_TESTS_KIT_RUN_TOOL_H_

@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_TEMP_DIR_H_
-#define VEXATHUMB_KIT_TEMP_DIR_H_
+#ifndef VEXATHUMB_TESTS_KIT_TEMP_DIR_H_
+#define VEXATHUMB_TESTS_KIT_TEMP_DIR_H_
 
 #include <cerrno>
 #include <cstdlib>
@@ -38,4 +38,4 @@ class TempDir {
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_TEMP_DIR_H_
+#endif  // VEXATHUMB_TESTS_KIT_TEMP_DIR_H_

@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_KIT_TIFF_BUILDER_H_
-#define VEXATHUMB_KIT_TIFF_BUILDER_H_
+#ifndef VEXATHUMB_TESTS_KIT_TIFF_BUILDER_H_
+#define VEXATHUMB_TESTS_KIT_TIFF_BUILDER_H_
 
 #include <cstdint>
 #include <string>
@@ -48,4 +48,4 @@ std::string BuildTiff(TiffDirectory main, const std::vector<TiffDirectory>& chil
 
 }  // namespace vexathumb::kit
 
-#endif  // VEXATHUMB_KIT_TIFF_BUILDER_H_
+#endif  // VEXATHUMB_TESTS_KIT_TIFF_BUILDER_H_
