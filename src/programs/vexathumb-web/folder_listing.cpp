@@ -42,8 +42,9 @@ std::optional<EntryKind> KindOf(const Folder& folder, const dirent& item) {
   const unsigned char type = TypeOf(folder, item);
   if (type == DT_DIR) return EntryKind::kFolder;
   if (type != DT_REG) return std::nullopt;
-  if (service::IsPictureName(item.d_name)) return EntryKind::kImage;
-  if (IsSupportVideo(item.d_name)) return EntryKind::kVideo;
+  const std::string path = std::string("/") + item.d_name;  // a name alone may be its extension
+  if (service::IsPictureName(path)) return EntryKind::kImage;
+  if (IsSupportVideo(path)) return EntryKind::kVideo;
   return std::nullopt;
 }
 
