@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 
 namespace vexaplatform {
 namespace {
@@ -58,7 +59,9 @@ class SpawnPlan {
     sigset_t none;
     sigset_t all;
     sigemptyset(&none);
-    sigfillset(&all);
+    // sigfillset leaves out the two signals that libc keeps to itself and that a child would then
+    // find ignored.
+    memset(&all, 0xff, sizeof(all));
     Note(posix_spawnattr_setsigmask(&attributes_, &none));
     Note(posix_spawnattr_setsigdefault(&attributes_, &all));
     Note(posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));

@@ -75,42 +75,44 @@ class Parser {
   }
 
   char* NextLine(char* buffer, int size) {
-    if (fgets(buffer, size, stream_) == nullptr) return nullptr;
+    int length = 0;
+    bool sound = true;
+    int c = getc(stream_);
+    if (c == EOF) return nullptr;
     ++line_;
-    size_t length = strlen(buffer);
-    if (feof(stream_) == 0 && (length == 0 || buffer[length - 1] != '\n')) {
-      int next = getc(stream_);
-      if (next != EOF) {
-        Complain(line_, "longer than " + std::to_string(size - 2) + " bytes or not a text");
-      }
-      while (next != EOF && next != '\n') next = getc(stream_);
+    for (; c != EOF; c = getc(stream_)) {
+      // inih takes an indented line for the continuation of the value above it.
+      if (length == 0 && (c == ' ' || c == '\t')) continue;
+      sound = sound && c != '\0' && length < size - 1;
+      if (sound) buffer[length++] = static_cast<char>(c);
+      if (c == '\n') break;
     }
-    // inih takes an indented line for the continuation of the value above it.
-    const size_t blanks = strspn(buffer, " \t");
-    length -= blanks;
-    memmove(buffer, buffer + blanks, length + 1);
-    if (buffer[0] == '[') {
-      const char* end = strchr(buffer, ']');
-      if (end != nullptr)
-        EnterSection(std::string(buffer + 1, static_cast<size_t>(end - buffer) - 1));
+    buffer[length] = '\0';
+    if (!sound) {
+      Complain(line_, "longer than " + std::to_string(size - 2) + " bytes or not a text");
     }
+    const char* end = buffer[0] == '[' ? strchr(buffer, ']') : nullptr;
+    if (end != nullptr)
+      EnterSection(std::string(buffer + 1, static_cast<size_t>(end - buffer) - 1));
     return buffer;
   }
 
-  void EnterSection(const std::string& section) {
+  void EnterSection(const std::string& header) {
     constexpr char kShare[] = "share ";
-    section_ = section;
+    const size_t name_start = header.find_first_not_of(' ', strlen(kShare));
+    const bool is_share = header.rfind(kShare, 0) == 0 && name_start != std::string::npos;
+    std::string name = is_share ? header.substr(name_start) : "";
+    name.erase(name.find_last_not_of(' ') + 1);
+    section_ = is_share ? kShare + name : header;
     keys_.clear();
-    if (!sections_.insert(section).second) Complain(line_, "[" + section + "] is given twice");
-    if (section == "store") return;
-    const size_t name = section.find_first_not_of(' ', strlen(kShare));
-    if (section.rfind(kShare, 0) != 0 || name == std::string::npos) {
-      Complain(line_, "unknown section [" + section + "]");
-      return;
+    if (!is_share && section_ != "store") {
+      Complain(line_, "unknown section [" + section_ + "]");
+    } else if (!sections_.insert(section_).second) {
+      Complain(line_, "[" + section_ + "] is given twice");
+    } else if (is_share) {
+      share_lines_[line_] = settings_->shares.size();
+      settings_->shares.push_back({name, "", false});
     }
-    share_lines_[line_] = settings_->shares.size();
-    const size_t end = section.find_last_not_of(' ') + 1;
-    settings_->shares.push_back({section.substr(name, end - name), "", false});
   }
 
   void Take(const std::string& key, const std::string& value) {

@@ -1,0 +1,24 @@
+#include "kit/files.h"
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace vexathumb::kit {
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << file.rdbuf();
+  if (!file.is_open()) throw std::runtime_error("cannot read " + path);
+  return bytes.str();
+}
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + path);
+}
+
+}  // namespace vexathumb::kit
