@@ -5,7 +5,8 @@
 
 namespace vexathumb::service {
 
-// Both replace a finished thumbnail under the same name, by a rename, with the same mode and times.
+// Both replace a finished thumbnail under the same name, by a rename, with the same mode and
+// modification time.
 // On failure it stays as it was.
 
 // Re-encodes a thumbnail that holds BMP data, as the fast JPEG path leaves it, as JPEG of `quality`
