@@ -6,8 +6,7 @@
 namespace vexathumb::service {
 
 // Both replace a finished thumbnail under the same name, by a rename, with the same mode and
-// modification time.
-// On failure it stays as it was.
+// modification time. On failure it stays as it was.
 
 // Re-encodes a thumbnail that holds BMP data, as the fast JPEG path leaves it, as JPEG of `quality`
 // (1 to 100) with cjpeg. True when the file is no BMP data any more.

@@ -141,6 +141,13 @@ SEEN_BY_LIBRARIES int access(const char* path, int mode) noexcept {
   return real(path, mode);
 }
 
+SEEN_BY_LIBRARIES int unlink(const char* path) noexcept {
+  static auto* const real = Real<int(const char*)>("unlink");
+  const bool spared =
+      current != nullptr && !current->removable.empty() && current->removable != path;
+  return spared ? 0 : real(path);
+}
+
 SEEN_BY_LIBRARIES int posix_fallocate(int fd, off_t offset, off_t length) {
   static auto* const real = Real<int(int, off_t, off_t)>("posix_fallocate");
   if (current != nullptr && !current->full_directory.empty()) {

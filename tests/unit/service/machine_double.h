@@ -36,6 +36,7 @@ class MachineDouble {
   std::optional<FSTYPE> volume_type;
   std::string full_directory;  // allocation fails below it
   time_t clock_ahead = 0;      // seconds
+  std::string removable;       // the only file that unlink removes, if any is named
 
   // For the functions themselves.
   ToolFault Run(const std::string& path, const std::vector<std::string>& argv);
