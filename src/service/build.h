@@ -21,12 +21,13 @@ struct BuiltPicture {
   bool throw_away = false;  // to be deleted after use; never so for the source itself
 };
 
-// Builds the thumbnail for the request with the library, whatever is stored. `info` is the
-// request's description after its inspection. The caller holds the source's lock.
+// Builds the thumbnail for the request with the library, unless that very file is stored by now.
+// `info` is the request's description after its inspection. The caller holds the source's lock.
 //
 // What appears in the store appears by a rename, complete and with the source's modification time.
-// Where the store cannot be written, or holds enough free boxes, the picture is one to throw away.
-// Nothing when the tools cannot make one. Exceptions of the library pass through.
+// Where the store cannot be written, or holds enough free boxes, the picture is one to throw away,
+// under a name of its own. Nothing when the tools cannot make one. Exceptions of the library pass
+// through.
 std::optional<BuiltPicture> BuildThumbnail(const ThumbnailRequest& request, const ThumbInfo& info,
                                            const BuildOptions& options);
 

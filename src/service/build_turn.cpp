@@ -1,11 +1,15 @@
 #include "service/build_turn.h"
 
+#include <algorithm>
+#include <chrono>
 #include <functional>
+#include <thread>
 
 namespace vexathumb::service {
 namespace {
 
 constexpr size_t kSourceLockFiles = 256;
+constexpr std::chrono::milliseconds kLookAgainAfter{5};
 
 std::string SourceLockName(const std::string& source) {
   const std::string base_name = source.substr(source.rfind('/') + 1);
@@ -20,17 +24,20 @@ SourceLock::SourceLock(const std::string& directory, const std::string& source)
 }
 
 std::optional<BuildTurn> BuildTurn::Take(const std::string& directory, const BuildLimits& limits) {
-  for (int number = 0; number < limits.builders + limits.waiting; ++number) {
+  const int builders = std::max(limits.builders, 1);
+  for (int number = 0; number < builders + limits.waiting; ++number) {
     LockFile ticket(directory, "ticket." + std::to_string(number));
     if (!ticket.TryLock()) continue;
-    for (int builder = 0; builder < limits.builders; ++builder) {
-      LockFile place(directory, "builder." + std::to_string(builder));
-      if (place.TryLock()) return BuildTurn(std::move(ticket), std::move(place));
+    // Only the first in line looks for a free place, since the system cannot wait for any of
+    // several locks.
+    LockFile line(directory, "line");
+    line.Lock();
+    for (;; std::this_thread::sleep_for(kLookAgainAfter)) {
+      for (int builder = 0; builder < builders; ++builder) {
+        LockFile place(directory, "builder." + std::to_string(builder));
+        if (place.TryLock()) return BuildTurn(std::move(ticket), std::move(place));
+      }
     }
-    // Tickets are taken lowest first, so that the waiting spread over the places.
-    LockFile place(directory, "builder." + std::to_string(number % limits.builders));
-    place.Lock();
-    return BuildTurn(std::move(ticket), std::move(place));
   }
   return std::nullopt;
 }

@@ -4,34 +4,39 @@
 
 #include <cstdio>
 
+#include "service/content_type.h"
 #include "service/store_files.h"
 #include "service/stored_thumbnail.h"
-#include "vexa/copy.h"
 
 namespace vexathumb::service {
 namespace {
 
-// The library writes the preview to a file of its own, which its user removes.
-class PreviewFile {
+// The library writes the preview to a file of its own, which its user removes, also when the
+// inspection fails after that.
+class InspectionWithPreview {
  public:
-  explicit PreviewFile(std::string path) : path_(std::move(path)) {}
-  ~PreviewFile() {
-    if (!path_.empty()) unlink(path_.c_str());
+  explicit InspectionWithPreview(const ThumbnailRequest& request) : info_(Describe(request)) {}
+  ~InspectionWithPreview() {
+    if (!preview().empty()) unlink(preview().c_str());
   }
-  PreviewFile(const PreviewFile&) = delete;
-  PreviewFile& operator=(const PreviewFile&) = delete;
+  InspectionWithPreview(const InspectionWithPreview&) = delete;
+  InspectionWithPreview& operator=(const InspectionWithPreview&) = delete;
 
-  const std::string& path() const { return path_; }
+  bool FindsPreview() {
+    try {
+      info_.ExtractImgInfo(true);
+    } catch (const Error&) {
+      return false;
+    }
+    return !preview().empty();
+  }
+
+  std::string preview() const { return info_.GetEXIFPreviewTmpPath(); }
+  const ThumbInfo& info() const { return info_; }
 
  private:
-  std::string path_;
+  ThumbInfo info_;
 };
-
-bool Copy(const std::string& from, const std::string& to) {
-  VEXACOPYARGS args = {};
-  args.blOverWrite = TRUE;
-  return VEXAFileCopy(from.c_str(), to.c_str(), &args) == 0;
-}
 
 bool Convert(const ThumbInfo& info, const std::string& from, const std::string& to) {
   const std::string temporary = TemporaryFor(to);
@@ -45,22 +50,15 @@ bool Convert(const ThumbInfo& info, const std::string& from, const std::string& 
 }  // namespace
 
 std::optional<BuiltPicture> StoreEmbeddedPreview(const ThumbnailRequest& request) {
-  ThumbInfo info = Describe(request);
-  try {
-    info.ExtractImgInfo(true);
-  } catch (const Error&) {
-    const PreviewFile half_made(info.GetEXIFPreviewTmpPath());
-    return std::nullopt;
-  }
-  const PreviewFile preview(info.GetEXIFPreviewTmpPath());
-  if (preview.path().empty() || !file::IsDestSupportEAWrite(file::Dirname(request.source)) ||
-      !file::MakeEADir(request.source)) {
-    return std::nullopt;
-  }
-  const bool as_it_is =
-      info.GetMimeType() == "image/jpeg" && (info.GetRotate() + info.GetUserRotate()) % 4 == 0;
+  InspectionWithPreview inspection(request);
+  if (!inspection.FindsPreview() || !IsStoreWritable(request.source)) return std::nullopt;
+  const ThumbInfo& info = inspection.info();
+  const bool upright = (info.GetRotate() + info.GetUserRotate()) % 4 == 0 && !info.GetFlop();
+  const bool as_it_is = upright && info.GetMimeType() == kJpegType &&
+                        ContentTypeOf(inspection.preview()) == kJpegType;
   const std::string stored = BuiltPath(request, info);
-  const bool done = as_it_is ? Copy(preview.path(), stored) : Convert(info, preview.path(), stored);
+  const bool done = as_it_is ? PutIntoStore(inspection.preview(), stored)
+                             : Convert(info, inspection.preview(), stored);
   if (!done) return std::nullopt;
   return BuiltPicture{stored, info.GetOutputMimeType()};
 }

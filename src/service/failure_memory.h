@@ -1,6 +1,8 @@
 #ifndef VEXATHUMB_SERVICE_FAILURE_MEMORY_H_
 #define VEXATHUMB_SERVICE_FAILURE_MEMORY_H_
 
+#include <sys/stat.h>
+
 #include <optional>
 #include <string>
 
@@ -20,9 +22,11 @@ struct BuildFailure {
 // What is remembered of the source as it is now.
 std::optional<BuildFailure> RememberedFailure(const std::string& source);
 
-// Remembers a failure, counting the attempts at the same bytes. A store that cannot be written
-// remembers nothing.
-void RememberFailure(const std::string& source, const std::string& reason, const std::string& tool);
+// Remembers a failure, counting the attempts at the same bytes. `tried` is the source's status from
+// before the attempt: one that has changed in the meantime has not been tried as it is now. A store
+// that cannot be written remembers nothing.
+void RememberFailure(const std::string& source, const struct stat& tried, const std::string& reason,
+                     const std::string& tool);
 
 // Forgets it, so that the source is tried again.
 void ForgetFailure(const std::string& source);

@@ -23,7 +23,7 @@ enum class Obtained {
   kNotStored,  // only stored thumbnails were asked for
   kUnusable,   // no thumbnail can be made of the source
   kOverload,   // too many builds wait already
-  kToolFault,  // a tool is missing or cannot be started
+  kToolFault,  // a tool is missing, cannot be started or was ended, or there is no room for it
 };
 
 // The answer to a request.

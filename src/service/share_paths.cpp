@@ -24,6 +24,11 @@ bool IsPlainPath(const std::string& relative) {
   }
 }
 
+// What paths beneath the share begin with.
+std::string PrefixOf(const vexaplatform::ShareSettings& share) {
+  return share.path == "/" ? "/" : share.path + "/";
+}
+
 // Kernels since 5.6 have openat2; there is no way without it that holds against a race.
 int OpenBeneath(int directory, const char* relative) {
   struct open_how how = {};
@@ -47,7 +52,7 @@ std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
   const bool examined = fstat(found, &result.status) == 0;
   close(found);
   if (!examined || S_ISLNK(result.status.st_mode)) return std::nullopt;
-  result.path = relative.empty() ? share.path : share.path + "/" + relative;
+  result.path = relative.empty() ? share.path : PrefixOf(share) + relative;
   return result;
 }
 
@@ -63,7 +68,7 @@ const vexaplatform::ShareSettings* ShareOf(const vexaplatform::Settings& setting
                                            const std::string& path) {
   const vexaplatform::ShareSettings* innermost = nullptr;
   for (const auto& share : settings.shares) {
-    const std::string prefix = share.path == "/" ? "/" : share.path + "/";
+    const std::string prefix = PrefixOf(share);
     if (path.compare(0, prefix.size(), prefix) != 0) continue;
     if (innermost == nullptr || share.path.size() > innermost->path.size()) innermost = &share;
   }

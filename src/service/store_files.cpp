@@ -1,72 +1,77 @@
 #include "service/store_files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <climits>
 #include <ctime>
-#include <filesystem>
-#include <regex>
 
+#include "common/util/util.h"
+#include "vexa/copy.h"
 #include "vexa/ea.h"
 
 namespace vexathumb::service {
 namespace {
 
-constexpr time_t kLeftoverAge = 60 * 60;
-
-// The library's store temporaries, with or without process and time, and ours.
-const char kStoreTemporaries[] =
-    "VEXAFILETMP_THUMB.*|VEXATHUMBTMP_.*|VEXA(FILE|AVATAR|PHOTO)_.*_[0-9]+_[0-9]+";
-const char kFreeBoxes[] = "VEXA(FILE_THUMB|AVATAR)_[0-9]+x[0-9]+(_r-?[123])?\\.(jpg|png|gif)";
-const char kVarTmpFiles[] = "vexathumb_.*_[0-9]+_[0-9]+|convert_thumbnail__[0-9]+.*";
-const char kTmpFiles[] = "thumb\\.[0-9]+\\.[0-9]+\\.[0-9]+(\\..*)?";
-
-template <typename Use>
-void ForEachName(const std::string& directory, const char* pattern, Use use) {
-  if (directory.empty()) return;
-  const std::regex matches(pattern);
-  std::error_code error;
-  std::filesystem::directory_iterator entry(directory, error);
-  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
-    if (std::regex_match(name, matches)) use(directory + "/" + name);
-  }
+bool IsFolder(const std::string& path) {
+  struct stat st = {};
+  return lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// By the time of the last change of the file's status: its modification time may be a source's.
-void RemoveIfOld(const std::string& path) {
-  struct stat st = {};
-  if (lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return;
-  if (st.st_uid == geteuid() && st.st_ctime + kLeftoverAge < time(nullptr)) unlink(path.c_str());
+// A store directory is two levels deep: one of its own in a hidden folder.
+bool IsStoreDirectory(const std::string& directory) {
+  return IsFolder(directory) && IsFolder(file::Dirname(directory));
 }
 
 }  // namespace
 
 std::string TemporaryFor(const std::string& path) {
+  static std::atomic<unsigned> count{0};
   const size_t name = path.rfind('/') + 1;
   return path.substr(0, name) + "VEXATHUMBTMP_" + std::to_string(getpid()) + "_" +
-         std::to_string(time(nullptr)) + "_" + path.substr(name);
+         std::to_string(time(nullptr)) + "_" + std::to_string(count++) + "_" + path.substr(name);
 }
 
 std::string StoreDirectoryOf(const std::string& source) {
-  char directory[4096] = {};
+  char directory[PATH_MAX] = {};
   return VEXAEADirPath(EATYPE_VEXAEA, source.c_str(), directory, sizeof(directory)) == 0 ? directory
                                                                                          : "";
 }
 
-int CountFreeBoxes(const std::string& source) {
-  int count = 0;
-  ForEachName(StoreDirectoryOf(source), kFreeBoxes, [&count](const std::string&) { ++count; });
-  return count;
+bool IsStoredFile(const std::string& path) {
+  struct stat st = {};
+  return lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
+         IsStoreDirectory(file::Dirname(path));
 }
 
-void SweepStoreDirectory(const std::string& source) {
-  ForEachName(StoreDirectoryOf(source), kStoreTemporaries, RemoveIfOld);
+bool IsStoreWritable(const std::string& source) {
+  const std::string directory = StoreDirectoryOf(source);
+  return !directory.empty() && file::IsDestSupportEAWrite(file::Dirname(source)) &&
+         file::MakeEADir(source) && IsStoreDirectory(directory) &&
+         access(directory.c_str(), W_OK | X_OK) == 0;
 }
 
-void SweepTemporaryDirectories() {
-  ForEachName("/var/tmp", kVarTmpFiles, RemoveIfOld);
-  ForEachName("/tmp", kTmpFiles, RemoveIfOld);
+bool HasRoom(const std::string& directory) {
+  constexpr off_t kRoom = 32 << 20;  // for the largest thumbnail of a named size as BMP data
+  const std::string probe = TemporaryFor(directory + "/room");
+  const int fd = open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (fd < 0) return false;
+  const bool fits = posix_fallocate(fd, 0, kRoom) == 0;
+  close(fd);
+  unlink(probe.c_str());
+  return fits;
+}
+
+bool HasStoreRoom(const std::string& source) {
+  return IsStoreWritable(source) && HasRoom(StoreDirectoryOf(source));
+}
+
+bool PutIntoStore(const std::string& picture, const std::string& stored) {
+  VEXACOPYARGS args = {};
+  args.blOverWrite = TRUE;
+  return VEXAFileCopy(picture.c_str(), stored.c_str(), &args) == 0;
 }
 
 }  // namespace vexathumb::service

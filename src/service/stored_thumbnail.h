@@ -13,14 +13,19 @@ struct StoredThumbnail {
   std::string path;
   std::string mime;
   bool turn_when_sent = false;  // photo-album thumbnails are stored once for all turns
+  bool bmp_data = false;        // under a JPEG's name: the fast JPEG path's, not compacted yet
 };
 
 // Looks for a stored thumbnail without running a tool, waiting for anyone or writing anything, in
-// the library's order of slots. `info` is the request's description after its inspection. A file
-// that holds BMP data under a JPEG's name is not taken: it is about to be compacted.
+// the library's order of slots. `info` is the request's description after its inspection, which may
+// have failed. Links are not taken, nor photo-album thumbnails that cannot be turned as asked.
 std::optional<StoredThumbnail> FindStored(const ThumbnailRequest& request, const ThumbInfo& info);
 
-// The store path of the file that building for this request makes.
+// The stored thumbnail that building for this request makes, whichever slots the request names, if
+// it is there and current.
+std::optional<StoredThumbnail> FindBuilt(const ThumbnailRequest& request, const ThumbInfo& info);
+
+// Its store path; empty when the platform refuses.
 std::string BuiltPath(const ThumbnailRequest& request, const ThumbInfo& info);
 
 }  // namespace vexathumb::service

@@ -2,6 +2,10 @@
 
 namespace vexathumb::service {
 
+bool IsVideo(const ThumbnailRequest& request) {
+  return IsSupportVideo(request.source.substr(request.source.rfind('/') + 1));
+}
+
 int OptionsOf(const ThumbnailRequest& request) {
   int options = 0;
   if (request.pixdeck && !request.IsFreeBox()) options |= Thumb::PIXDECK_EA;

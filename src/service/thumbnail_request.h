@@ -24,6 +24,9 @@ struct ThumbnailRequest {
   bool IsFreeBox() const { return label.empty(); }
 };
 
+// By the source's name, as the library decides it.
+bool IsVideo(const ThumbnailRequest& request);
+
 // The library's option bits for the request. A free box has no photo-album name, so that bit is
 // left out for it.
 int OptionsOf(const ThumbnailRequest& request);
