@@ -43,7 +43,7 @@ Problem ProblemOf(const service::Thumbnail& thumbnail) {
       break;
   }
   syslog(LOG_ERR, "no thumbnail: %s", thumbnail.reason.c_str());
-  return {500, "A program that makes thumbnails is missing or cannot be started."};
+  return {500, "This machine cannot make thumbnails at the moment."};
 }
 
 }  // namespace
