@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -40,6 +41,12 @@ bool TakePath(std::string path, std::string* target) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   *target = std::move(path);
   return true;
+}
+
+std::string Trimmed(const std::string& text) {
+  const size_t start = text.find_first_not_of(" \t");
+  if (start == std::string::npos) return "";
+  return text.substr(start, text.find_last_not_of(" \t") + 1 - start);
 }
 
 // inih splits the file into keys and values. It neither counts lines for its handler nor tells of
@@ -105,7 +112,7 @@ class Parser {
     name.erase(name.find_last_not_of(' ') + 1);
     section_ = is_share ? kShare + name : header;
     keys_.clear();
-    if (!is_share && section_ != "store") {
+    if (!is_share && section_ != "store" && section_ != "service" && section_ != "http") {
       Complain(line_, "unknown section [" + section_ + "]");
     } else if (!sections_.insert(section_).second) {
       Complain(line_, "[" + section_ + "] is given twice");
@@ -116,14 +123,19 @@ class Parser {
   }
 
   void Take(const std::string& key, const std::string& value) {
-    if (!keys_.insert(key).second) Complain(line_, "\"" + key + "\" is given twice");
+    const bool may_repeat = section_ == "http" && key == "map";
+    if (!keys_.insert(key).second && !may_repeat) {
+      Complain(line_, "\"" + key + "\" is given twice");
+    }
     const bool known = section_ == "store"          ? TakeStore(key, value)
+                       : section_ == "service"      ? TakeService(key, value)
+                       : section_ == "http"         ? TakeHttp(key, value)
                        : !settings_->shares.empty() ? TakeShare(key, value)
                                                     : false;
     if (!known) Complain(line_, "unknown key \"" + key + "\" in [" + section_ + "]");
   }
 
-  // The two answer whether the key is known.
+  // These answer whether the key is known.
   bool TakeStore(const std::string& key, const std::string& value) {
     if (key == "layout") {
       static const std::map<std::string, StoreLayout> kLayouts = {
@@ -156,19 +168,82 @@ class Parser {
       }
       return true;
     }
-    if (key == "indexed") {
-      static const std::map<std::string, bool> kAnswers = {{"yes", true},    {"true", true},
-                                                           {"1", true},      {"no", false},
-                                                           {"false", false}, {"0", false}};
-      const auto answer = kAnswers.find(value);
-      if (answer == kAnswers.end()) {
-        Complain(line_, "indexed is \"" + value + "\", not yes or no");
-      } else {
-        share.indexed = answer->second;
+    if (key == "indexed") return TakeYesNo(key, value, &share.indexed);
+    return false;
+  }
+
+  bool TakeService(const std::string& key, const std::string& value) {
+    ServiceSettings& service = settings_->service;
+    if (key == "lock_dir") {
+      if (!TakePath(value, &service.lock_dir) || service.lock_dir == "/") {
+        Complain(line_, "lock_dir is \"" + value + "\", not the absolute path of a folder below /");
       }
       return true;
     }
+    if (key == "builders") return TakeNumber(key, value, {0, 1024}, &service.builders);
+    if (key == "waiting") return TakeNumber(key, value, {0, 10000}, &service.waiting);
+    if (key == "compaction") return TakeYesNo(key, value, &service.compaction);
+    if (key == "quality") return TakeNumber(key, value, {1, 100}, &service.quality);
+    if (key == "free_boxes") return TakeNumber(key, value, {0, 1000}, &service.free_boxes);
     return false;
+  }
+
+  bool TakeHttp(const std::string& key, const std::string& value) {
+    if (key == "delivery") {
+      static const std::map<std::string, HttpDelivery> kDeliveries = {
+          {"self", HttpDelivery::kSelf},
+          {"x-sendfile", HttpDelivery::kXSendfile},
+          {"x-accel-redirect", HttpDelivery::kXAccelRedirect}};
+      const auto delivery = kDeliveries.find(value);
+      if (delivery == kDeliveries.end()) {
+        Complain(line_, "delivery is \"" + value + "\", not self, x-sendfile or x-accel-redirect");
+      } else {
+        settings_->http.delivery = delivery->second;
+      }
+      return true;
+    }
+    if (key == "map") {
+      const size_t equals = value.rfind('=');
+      UriMapping mapping;
+      if (equals == std::string::npos ||
+          !TakePath(Trimmed(value.substr(0, equals)), &mapping.path) ||
+          !TakePath(Trimmed(value.substr(equals + 1)), &mapping.uri)) {
+        Complain(line_, "map is \"" + value + "\", not PATH = URI, both beginning with a slash");
+      }
+      settings_->http.map.push_back(mapping);
+      return true;
+    }
+    return false;
+  }
+
+  bool TakeYesNo(const std::string& key, const std::string& value, bool* target) {
+    static const std::map<std::string, bool> kAnswers = {
+        {"yes", true}, {"true", true}, {"1", true}, {"no", false}, {"false", false}, {"0", false}};
+    const auto answer = kAnswers.find(value);
+    if (answer == kAnswers.end()) {
+      Complain(line_, key + " is \"" + value + "\", not yes or no");
+    } else {
+      *target = answer->second;
+    }
+    return true;
+  }
+
+  struct Range {
+    int least;
+    int most;
+  };
+
+  bool TakeNumber(const std::string& key, const std::string& value, Range range, int* target) {
+    const char* const end = value.data() + value.size();
+    int number = 0;
+    const auto [stop, error] = std::from_chars(value.data(), end, number);
+    if (error != std::errc() || stop != end || number < range.least || number > range.most) {
+      Complain(line_, key + " is \"" + value + "\", not a number from " +
+                          std::to_string(range.least) + " to " + std::to_string(range.most));
+    } else {
+      *target = number;
+    }
+    return true;
   }
 
   void Complain(int line, const std::string& text) { complaints_.emplace(line, text); }

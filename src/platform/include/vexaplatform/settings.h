@@ -18,11 +18,37 @@ struct ShareSettings {
   bool indexed = false;
 };
 
+// What our programs do around the library; the platform itself does not use them.
+struct ServiceSettings {
+  std::string lock_dir = "/run/lock/vexathumb";  // absolute; shared by all users that build
+  int builders = 0;        // builds at once on the machine, 0 to 1024; 0: as many as processors
+  int waiting = 100;       // builds that may wait for their turn besides, 0 to 10000
+  bool compaction = true;  // re-encode thumbnails that the fast path left as BMP data
+  int quality = 85;        // of that JPEG, 1 to 100
+  int free_boxes = 16;     // thumbnails of free boxes kept for one source, 0 to 1000
+};
+
+// Who sends the bytes of a file over HTTP: this process, or the web server, told so by a header.
+enum class HttpDelivery { kSelf, kXSendfile, kXAccelRedirect };
+
+// Files below `path` are known to the web server below `uri`.
+struct UriMapping {
+  std::string path;  // absolute, without a trailing slash
+  std::string uri;   // begins with a slash, without a trailing one
+};
+
+struct HttpSettings {
+  HttpDelivery delivery = HttpDelivery::kSelf;
+  std::vector<UriMapping> map;  // for kXAccelRedirect; the file's order
+};
+
 struct Settings {
   std::string file;  // where they come from, whether it exists or not
   StoreLayout layout = StoreLayout::kBeside;
   std::string root = "/var/lib/vexathumb/store";  // absolute, without a trailing slash
   std::vector<ShareSettings> shares;              // in the file's order
+  ServiceSettings service;
+  HttpSettings http;
   std::string error;  // empty, or file, line and what is wrong there; all else is then the default
 };
 
