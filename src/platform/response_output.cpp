@@ -1,6 +1,7 @@
 #include "response_output.h"
 
 #include <poll.h>
+#include <stdio_ext.h>
 #include <sys/sendfile.h>
 #include <unistd.h>
 
@@ -18,11 +19,11 @@ constexpr off_t kBlockSize = 1 << 16;
 ResponseOutput::ResponseOutput() : stream_(stdout), descriptor_(fileno(stdout)) {}
 
 bool ResponseOutput::SendHead(const std::string& head) {
-  return fwrite(head.data(), 1, head.size(), stream_) == head.size() && Flush();
+  return Write(head.data(), head.size()) && Flush();
 }
 
 bool ResponseOutput::SendBytes(const char* data, size_t size) {
-  if (descriptor_ < 0) return fwrite(data, 1, size, stream_) == size;
+  if (descriptor_ < 0) return Write(data, size);
   while (size > 0) {
     const ssize_t written = write(descriptor_, data, size);
     if (written >= 0) {
@@ -56,7 +57,18 @@ bool ResponseOutput::SendFile(int fd, off_t offset, off_t length) {
 bool ResponseOutput::Flush() {
   // A flush that is cut short loses what it could not write. Once a pipe or socket takes anything,
   // it takes more than the headers.
-  return (descriptor_ < 0 || WaitUntilWritable()) && fflush(stream_) == 0;
+  return DropIfNot((descriptor_ < 0 || WaitUntilWritable()) && fflush(stream_) == 0);
+}
+
+bool ResponseOutput::Write(const char* data, size_t size) {
+  return DropIfNot(fwrite(data, 1, size, stream_) == size);
+}
+
+// What nobody takes any more must not be tried again when the host exits, which a SIGPIPE would
+// end.
+bool ResponseOutput::DropIfNot(bool taken) {
+  if (!taken) __fpurge(stream_);
+  return taken;
 }
 
 bool ResponseOutput::WaitUntilWritable() const {
