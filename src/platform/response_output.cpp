@@ -1,7 +1,6 @@
 #include "response_output.h"
 
 #include <poll.h>
-#include <stdio_ext.h>
 #include <sys/sendfile.h>
 #include <unistd.h>
 
@@ -19,11 +18,11 @@ constexpr off_t kBlockSize = 1 << 16;
 ResponseOutput::ResponseOutput() : stream_(stdout), descriptor_(fileno(stdout)) {}
 
 bool ResponseOutput::SendHead(const std::string& head) {
-  return Write(head.data(), head.size()) && Flush();
+  return fwrite(head.data(), 1, head.size(), stream_) == head.size() && Flush();
 }
 
 bool ResponseOutput::SendBytes(const char* data, size_t size) {
-  if (descriptor_ < 0) return Write(data, size);
+  if (descriptor_ < 0) return fwrite(data, 1, size, stream_) == size;
   while (size > 0) {
     const ssize_t written = write(descriptor_, data, size);
     if (written >= 0) {
@@ -57,18 +56,7 @@ bool ResponseOutput::SendFile(int fd, off_t offset, off_t length) {
 bool ResponseOutput::Flush() {
   // A flush that is cut short loses what it could not write. Once a pipe or socket takes anything,
   // it takes more than the headers.
-  return DropIfNot((descriptor_ < 0 || WaitUntilWritable()) && fflush(stream_) == 0);
-}
-
-bool ResponseOutput::Write(const char* data, size_t size) {
-  return DropIfNot(fwrite(data, 1, size, stream_) == size);
-}
-
-// What nobody takes any more must not be tried again when the host exits, which a SIGPIPE would
-// end.
-bool ResponseOutput::DropIfNot(bool taken) {
-  if (!taken) __fpurge(stream_);
-  return taken;
+  return (descriptor_ < 0 || WaitUntilWritable()) && fflush(stream_) == 0;
 }
 
 bool ResponseOutput::WaitUntilWritable() const {

@@ -31,8 +31,6 @@ class ResponseOutput {
   bool Flush();
 
  private:
-  bool Write(const char* data, size_t size);
-  bool DropIfNot(bool taken);
   bool WaitUntilWritable() const;
   bool SendFileByKernel(int fd, off_t* offset, off_t* length) const;
 

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <string>
+#include <tuple>
 
 namespace vexaplatform {
 namespace {
@@ -37,6 +39,15 @@ TEST(EntityTag, IsStrongAndQuoted) {
   file.st_ino = 0x12;
   file.st_size = 0x34;
   EXPECT_EQ(EntityTag(file), "\"12-34-0-0\"");
+}
+
+TEST(ClockTick, IsOverForAFileThatChangedWithinIt) {
+  struct stat file {};
+  clock_gettime(CLOCK_REALTIME_COARSE, &file.st_ctim);
+  WaitOutClockTick(file);
+  struct timespec now {};
+  clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  EXPECT_NE(std::tie(now.tv_sec, now.tv_nsec), std::tie(file.st_ctim.tv_sec, file.st_ctim.tv_nsec));
 }
 
 struct List {

@@ -44,9 +44,10 @@ class ConditionalFile : public testing::Test {
     tag_ = EntityTag(status);
   }
 
-  Received Ask(RequestVariables variables) const {
-    for (auto& [name, value] : variables) value = Replaced(value, kTag, tag_);
-    const ScopedRequest request(variables);
+  Received Ask(const RequestVariables& variables) const {
+    RequestVariables filled;
+    for (const auto& [name, value] : variables) filled[name] = Replaced(value, kTag, tag_);
+    const ScopedRequest request(filled);
     return ThroughPipe([this] { return HttpFileResponder().Output(file_.c_str(), "image/jpeg"); });
   }
 
