@@ -14,6 +14,9 @@ install(FILES
   src/lib/thumb/thumb_info.h
   DESTINATION ${VEXATHUMB_INCLUDEDIR}/thumb)
 
+# Relative to the files themselves, so that an installation may be moved, or made elsewhere than
+# was said when configuring.
+file(RELATIVE_PATH VEXATHUMB_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/vexathumb.pc.in vexathumb.pc @ONLY)
 configure_file(cmake/vexaplatform.pc.in vexaplatform.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vexathumb.pc ${CMAKE_CURRENT_BINARY_DIR}/vexaplatform.pc

@@ -6,12 +6,14 @@
 #include <cstdio>
 #include <string>
 
+#include "pipe_signal_block.h"
+
 namespace vexaplatform {
 
 // Writes a response to the C stream `stdout`, which a host may have replaced by one without a
 // descriptor. With a descriptor the stream is only flushed and the body goes past its buffer; a
 // descriptor that does not block is waited for. Every operation is false, with errno set, when the
-// output fails.
+// output fails; a client that is gone is no more than that.
 class ResponseOutput {
  public:
   ResponseOutput();
@@ -32,6 +34,7 @@ class ResponseOutput {
   bool WaitUntilWritable() const;
   bool SendFileByKernel(int fd, off_t* offset, off_t* length) const;
 
+  PipeSignalBlock pipe_signal_block_;
   FILE* stream_;
   int descriptor_;  // -1 without one
 };

@@ -12,6 +12,7 @@
 #include "http/http_file_responder.h"
 #include "problem.h"
 #include "service/cache_control.h"
+#include "vexaplatform/http_delivery.h"
 
 namespace vexathumb::web {
 namespace {
@@ -59,6 +60,10 @@ int SendTurned(const service::Thumbnail& picture, const service::ThumbnailReques
 
 int SendFile(const service::Thumbnail& picture, const Request& request) {
   const RequestEnvironment environment(request.variables);
+  // The web server would read it when it is gone.
+  if (picture.throw_away) {
+    return vexaplatform::SendFileFromHere(picture.path.c_str(), picture.mime.c_str());
+  }
   return HttpFileResponder().Output(picture.path.c_str(), picture.mime.c_str());
 }
 

@@ -10,6 +10,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 #include "kit/files.h"
@@ -78,6 +79,25 @@ std::vector<pid_t> WebSite::Workers() const {
   return workers;
 }
 
+long long WebSite::BytesWrittenByWorkers() const {
+  long long sum = 0;
+  for (const pid_t worker : Workers()) {
+    std::ifstream counters("/proc/" + std::to_string(worker) + "/io");
+    long long bytes = 0;
+    for (std::string name; counters >> name >> bytes;) {
+      if (name == "wchar:") sum += bytes;
+    }
+  }
+  return sum;
+}
+
+bool WebSite::SendsItself(const std::string& address) const {
+  const long long before = BytesWrittenByWorkers();
+  const HttpResponse response = Get(address);
+  const auto size = static_cast<long long>(response.body.size());
+  return response.status == 200 && BytesWrittenByWorkers() - before < size / 2;
+}
+
 void WebSite::WriteSettings() const {
   std::string http = "delivery = self\n";
   if (options_.delivery == Delivery::kByServer) {
@@ -133,8 +153,9 @@ void WebSite::StartNginx() {
   close(listening);
   std::string locations;
   for (const char* share : {"photos", "indexed"}) {
-    locations +=
-        "location /files/" + std::string(share) + "/ { internal; alias " + State(share) + "/; }\n";
+    locations += "location /files/" + std::string(share) + "/ { internal; alias " + State(share) +
+                 "/; etag off; add_header ETag $upstream_http_etag;"
+                 " add_header X-Content-Type-Options nosniff; }\n";
   }
   WriteFile(
       State("nginx.conf"),

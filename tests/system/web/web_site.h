@@ -46,6 +46,10 @@ class WebSite {
   // The processes of vexathumb-web.
   std::vector<pid_t> Workers() const;
 
+  // Whether the web server, and not vexathumb-web, sends the body of this answer, which is large
+  // against its headers. Nobody else asks meanwhile.
+  bool SendsItself(const std::string& address) const;
+
  private:
   void WriteSettings() const;
   std::string WriteProgram() const;
@@ -54,6 +58,7 @@ class WebSite {
   void StartNginx();
   bool BecomesHealthy();
   void Stop();
+  long long BytesWrittenByWorkers() const;
 
   SiteOptions options_;
   TempDir state_;

@@ -2,30 +2,29 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <stdio.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <clocale>
+#include <ctime>
 #include <filesystem>
 #include <functional>
-#include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <thread>
 
+#include "entity_tag.h"
+#include "http_date.h"
+#include "http_exchange.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
-#include "response_head.h"
 #include "unique_fd.h"
 #include "vlibc/process.h"
 
 namespace vexaplatform {
 namespace {
 
-using vexathumb::kit::ReadFile;
 using vexathumb::kit::TempDir;
 using vexathumb::kit::WriteFile;
 
@@ -34,102 +33,6 @@ constexpr char kProbe[] = PROBE_CHILD;
 FILE* Probe(const char* action, const std::string& value) {
   const char* const argv[] = {kProbe, action, value.c_str(), nullptr};
   return VLIBCPopenv(kProbe, "r", argv);
-}
-
-// Has another stream in the place of `stdout` while it lives.
-class ScopedStdout {
- public:
-  explicit ScopedStdout(FILE* stream) : kept_(stdout) { stdout = stream; }
-  ScopedStdout(const ScopedStdout&) = delete;
-  ScopedStdout& operator=(const ScopedStdout&) = delete;
-  ~ScopedStdout() {
-    fclose(stdout);
-    stdout = kept_;
-  }
-
- private:
-  FILE* kept_;
-};
-
-// Reads `fd` to its end.
-std::string Drain(int fd) {
-  std::string text;
-  char buffer[4096];
-  for (ssize_t size = 0; (size = read(fd, buffer, sizeof(buffer))) > 0;) {
-    text.append(buffer, static_cast<size_t>(size));
-  }
-  return text;
-}
-
-using Respond = std::function<int()>;
-
-struct Received {
-  int result;
-  std::string text;
-};
-
-Received ThroughFile(const Respond& respond, const char* mode) {
-  const TempDir folder;
-  Received received;
-  {
-    const ScopedStdout output(fopen((folder / "output").c_str(), mode));
-    fputs("Cache-Control: early\r\n", stdout);
-    received.result = respond();
-    fputs("late", stdout);
-  }
-  received.text = ReadFile(folder / "output");
-  return received;
-}
-
-Received ThroughDescriptors(const Respond& respond, UniqueFd client, UniqueFd server) {
-  Received received;
-  std::thread reader([&] { received.text = Drain(client.get()); });
-  {
-    const ScopedStdout output(fdopen(server.Release(), "w"));
-    fputs("Cache-Control: early\r\n", stdout);
-    received.result = respond();
-    fputs("late", stdout);
-    fflush(stdout);
-  }
-  reader.join();
-  return received;
-}
-
-Received ThroughPipe(const Respond& respond) {
-  int ends[2];
-  EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-  return ThroughDescriptors(respond, UniqueFd(ends[0]), UniqueFd(ends[1]));
-}
-
-// A socket with a small buffer that does not block its writer.
-Received ThroughBusySocket(const Respond& respond) {
-  int ends[2];
-  EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-  const int small = 4096;
-  setsockopt(ends[1], SOL_SOCKET, SO_SNDBUF, &small, sizeof(small));
-  fcntl(ends[1], F_SETFL, O_NONBLOCK);
-  return ThroughDescriptors(respond, UniqueFd(ends[0]), UniqueFd(ends[1]));
-}
-
-// A stream of the host's own making, as over a FastCGI connection.
-Received ThroughStreamWithoutDescriptor(const Respond& respond) {
-  Received received;
-  const cookie_io_functions_t functions = {nullptr,
-                                           [](void* text, const char* data, size_t size) {
-                                             static_cast<std::string*>(text)->append(data, size);
-                                             return static_cast<ssize_t>(size);
-                                           },
-                                           nullptr, nullptr};
-  const ScopedStdout output(fopencookie(&received.text, "w", functions));
-  fputs("Cache-Control: early\r\n", stdout);
-  received.result = respond();
-  const std::string before_late = received.text;  // flushed by the response itself
-  fputs("late", stdout);
-  fflush(stdout);
-  if (received.result == 0) {
-    EXPECT_EQ(received.text, before_late + "late");
-  }
-  return received;
 }
 
 struct Output {
@@ -149,7 +52,8 @@ class HttpOutput : public testing::TestWithParam<Output> {
     EXPECT_EQ(stat(file.c_str(), &status), 0);
     return "Content-Type: image/jpeg\r\nContent-Length: " + std::to_string(status.st_size) +
            "\r\nLast-Modified: Tue, 14 Nov 2023 22:13:20 GMT\r\nETag: " + EntityTag(status) +
-           "\r\n\r\n";
+           "\r\nAccept-Ranges: bytes\r\nContent-Disposition: inline; filename=\"a.jpg\"\r\n"
+           "X-Content-Type-Options: nosniff\r\n\r\n";
   }
 
   void SetTime(const std::string& file) {
@@ -186,7 +90,8 @@ TEST_P(HttpOutput, SendsAStreamBetweenWhatComesBeforeAndAfter) {
   EXPECT_EQ(received.result, 0);
   EXPECT_TRUE(received.text ==
               "Cache-Control: early\r\nContent-Type: image/jpeg\r\n"
-              "Content-Disposition: inline; filename=\"a b.jpg\"\r\n\r\n" +
+              "Content-Disposition: inline; filename=\"a b.jpg\"\r\n"
+              "X-Content-Type-Options: nosniff\r\n\r\n" +
                   std::string(300'000, 'x') + "late")
       << received.text.substr(0, 400);
 }
@@ -266,38 +171,58 @@ TEST(HttpResponse, OfAFileThatShrinksMeanwhileFails) {
   client.join();
 }
 
-struct Refusing {
-  const char* name;
-  std::function<int()> open;  // the descriptor of an output that takes nothing
-};
-
-class OutputThatTakesNothing : public testing::TestWithParam<Refusing> {
- protected:
-  OutputThatTakesNothing() : handler_(signal(SIGPIPE, SIG_IGN)) {}
-  ~OutputThatTakesNothing() override { signal(SIGPIPE, handler_); }
-
-  sighandler_t handler_;
-};
-
-TEST_P(OutputThatTakesNothing, IsAFailure) {
+TEST(HttpResponse, OfAFileThatGrowsMeanwhileHasTheLengthItSays) {
   const TempDir folder;
-  WriteFile(folder / "a.jpg", "body");
-  const ScopedStdout output(fdopen(GetParam().open(), "w"));
-  EXPECT_NE(HttpFileResponder().Output((folder / "a.jpg").c_str(), "image/jpeg"), 0);
-  EXPECT_NE(HttpFileResponder().Output(Probe("say", "x"), "a.jpg", "image/jpeg"), 0);
+  WriteFile(folder / "a.jpg", std::string(4'000'000, 'x'));
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  std::string response(1000, '\0');
+  std::thread client([&] {
+    const UniqueFd end(ends[0]);
+    const ssize_t first = read(end.get(), response.data(), response.size());
+    response.resize(first > 0 ? static_cast<size_t>(first) : 0);
+    std::filesystem::resize_file(folder / "a.jpg", 5'000'000);
+    response += Drain(end.get());
+  });
+  {
+    const ScopedStdout output(fdopen(ends[1], "w"));
+    EXPECT_EQ(HttpFileResponder().Output((folder / "a.jpg").c_str(), "image/jpeg"), 0);
+  }
+  client.join();
+  EXPECT_EQ(HeaderOf(response, "Content-Length"), "4000000");
+  EXPECT_TRUE(BodyOf(response) == std::string(4'000'000, 'x'));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , OutputThatTakesNothing,
-    testing::Values(Refusing{"FullDisk", [] { return open("/dev/full", O_WRONLY | O_CLOEXEC); }},
-                    Refusing{"GoneClient",
-                             [] {
-                               int ends[2] = {-1, -1};
-                               EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-                               close(ends[0]);
-                               return ends[1];
-                             }}),
-    [](const auto& test) { return std::string(test.param.name); });
+TEST(HttpResponse, HasAnotherEntityTagAfterEachRewriteInPlaceWithTheTimeSetBack) {
+  const TempDir folder;
+  const std::string file = folder / "a.jpg";
+  std::set<std::string> tags;
+  for (int i = 0; i < 30; ++i) {
+    WriteFile(file, std::to_string(100 + i));
+    const struct timespec times[] = {{0, 0}, {1'700'000'000, 0}};
+    utimensat(AT_FDCWD, file.c_str(), times, 0);
+    const Received received = ThroughStreamWithoutDescriptor(
+        [&file] { return HttpFileResponder().Output(file.c_str(), "image/jpeg"); });
+    EXPECT_EQ(BodyOf(received.text), std::to_string(100 + i) + "late");
+    EXPECT_TRUE(tags.insert(HeaderOf(received.text, "ETag")).second) << i;
+  }
+}
+
+TEST(HttpResponse, SaysThatAFileFromTheFutureIsOfNow) {
+  const TempDir folder;
+  const std::string file = folder / "a.jpg";
+  WriteFile(file, "body");
+  const struct timespec times[] = {{0, 0}, {4'102'444'800, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+  const time_t before = time(nullptr);
+  const Received received =
+      ThroughPipe([&file] { return HttpFileResponder().Output(file.c_str(), "image/jpeg"); });
+  const std::optional<time_t> said =
+      ParseHttpDate(HeaderOf(received.text, "Last-Modified"), before);
+  ASSERT_TRUE(said.has_value());
+  EXPECT_GE(*said, before);
+  EXPECT_LE(*said, time(nullptr));
+}
 
 }  // namespace
 }  // namespace vexaplatform

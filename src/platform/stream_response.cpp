@@ -1,0 +1,51 @@
+#include "stream_response.h"
+
+#include <cerrno>
+#include <vector>
+
+#include "http_request.h"
+#include "response_head.h"
+#include "response_output.h"
+
+namespace vexaplatform {
+namespace {
+
+StreamResult Fail(int error) {
+  errno = error;
+  return StreamResult::kFailed;
+}
+
+// Reads the next block, which is empty at the end. False when the stream cannot be read.
+bool ReadBlock(FILE* stream, std::vector<char>* block) {
+  constexpr size_t kBlockSize = size_t{1} << 16;
+  block->resize(kBlockSize);
+  size_t size = 0;
+  do {
+    clearerr(stream);
+    errno = 0;
+    size = fread(block->data(), 1, block->size(), stream);
+  } while (size == 0 && ferror(stream) != 0 && errno == EINTR);
+  block->resize(size);
+  return size > 0 || ferror(stream) == 0;
+}
+
+}  // namespace
+
+StreamResult SendStreamResponse(FILE* stream, const char* name, const char* mime) {
+  if (name == nullptr || !IsHeaderValue(mime)) return Fail(EINVAL);
+  // Whether there is anything at all is known before the headers go out, for HEAD too.
+  std::vector<char> block;
+  if (!ReadBlock(stream, &block)) return StreamResult::kFailed;
+  if (block.empty()) return Fail(ENODATA);
+  ResponseOutput output;
+  if (!output.SendHead(StreamHead(name, mime))) return StreamResult::kFailed;
+  if (CurrentHttpRequest().method == "HEAD") return StreamResult::kHeadOnly;
+  while (!block.empty()) {
+    if (!output.SendBytes(block.data(), block.size()) || !ReadBlock(stream, &block)) {
+      return StreamResult::kFailed;
+    }
+  }
+  return output.Flush() ? StreamResult::kComplete : StreamResult::kFailed;
+}
+
+}  // namespace vexaplatform
