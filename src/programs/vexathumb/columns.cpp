@@ -7,9 +7,8 @@
 namespace vexathumb::program {
 
 void Columns::Add(const std::vector<std::string>& cells) {
-  std::vector<std::string> row;
-  for (const std::string& cell : cells) row.push_back(Printable(cell));
-  rows_.push_back(row);
+  std::vector<std::string>& row = rows_.emplace_back(cells.size());
+  std::transform(cells.begin(), cells.end(), row.begin(), Printable);
 }
 
 std::string Columns::Text() const {
