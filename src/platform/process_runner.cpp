@@ -11,6 +11,7 @@
 
 #include "child_process.h"
 #include "no_throw.h"
+#include "tool_record.h"
 #include "vlibc/process.h"
 
 namespace vexaplatform {
@@ -29,13 +30,20 @@ int Wait(pid_t child) {
   while (waitpid(child, &status, 0) < 0) {
     if (errno != EINTR) return -1;
   }
+  RecordEnd(status);
   return WIFSIGNALED(status) ? kSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+bool Start(const char* path, const char* const argv[], const ChildStreams& streams, pid_t* child) {
+  const bool started = Spawn(path, argv, streams, child) == 0;
+  RecordStart(path, started);
+  return started;
 }
 
 int Run(const char* path, const char* const argv[]) {
   if (path == nullptr || argv == nullptr) return Fail(EINVAL);
   pid_t child = 0;
-  return Spawn(path, argv, ChildStreams(), &child) == 0 ? Wait(child) : -1;
+  return Start(path, argv, ChildStreams(), &child) ? Wait(child) : -1;
 }
 
 // Which child is behind which stream.
@@ -86,7 +94,7 @@ FILE* OpenStream(const char* path, const char* mode, const char* const argv[]) {
   (reads ? streams.output : streams.input) = childs_end.get();
   Streams().Add(stream, 0);  // before the child exists: this needs memory and may fail
   pid_t child = 0;
-  if (Spawn(path, argv, streams, &child) != 0) {
+  if (!Start(path, argv, streams, &child)) {
     const int error = errno;
     Streams().Take(stream);
     fclose(stream);

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "service/thumbnail_request.h"
+#include "service/serving_request.h"
 
 namespace vexathumb::service {
 

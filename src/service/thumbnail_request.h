@@ -1,47 +1,39 @@
 #ifndef VEXATHUMB_SERVICE_THUMBNAIL_REQUEST_H_
 #define VEXATHUMB_SERVICE_THUMBNAIL_REQUEST_H_
 
-#include <cstdint>
-#include <optional>
 #include <string>
 
 #include "thumb/libvexathumb.h"
 
 namespace vexathumb::service {
 
-// Sides of a free box that our programs accept, in pixels.
-constexpr int kMinBoxSide = 1;
-constexpr int kMaxBoxSide = 4096;
-
-struct Box {
-  int width;
-  int height;
-};
-
+// What a user of our programs asks for.
 struct ThumbnailRequest {
-  std::string source;      // absolute
-  std::string size;        // a size label; without meaning when there is a box
-  std::optional<Box> box;  // pixels as displayed
-  int turns = 0;           // clockwise quarter turns besides the file's own, 0 to 3
-  int options = Thumb::ALL_EA;
+  std::string source;           // absolute path
+  std::string label;            // a size label; empty for a free box
+  ThumbDimension box = {0, 0};  // pixels as displayed; of the label, or free
+  int turns = 0;                // clockwise quarter turns, 0 to 3
+  bool pixdeck = true;          // look in the photo-album application's slots
+  bool docdeck = true;          // look in the file-manager application's slot
+  bool any_share = false;       // use the photo-album's slots whether the share is indexed or not
+  bool only_stored = false;     // never build
+  bool allow_smaller = false;   // a smaller stored size may take the place
+  bool avatar = false;          // fill the box instead of fitting into it
+  bool animated_gif = false;    // an animated GIF stays animated
 
-  bool IsFor(const std::string& label) const { return !box && size == label; }
+  bool IsFreeBox() const { return label.empty(); }
 };
 
-// The remainder of any number of quarter turns, 0 to 3.
-int WithinFullCircle(int64_t turns);
+// By the source's name, as the library decides it.
+bool IsVideo(const ThumbnailRequest& request);
 
-struct ServedThumbnail {
-  std::string file;
-  std::string from;  // as the library names it: "Pixdeck", "Docdeck", "DocdeckVarTmp", …
-  std::string mime;
-  int turns_to_come = 0;       // turns of a stored photo-album thumbnail, made on its way out
-  bool is_throw_away = false;  // to be deleted after use
-};
+// The library's option bits for the request. A free box has no photo-album name, so that bit is
+// left out for it.
+int OptionsOf(const ThumbnailRequest& request);
 
-// Asks the library as a web service does, except that nothing is sent; it may build the thumbnail.
-// Nothing is deleted. Empty when there is none. Throws as the library does.
-std::optional<ServedThumbnail> ServeThumbnail(const ThumbnailRequest& request);
+// The source's description for the request, not inspected yet. Throws Error 601 when the source's
+// status cannot be had.
+ThumbInfo Describe(const ThumbnailRequest& request);
 
 }  // namespace vexathumb::service
 

@@ -1,0 +1,50 @@
+#include "answer.h"
+
+#include <syslog.h>
+
+#include <exception>
+
+#include "album_handler.h"
+#include "health.h"
+#include "problem.h"
+#include "request.h"
+#include "response.h"
+#include "thumbnail_handler.h"
+#include "vexaplatform/settings.h"
+
+namespace vexathumb::web {
+namespace {
+
+void Route(const Request& request) {
+  if (request.method != "GET" && request.method != "HEAD") {
+    throw Problem(405, "Only GET and HEAD are answered here.");
+  }
+  const auto settings = vexaplatform::CurrentSettings();
+  switch (request.room) {
+    case Room::kThumb:
+      return SendThumbnail(request, *settings);
+    case Room::kAlbum:
+      return SendAlbum(request, *settings);
+    case Room::kHealth:
+      return SendHealth(request, *settings);
+    case Room::kNone:
+      throw NotFound();
+  }
+}
+
+}  // namespace
+
+void AnswerRequest(char** variables) noexcept {
+  Request request;
+  try {
+    request = ReadRequest(variables);
+    Route(request);
+  } catch (const Problem& problem) {
+    SendProblem(problem, request.IsHead());
+  } catch (const std::exception& error) {
+    syslog(LOG_ERR, "a request failed: %s", error.what());
+    SendProblem({500, "The request could not be answered."}, request.IsHead());
+  }
+}
+
+}  // namespace vexathumb::web

@@ -1,0 +1,111 @@
+#include "folder_listing.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "common/util/util.h"
+#include "service/source_walk.h"
+#include "thumb/thumb_info.h"
+
+namespace vexathumb::web {
+namespace {
+
+using Folder = std::unique_ptr<DIR, int (*)(DIR*)>;
+
+Folder OpenFolder(const std::string& path) { return {opendir(path.c_str()), &closedir}; }
+
+// Takes size and time. False when the entry has gone or is a link by now.
+bool Examine(const Folder& folder, Entry* entry) {
+  struct stat st = {};
+  if (fstatat(dirfd(folder.get()), entry->name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+    return false;
+  entry->size = st.st_size;
+  entry->mtime = st.st_mtim;
+  return entry->kind == EntryKind::kFolder ? S_ISDIR(st.st_mode) : S_ISREG(st.st_mode);
+}
+
+unsigned char TypeOf(const Folder& folder, const dirent& item) {
+  if (item.d_type != DT_UNKNOWN) return item.d_type;
+  struct stat st = {};
+  if (fstatat(dirfd(folder.get()), item.d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
+  return S_ISDIR(st.st_mode) ? DT_DIR : S_ISREG(st.st_mode) ? DT_REG : DT_UNKNOWN;
+}
+
+std::optional<EntryKind> KindOf(const Folder& folder, const dirent& item) {
+  if (item.d_name[0] == '.') return std::nullopt;
+  const unsigned char type = TypeOf(folder, item);
+  if (type == DT_DIR) return EntryKind::kFolder;
+  if (type != DT_REG) return std::nullopt;
+  const std::string path = std::string("/") + item.d_name;  // a name alone may be its extension
+  if (service::IsPictureName(path)) return EntryKind::kImage;
+  if (IsSupportVideo(path)) return EntryKind::kVideo;
+  return std::nullopt;
+}
+
+bool IsNewer(const timespec& one, const timespec& other) {
+  return std::pair(one.tv_sec, one.tv_nsec) > std::pair(other.tv_sec, other.tv_nsec);
+}
+
+bool IsBefore(const Entry& one, const Entry& other, SortOrder order) {
+  const bool is_folder = one.kind == EntryKind::kFolder;
+  if (is_folder != (other.kind == EntryKind::kFolder)) return is_folder;
+  if (order == SortOrder::kNewestFirst) {
+    if (IsNewer(one.mtime, other.mtime)) return true;
+    if (IsNewer(other.mtime, one.mtime)) return false;
+  }
+  const int by_value = strverscmp(one.name.c_str(), other.name.c_str());
+  return by_value != 0 ? by_value < 0 : one.name < other.name;
+}
+
+std::optional<Entry::Pixels> PixelsOf(const std::string& path) {
+  try {
+    ThumbInfo info(path, kOriginal, {0, 0});
+    info.ExtractImgInfo(false);
+    if (info.GetWidth() == 0 || info.GetHeight() == 0) return std::nullopt;
+    Entry::Pixels pixels = {info.GetWidth(), info.GetHeight()};
+    if ((info.GetRotate() & 1) != 0) std::swap(pixels.width, pixels.height);
+    return pixels;
+  } catch (const std::exception&) {
+    return std::nullopt;  // not known
+  }
+}
+
+}  // namespace
+
+std::optional<FolderListing> ListFolder(const std::string& path, SortOrder order,
+                                        const Page& page) {
+  const Folder folder = OpenFolder(path);
+  if (!folder) return std::nullopt;
+  std::vector<Entry> entries;
+  while (const dirent* item = readdir(folder.get())) {
+    const auto kind = KindOf(folder, *item);
+    if (!kind) continue;
+    Entry entry;
+    entry.name = item->d_name;
+    entry.kind = *kind;
+    if (order == SortOrder::kNewestFirst && !Examine(folder, &entry)) continue;
+    entries.push_back(std::move(entry));
+  }
+  std::sort(entries.begin(), entries.end(),
+            [order](const Entry& one, const Entry& other) { return IsBefore(one, other, order); });
+
+  FolderListing listing;
+  listing.total = entries.size();
+  const size_t first = std::min(page.offset, entries.size());
+  const size_t last = first + std::min(page.limit, entries.size() - first);
+  for (size_t i = first; i < last; ++i) {
+    Entry& entry = entries[i];
+    if (!Examine(folder, &entry)) continue;
+    if (entry.kind == EntryKind::kImage) entry.pixels = PixelsOf(path + "/" + entry.name);
+    listing.entries.push_back(std::move(entry));
+  }
+  return listing;
+}
+
+}  // namespace vexathumb::web

@@ -1,0 +1,48 @@
+#ifndef VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_FOLDER_LISTING_H_
+#define VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_FOLDER_LISTING_H_
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vexathumb::web {
+
+enum class EntryKind { kFolder, kImage, kVideo };
+
+struct Entry {
+  std::string name;  // bytes
+  EntryKind kind = EntryKind::kFolder;
+  int64_t size = 0;
+  timespec mtime = {};
+  struct Pixels {
+    uint32_t width;
+    uint32_t height;
+  };
+  std::optional<Pixels> pixels;  // as displayed, of images where they are known
+};
+
+enum class SortOrder {
+  kName,         // numbers in names by their value
+  kNewestFirst,  // equal times by name
+};
+
+struct Page {
+  size_t offset;
+  size_t limit;
+};
+
+struct FolderListing {
+  size_t total = 0;            // in the folder
+  std::vector<Entry> entries;  // of the page
+};
+
+// What the folder at `path` holds: folders first, then pictures and videos, by their names' kind.
+// Hidden entries, links and all other files are left out. Only the entries of the page are opened.
+// Nothing when the folder cannot be read.
+std::optional<FolderListing> ListFolder(const std::string& path, SortOrder order, const Page& page);
+
+}  // namespace vexathumb::web
+
+#endif  // VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_FOLDER_LISTING_H_

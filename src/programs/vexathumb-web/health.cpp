@@ -1,0 +1,25 @@
+#include "health.h"
+
+#include <nlohmann/json.hpp>
+#include <system_error>
+
+#include "problem.h"
+#include "query.h"
+#include "response.h"
+#include "service/lock_file.h"
+
+namespace vexathumb::web {
+
+void SendHealth(const Request& request, const vexaplatform::Settings& settings) {
+  const Query none(request.query, {});
+  if (!request.path.empty()) throw NotFound();
+  if (!settings.error.empty()) throw Problem(503, "The settings are broken.");
+  try {
+    const service::LockFile usable(settings.service.lock_dir, "health");
+  } catch (const std::system_error&) {
+    throw Problem(503, "The lock folder cannot be used.");
+  }
+  SendJson({{"status", "ok"}}, request.IsHead());
+}
+
+}  // namespace vexathumb::web

@@ -1,0 +1,32 @@
+#include "leftovers.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <string>
+
+#include "service/lock_file.h"
+#include "service/store_files.h"
+#include "vexaplatform/settings.h"
+
+namespace vexathumb::web {
+
+void SweepLeftoversHourly() noexcept try {
+  constexpr time_t kHour = 60 * 60;
+  const std::string folder = vexaplatform::CurrentSettings()->service.lock_dir;
+  const std::string name = "swept." + std::to_string(geteuid());  // only own files are swept
+  const std::string file = folder + "/" + name;
+  struct stat st = {};
+  const bool exists = lstat(file.c_str(), &st) == 0;
+  if (exists && st.st_mtime + kHour > time(nullptr)) return;
+  service::LockFile lock(folder, name);
+  if (!lock.TryLock()) return;  // another process is about to
+  utimensat(AT_FDCWD, file.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
+  service::SweepTemporaryDirectories();
+} catch (...) {
+  return;  // the next one tries again
+}
+
+}  // namespace vexathumb::web

@@ -1,0 +1,7 @@
+#include "problem.h"
+
+namespace vexathumb::web {
+
+Problem NotFound() { return {404, "There is nothing at this address."}; }
+
+}  // namespace vexathumb::web

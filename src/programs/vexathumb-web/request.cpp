@@ -1,0 +1,89 @@
+#include "request.h"
+
+#include <cstring>
+#include <string_view>
+
+#include "percent_encoding.h"
+#include "problem.h"
+
+namespace vexathumb::web {
+namespace {
+
+std::string_view Variable(char** variables, std::string_view name) {
+  for (; *variables != nullptr; ++variables) {
+    const std::string_view entry = *variables;
+    if (entry.size() > name.size() && entry[name.size()] == '=' &&
+        entry.substr(0, name.size()) == name) {
+      return entry.substr(name.size() + 1);
+    }
+  }
+  return "";
+}
+
+bool StartsWith(std::string_view text, std::string_view start) {
+  return text.substr(0, start.size()) == start;
+}
+
+// Clients may send "http://host/path" in the place of "/path".
+std::string_view WithoutHost(std::string_view address) {
+  const size_t scheme = address.find("://");
+  if (StartsWith(address, "/") || scheme == std::string_view::npos) return address;
+  const size_t path = address.find_first_of("/?", scheme + 3);
+  return path == std::string_view::npos ? "/" : address.substr(path);
+}
+
+// The room whose name begins the path, which then loses it.
+Room TakeRoom(std::string_view* path) {
+  struct Name {
+    std::string_view text;
+    Room room;
+  };
+  for (const Name& name : {Name{"/thumb", Room::kThumb}, Name{"/album", Room::kAlbum},
+                           Name{"/health", Room::kHealth}}) {
+    if (!StartsWith(*path, name.text)) continue;
+    const std::string_view rest = path->substr(name.text.size());
+    if (!rest.empty() && rest[0] != '/') continue;
+    *path = rest;
+    return name.room;
+  }
+  return Room::kNone;
+}
+
+std::vector<std::string> DecodeComponents(std::string_view path) {
+  std::vector<std::string> components;
+  while (!path.empty()) {
+    path.remove_prefix(1);  // the slash
+    const std::string_view encoded = path.substr(0, path.find('/'));
+    const auto component = PercentDecode(encoded);
+    if (!component || component->find('\0') != std::string::npos) throw NotFound();
+    components.push_back(*component);
+    path.remove_prefix(encoded.size());
+  }
+  return components;
+}
+
+}  // namespace
+
+Request ReadRequest(char** variables) {
+  std::string_view address = Variable(variables, "REQUEST_URI");
+  if (address.empty()) throw Problem(500, "The web server does not pass REQUEST_URI on.");
+  address = WithoutHost(address);
+
+  Request request;
+  request.variables = variables;
+  request.method = Variable(variables, "REQUEST_METHOD");
+  const size_t question = address.find('?');
+  if (question != std::string_view::npos) request.query = address.substr(question + 1);
+  std::string_view path = address.substr(0, question);
+  request.room = TakeRoom(&path);
+  const std::string_view program = Variable(variables, "SCRIPT_NAME");
+  if (request.room == Room::kNone && !program.empty() && StartsWith(path, program)) {
+    path.remove_prefix(program.size());
+    request.room = TakeRoom(&path);
+    request.base = program;
+  }
+  if (request.room != Room::kNone) request.path = DecodeComponents(path);
+  return request;
+}
+
+}  // namespace vexathumb::web

@@ -1,0 +1,30 @@
+#ifndef VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_REQUEST_H_
+#define VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_REQUEST_H_
+
+#include <string>
+#include <vector>
+
+namespace vexathumb::web {
+
+enum class Room { kThumb, kAlbum, kHealth, kNone };
+
+// What a client asks for.
+struct Request {
+  std::string method;
+  Room room = Room::kNone;
+  std::string base;               // what precedes the room in the address, as it was sent
+  std::vector<std::string> path;  // the components behind the room, decoded; maybe an empty last
+  std::string query;              // as it was sent
+  char** variables = nullptr;     // of CGI, as an environment
+
+  bool IsHead() const { return method == "HEAD"; }
+};
+
+// Reads a request from CGI's variables. The address is taken as the client sent it and decoded
+// here, once. An address without the name of a room is one of no room; below the program's own
+// address (/cgi-bin/vexathumb-web) the rooms are the same. Throws Problem.
+Request ReadRequest(char** variables);
+
+}  // namespace vexathumb::web
+
+#endif  // VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_REQUEST_H_

@@ -1,0 +1,63 @@
+#include "thumbnail_handler.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <string>
+#include <thread>
+
+#include "picture_sender.h"
+#include "problem.h"
+#include "service/obtain.h"
+#include "shared_file.h"
+#include "thumbnail_parameters.h"
+
+namespace vexathumb::web {
+namespace {
+
+using service::Obtained;
+
+service::ObtainOptions OptionsFrom(const vexaplatform::ServiceSettings& settings) {
+  const int processors = static_cast<int>(std::thread::hardware_concurrency());
+  service::ObtainOptions options;
+  options.lock_directory = settings.lock_dir;
+  options.limits.builders = settings.builders > 0 ? settings.builders : std::max(processors, 1);
+  options.limits.waiting = settings.waiting;
+  options.build.compaction = settings.compaction;
+  options.build.quality = settings.quality;
+  options.build.free_boxes = settings.free_boxes;
+  return options;
+}
+
+Problem ProblemOf(const service::Thumbnail& thumbnail) {
+  switch (thumbnail.outcome) {
+    case Obtained::kMissing:
+    case Obtained::kNotStored:
+      return NotFound();
+    case Obtained::kUnusable:
+      return {415, "No thumbnail can be made of this file: " + thumbnail.reason + "."};
+    case Obtained::kOverload:
+      return {503, "Too many thumbnails are being made at the moment."};
+    case Obtained::kToolFault:
+    case Obtained::kPicture:
+      break;
+  }
+  syslog(LOG_ERR, "no thumbnail: %s", thumbnail.reason.c_str());
+  return {500, "This machine cannot make thumbnails at the moment."};
+}
+
+}  // namespace
+
+void SendThumbnail(const Request& request, const vexaplatform::Settings& settings) {
+  service::ThumbnailRequest asked = ReadThumbnailParameters(request.query);
+  const SharedFile source = FindSharedFile(settings, request.path);
+  if (!S_ISREG(source.file.status.st_mode)) throw NotFound();
+  asked.source = source.file.path;
+  asked.any_share = asked.any_share || source.share.indexed;
+  const service::Thumbnail thumbnail =
+      service::ObtainThumbnail(asked, OptionsFrom(settings.service));
+  if (thumbnail.outcome != Obtained::kPicture) throw ProblemOf(thumbnail);
+  SendPicture(thumbnail, asked, request);
+}
+
+}  // namespace vexathumb::web

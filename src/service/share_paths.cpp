@@ -1,0 +1,78 @@
+#include "service/share_paths.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <climits>
+
+namespace vexathumb::service {
+namespace {
+
+bool IsPlainComponent(const std::string& component) {
+  return !component.empty() && component[0] != '.' && component.size() <= NAME_MAX;
+}
+
+bool IsPlainPath(const std::string& relative) {
+  if (relative.find('\0') != std::string::npos) return false;
+  for (size_t start = 0;;) {
+    const size_t slash = relative.find('/', start);
+    if (!IsPlainComponent(relative.substr(start, slash - start))) return false;
+    if (slash == std::string::npos) return true;
+    start = slash + 1;
+  }
+}
+
+// What paths beneath the share begin with.
+std::string PrefixOf(const vexaplatform::ShareSettings& share) {
+  return share.path == "/" ? "/" : share.path + "/";
+}
+
+// Kernels since 5.6 have openat2; there is no way without it that holds against a race.
+int OpenBeneath(int directory, const char* relative) {
+  struct open_how how = {};
+  how.flags = O_PATH | O_CLOEXEC | O_NOFOLLOW;
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+  return static_cast<int>(syscall(SYS_openat2, directory, relative, &how, sizeof(how)));
+}
+
+}  // namespace
+
+std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
+                                      const std::string& relative) {
+  if (!relative.empty() && !IsPlainPath(relative)) return std::nullopt;
+  const int root = open(share.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  if (root < 0) return std::nullopt;
+  const int found = OpenBeneath(root, relative.empty() ? "." : relative.c_str());
+  close(root);
+  if (found < 0) return std::nullopt;
+
+  SharedPath result;
+  const bool examined = fstat(found, &result.status) == 0;
+  close(found);
+  if (!examined || S_ISLNK(result.status.st_mode)) return std::nullopt;
+  result.path = relative.empty() ? share.path : PrefixOf(share) + relative;
+  return result;
+}
+
+const vexaplatform::ShareSettings* FindShare(const vexaplatform::Settings& settings,
+                                             const std::string& name) {
+  for (const auto& share : settings.shares) {
+    if (share.name == name) return &share;
+  }
+  return nullptr;
+}
+
+const vexaplatform::ShareSettings* ShareOf(const vexaplatform::Settings& settings,
+                                           const std::string& path) {
+  const vexaplatform::ShareSettings* innermost = nullptr;
+  for (const auto& share : settings.shares) {
+    const std::string prefix = PrefixOf(share);
+    if (path.compare(0, prefix.size(), prefix) != 0) continue;
+    if (innermost == nullptr || share.path.size() > innermost->path.size()) innermost = &share;
+  }
+  return innermost;
+}
+
+}  // namespace vexathumb::service

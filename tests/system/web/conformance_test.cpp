@@ -1,0 +1,314 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "kit/files.h"
+#include "kit/fixtures.h"
+#include "kit/pixels.h"
+#include "system/web/web_site.h"
+
+namespace vexathumb::kit {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+constexpr char kOddName[] = "a b#?%&+\"\n\xff.jpg";
+constexpr char kOddAddress[] = "a%20b%23%3F%25%26%2B%22%0A%FF.jpg";
+
+struct Host {
+  const char* name;
+  WebServer server;
+  Delivery delivery;
+};
+
+const Host kHosts[] = {{"Lighttpd", WebServer::kLighttpd, Delivery::kByWorker},
+                       {"LighttpdSendingFiles", WebServer::kLighttpd, Delivery::kByServer},
+                       {"Nginx", WebServer::kNginx, Delivery::kByWorker},
+                       {"NginxSendingFiles", WebServer::kNginx, Delivery::kByServer}};
+
+JpegOptions Sized(int width, int height) {
+  JpegOptions options;
+  options.size = {width, height};
+  return options;
+}
+
+void FillShares(const WebSite& site) {
+  JpegOptions photo = Sized(900, 600);
+  photo.orientation = 6;
+  WriteJpeg(site.Photo("photo.jpg"), photo);
+  std::filesystem::copy_file(site.Photo("photo.jpg"), site.Photo(kOddName));
+  WritePng(site.Photo("small.png"), {{60, 40}});
+  WriteAnimatedGif(site.Photo("moving.gif"));
+  WriteFile(site.Photo("broken.jpg"), "not a picture");
+  WriteFile(site.Photo("notes.txt"), "not for the web");
+  WriteFile(site.Photo("clip.mp4"), "not a video");
+  std::filesystem::create_directories(site.Photo("sub/\xff folder"));
+  WritePng(site.Photo("sub/\xff folder/in.png"), {{60, 40}});
+  const std::string store = site.Photo(".vexaea/stored.jpg");
+  WriteJpeg(site.Photo("stored.jpg"), photo);
+  std::filesystem::create_directories(store);
+  WriteJpeg(store + "/VEXAPHOTO_THUMB_M.jpg", Sized(320, 240));
+}
+
+const WebSite& SiteOn(const Host& host) {
+  static std::map<std::string, std::unique_ptr<WebSite>> sites;
+  auto& site = sites[host.name];
+  if (!site) {
+    SiteOptions options;
+    options.server = host.server;
+    options.delivery = host.delivery;
+    site = std::make_unique<WebSite>(options);
+    FillShares(*site);
+  }
+  return *site;
+}
+
+struct Case {
+  const char* name;
+  const char* address;
+  int status;
+  std::map<std::string, std::string> headers = {};
+  const char* method = "GET";
+};
+
+std::string CaseName(const testing::TestParamInfo<std::tuple<Host, Case>>& test) {
+  return std::string(std::get<0>(test.param).name) + "_" + std::get<1>(test.param).name;
+}
+
+class Picture : public testing::TestWithParam<std::tuple<Host, Case>> {};
+
+TEST_P(Picture, IsAnswered) {
+  const auto& [host, asked] = GetParam();
+  const WebSite& site = SiteOn(host);
+  // The second answer is the stored one.
+  for (int time = 0; time < 2; ++time) {
+    const HttpResponse response = site.Get(asked.address);
+    ASSERT_EQ(response.status, 200) << response.body;
+    EXPECT_TRUE(response.is_whole);
+    EXPECT_EQ(response.Header("cache-control"), "max-age=300, must-revalidate");
+    for (const auto& [name, value] : asked.headers) EXPECT_EQ(response.Header(name), value) << name;
+    WriteFile(site.State("answer"), response.body);
+    EXPECT_EQ(Corners(site.State("answer")), kPictureCorners);
+
+    const HttpResponse head = site.Get(asked.address, {"HEAD"});
+    EXPECT_EQ(head.status, 200);
+    EXPECT_EQ(head.body, "");
+    EXPECT_EQ(head.Header("content-type"), response.Header("content-type"));
+    EXPECT_EQ(head.Header("content-length"), std::to_string(response.body.size()));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , Picture,
+    testing::Combine(
+        testing::ValuesIn(kHosts),
+        testing::Values(
+            Case{"Named",
+                 "/thumb/photos/photo.jpg?size=small",
+                 200,
+                 {{"content-type", "image/jpeg"}}},
+            Case{
+                "Box", "/thumb/photos/photo.jpg?box=200x90", 200, {{"content-type", "image/jpeg"}}},
+            Case{"Side", "/thumb/photos/photo.jpg?side=64", 200, {{"content-type", "image/jpeg"}}},
+            Case{"FullCircle",
+                 "/thumb/photos/photo.jpg?size=medium&rotate=-4",
+                 200,
+                 {{"content-type", "image/jpeg"}}},
+            Case{"OddName",
+                 "/thumb/photos/a%20b%23%3F%25%26%2B%22%0A%FF.jpg?size=small",
+                 200,
+                 {{"content-type", "image/jpeg"}}},
+            Case{"InAFolder",
+                 "/thumb/photos/sub/%FF%20folder/in.png?size=big",
+                 200,
+                 {{"content-type", "image/png"}}},
+            Case{"NoConversion",
+                 "/thumb/photos/small.png?size=small",
+                 200,
+                 {{"content-type", "image/png"}}},
+            Case{"Original",
+                 "/thumb/photos/small.png?size=original",
+                 200,
+                 {{"content-type", "image/png"}}},
+            Case{"Animation",
+                 "/thumb/photos/moving.gif?size=small&gif=1",
+                 200,
+                 {{"content-type", "image/gif"}}})),
+    CaseName);
+
+class Refusal : public testing::TestWithParam<std::tuple<Host, Case>> {};
+
+TEST_P(Refusal, IsAProblemDocument) {
+  const auto& [host, asked] = GetParam();
+  const HttpResponse response =
+      SiteOn(host).Get(asked.address, {asked.method, {"Content-Length: 0"}});
+  EXPECT_EQ(response.status, asked.status);
+  EXPECT_EQ(response.Header("content-type"), "application/problem+json");
+  EXPECT_EQ(response.Header("cache-control"), "no-store");
+  EXPECT_EQ(response.Header("x-content-type-options"), "nosniff");
+  for (const auto& [name, value] : asked.headers) EXPECT_EQ(response.Header(name), value) << name;
+  if (std::string(asked.method) == "HEAD") {
+    EXPECT_EQ(response.body, "");
+    return;
+  }
+  const json document = json::parse(response.body);
+  EXPECT_EQ(document.at("type"), "about:blank");
+  EXPECT_EQ(document.at("status"), asked.status);
+  EXPECT_FALSE(document.at("title").get<std::string>().empty());
+  EXPECT_FALSE(document.at("detail").get<std::string>().empty());
+  EXPECT_THAT(response.body, testing::Not(HasSubstr("/tmp")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , Refusal,
+    testing::Combine(
+        testing::ValuesIn(kHosts),
+        testing::Values(
+            Case{"NoSize", "/thumb/photos/photo.jpg", 400},
+            Case{"UnknownSize", "/thumb/photos/photo.jpg?size=huge", 400},
+            Case{"UnknownSizeOfAMissingFile", "/thumb/photos/missing.jpg?size=huge", 400},
+            Case{"UnknownParameter", "/thumb/photos/photo.jpg?size=big&x=1", 400},
+            Case{"RepeatedParameter", "/thumb/photos/photo.jpg?size=big&size=big", 400},
+            Case{"BrokenEncoding", "/thumb/photos/photo.jpg?size=%zz", 400},
+            Case{"HugeBox", "/thumb/photos/photo.jpg?box=4097x1", 400},
+            Case{"BadRotation", "/thumb/photos/photo.jpg?size=big&rotate=x", 400},
+            Case{"HeadWithoutSize", "/thumb/photos/photo.jpg", 400, {}, "HEAD"},
+            Case{"Missing", "/thumb/photos/missing.jpg?size=big", 404},
+            Case{"HeadOfMissing", "/thumb/photos/missing.jpg?size=big", 404, {}, "HEAD"},
+            Case{"UnknownShare", "/thumb/other/photo.jpg?size=big", 404},
+            Case{"Folder", "/thumb/photos/sub?size=big", 404},
+            Case{"NotStored", "/thumb/photos/photo.jpg?size=xlarge&only=1", 404},
+            Case{"Post", "/thumb/photos/photo.jpg?size=big", 405, {{"allow", "GET, HEAD"}}, "POST"},
+            Case{"Delete", "/album/photos/", 405, {{"allow", "GET, HEAD"}}, "DELETE"},
+            Case{"NoPicture", "/thumb/photos/broken.jpg?size=big", 415},
+            Case{"Text", "/thumb/photos/notes.txt?size=original", 415},
+            Case{"Video", "/thumb/photos/clip.mp4?size=big", 415},
+            Case{"AlbumOfAnUnknownShare", "/album/other/", 404},
+            Case{"AlbumOfAFile", "/album/photos/photo.jpg", 404},
+            Case{"AlbumOfAHiddenFolder", "/album/photos/.vexaea/", 404},
+            Case{"AlbumSortedOddly", "/album/photos/?sort=size", 400},
+            Case{"AlbumOfTooMany", "/album/photos/?limit=1001", 400},
+            Case{"AlbumOfNone", "/album/photos/?limit=0", 400},
+            Case{"SharesWithParameters", "/album/?sort=name", 400},
+            Case{"BelowHealth", "/health/x", 404})),
+    CaseName);
+
+class Site : public testing::TestWithParam<Host> {};
+
+TEST_P(Site, TurnsAStoredPictureOnItsWay) {
+  const WebSite& site = SiteOn(GetParam());
+  const HttpResponse upright = site.Get("/thumb/photos/stored.jpg?size=medium&any=1");
+  ASSERT_EQ(upright.status, 200);
+  WriteFile(site.State("answer"), upright.body);
+  EXPECT_EQ(Corners(site.State("answer")), kPictureCorners);
+
+  const HttpResponse turned = site.Get("/thumb/photos/stored.jpg?size=medium&any=1&rotate=1");
+  ASSERT_EQ(turned.status, 200);
+  EXPECT_EQ(turned.Header("cache-control"), "max-age=300, must-revalidate");
+  EXPECT_EQ(turned.Header("content-type"), "image/jpeg");
+  WriteFile(site.State("answer"), turned.body);
+  EXPECT_EQ(Corners(site.State("answer")), "blue red yellow green");
+}
+
+TEST_P(Site, LooksAtThePhotoAlbumsStoreOnlyWhereTheShareIsIndexed) {
+  const WebSite& site = SiteOn(GetParam());
+  for (const std::string& share : {site.Photo(""), site.Indexed("")}) {
+    WriteJpeg(share + "other.jpg", Sized(900, 600));
+    std::filesystem::create_directories(share + ".vexaea/other.jpg");
+    WriteJpeg(share + ".vexaea/other.jpg/VEXAPHOTO_THUMB_M.jpg", Sized(11, 7));
+  }
+  const auto width = [&site](const std::string& address) {
+    const HttpResponse response = site.Get(address);
+    WriteFile(site.State("answer"), response.body);
+    return Examine(site.State("answer")).width;
+  };
+  EXPECT_EQ(width("/thumb/indexed/other.jpg?size=medium"), 11);
+  EXPECT_EQ(width("/thumb/photos/other.jpg?size=medium&any=1"), 11);
+  EXPECT_GT(width("/thumb/photos/other.jpg?size=medium"), 11);
+  EXPECT_GT(width("/thumb/indexed/other.jpg?size=medium&store=docdeck"), 11);
+}
+
+TEST_P(Site, FillsABoxWithAnAvatar) {
+  const WebSite& site = SiteOn(GetParam());
+  const HttpResponse response = site.Get("/thumb/photos/photo.jpg?side=50&avatar=1");
+  ASSERT_EQ(response.status, 200);
+  WriteFile(site.State("answer"), response.body);
+  EXPECT_EQ(Examine(site.State("answer")).width, 50);
+  EXPECT_EQ(Examine(site.State("answer")).height, 50);
+  EXPECT_EQ(Corners(site.State("answer")), kPictureCorners);
+}
+
+TEST_P(Site, SaysWhyThereIsNoPictureEveryTime) {
+  const WebSite& site = SiteOn(GetParam());
+  const HttpResponse first = site.Get("/thumb/photos/broken.jpg?size=medium");
+  const HttpResponse second = site.Get("/thumb/photos/broken.jpg?size=medium");
+  EXPECT_THAT(json::parse(first.body).at("detail").get<std::string>(),
+              testing::StartsWith("No thumbnail can be made of this file: "));
+  EXPECT_EQ(first.body, second.body);
+}
+
+TEST_P(Site, ListsItsShares) {
+  const HttpResponse response = SiteOn(GetParam()).Get("/album");
+  EXPECT_EQ(response.status, 200);
+  EXPECT_EQ(response.Header("content-type"), "application/json");
+  EXPECT_EQ(response.Header("cache-control"), "no-cache");
+  EXPECT_EQ(json::parse(response.body),
+            json::parse(R"({"shares": [{"name": "photos", "href": "/album/photos/"},
+                                       {"name": "indexed", "href": "/album/indexed/"}]})"));
+}
+
+TEST_P(Site, ListsAFolder) {
+  const HttpResponse response = SiteOn(GetParam()).Get("/album/photos/sub/%FF%20folder/");
+  ASSERT_EQ(response.status, 200);
+  json document = json::parse(response.body);
+  const json& entry = document.at("entries").at(0);
+  EXPECT_GT(entry.at("mtime"), 0);
+  EXPECT_GT(entry.at("size"), 0);
+  document.at("entries").at(0).erase("mtime");
+  document.at("entries").at(0).erase("size");
+  EXPECT_EQ(document, json::parse(R"({
+    "share": "photos", "path": "sub/\ufffd folder", "href": "/album/photos/sub/%FF%20folder/",
+    "parent": "/album/photos/sub/", "total": 1, "offset": 0,
+    "entries": [{"name": "in.png", "kind": "image", "width": 60, "height": 40,
+                 "href": "/thumb/photos/sub/%FF%20folder/in.png"}]})"));
+}
+
+TEST_P(Site, AnswersEveryAddressThatItLists) {
+  const WebSite& site = SiteOn(GetParam());
+  const json document = json::parse(site.Get("/album/photos").body);
+  EXPECT_FALSE(document.contains("parent"));
+  bool odd_name_listed = false;
+  for (const json& entry : document.at("entries")) {
+    const std::string address = entry.at("href");
+    odd_name_listed |= address == std::string("/thumb/photos/") + kOddAddress;
+    const bool is_folder = entry.at("kind") == "folder";
+    const long status = site.Get(address + (is_folder ? "" : "?size=small")).status;
+    EXPECT_TRUE(status == 200 || status == 415) << address << ": " << status;
+  }
+  EXPECT_TRUE(odd_name_listed);
+}
+
+TEST_P(Site, IsHealthy) {
+  const HttpResponse response = SiteOn(GetParam()).Get("/health");
+  EXPECT_EQ(response.status, 200);
+  EXPECT_EQ(json::parse(response.body), json::parse(R"({"status": "ok"})"));
+}
+
+TEST_P(Site, ShowsTheAlbumPage) {
+  const HttpResponse response = SiteOn(GetParam()).Get("/");
+  EXPECT_EQ(response.status, 200);
+  EXPECT_EQ(response.Header("content-type"), "text/html; charset=utf-8");
+  EXPECT_THAT(response.body, HasSubstr("Album"));
+}
+
+INSTANTIATE_TEST_SUITE_P(, Site, testing::ValuesIn(kHosts),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+}  // namespace
+}  // namespace vexathumb::kit

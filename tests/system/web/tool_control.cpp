@@ -1,0 +1,43 @@
+#include "system/web/tool_control.h"
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include "kit/files.h"
+
+namespace vexathumb::kit {
+
+std::vector<std::string> ToolControl::Environment() const {
+  // A sanitizer's library wants to be the first one, but need not be.
+  return {"VEXATHUMB_TOOL_CONTROL=" + folder_.path(), "LD_PRELOAD=" TOOL_DOUBLE,
+          "ASAN_OPTIONS=verify_asan_link_order=0"};
+}
+
+void ToolControl::Hold() const { WriteFile(folder_ / "hold", ""); }
+
+void ToolControl::Release() const { std::filesystem::remove(folder_ / "hold"); }
+
+void ToolControl::TakeAway() const { WriteFile(folder_ / "missing", ""); }
+
+void ToolControl::GiveBack() const { std::filesystem::remove(folder_ / "missing"); }
+
+std::vector<std::string> ToolControl::RunsWithoutTemporaryNames() const {
+  static const std::regex kProcessAndTime("(_|thumb\\.)[0-9]+[_.][0-9]{9,}([_.][0-9]+)?");
+  std::vector<std::string> runs;
+  std::ifstream ledger(folder_ / "ledger");
+  for (std::string line; std::getline(ledger, line);) {
+    runs.push_back(std::regex_replace(line, kProcessAndTime, "$1PID_TIME"));
+  }
+  return runs;
+}
+
+int ToolControl::RunsFor(const std::string& name) const {
+  int count = 0;
+  for (const std::string& run : RunsWithoutTemporaryNames()) {
+    if (run.find(name) != std::string::npos) ++count;
+  }
+  return count;
+}
+
+}  // namespace vexathumb::kit

@@ -1,0 +1,35 @@
+#ifndef VEXATHUMB_TESTS_SYSTEM_WEB_TOOL_CONTROL_H_
+#define VEXATHUMB_TESTS_SYSTEM_WEB_TOOL_CONTROL_H_
+
+#include <string>
+#include <vector>
+
+#include "kit/temp_dir.h"
+
+namespace vexathumb::kit {
+
+// Watches and steers the tools that the workers of a site run, as long as the site.
+class ToolControl {
+ public:
+  // For SiteOptions.
+  std::vector<std::string> Environment() const;
+
+  void Hold() const;      // from now on, no tool starts
+  void Release() const;   // and those that were held do
+  void TakeAway() const;  // from now on, no tool can be started
+  void GiveBack() const;
+
+  // The vectors of the tools that were run, one a line, process numbers and times in temporary
+  // names replaced.
+  std::vector<std::string> RunsWithoutTemporaryNames() const;
+
+  // How many of them name a file of this name.
+  int RunsFor(const std::string& name) const;
+
+ private:
+  TempDir folder_;
+};
+
+}  // namespace vexathumb::kit
+
+#endif  // VEXATHUMB_TESTS_SYSTEM_WEB_TOOL_CONTROL_H_

@@ -1,0 +1,62 @@
+// Loaded into a worker before the platform library: stands in front of its operations that run
+// tools. Files in the folder VEXATHUMB_TOOL_CONTROL steer it:
+//
+//   ledger   gets one line for each tool that is run
+//   hold     while it is there, no tool starts
+//   missing  while it is there, no tool can be started
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "vlibc/process.h"
+
+namespace {
+
+constexpr char kNoProgram[] = "/nonexistent/tool";
+
+std::string Control(const char* name) {
+  const char* const folder = getenv("VEXATHUMB_TOOL_CONTROL");
+  return std::string(folder != nullptr ? folder : "/nonexistent") + "/" + name;
+}
+
+bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+// The program to run in the place of `path`.
+const char* Pass(const char* path, const char* const argv[]) {
+  constexpr useconds_t kLook = 5000;
+  std::string line;
+  for (; *argv != nullptr; ++argv) line += std::string(line.empty() ? "" : " ") + *argv;
+  line += '\n';
+  const int ledger =
+      open(Control("ledger").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+  if (ledger >= 0) {
+    const ssize_t written = write(ledger, line.data(), line.size());
+    close(ledger);
+    if (written < 0) return kNoProgram;
+  }
+  while (Exists(Control("hold"))) usleep(kLook);
+  return Exists(Control("missing")) ? kNoProgram : path;
+}
+
+template <typename Operation>
+Operation* Real(const char* name) {
+  return reinterpret_cast<Operation*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+
+__attribute__((visibility("default"))) int VLIBCExecv(const char* path, const char* const argv[],
+                                                      int flag) {
+  return Real<decltype(VLIBCExecv)>("VLIBCExecv")(Pass(path, argv), argv, flag);
+}
+
+__attribute__((visibility("default"))) FILE* VLIBCPopenv(const char* path, const char* mode,
+                                                         const char* const argv[]) {
+  return Real<decltype(VLIBCPopenv)>("VLIBCPopenv")(Pass(path, argv), mode, argv);
+}
+}

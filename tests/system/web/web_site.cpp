@@ -1,0 +1,182 @@
+#include "system/web/web_site.h"
+
+#include <arpa/inet.h>
+#include <pwd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "kit/files.h"
+#include "kit/run_tool.h"
+#include "system/web/processes.h"
+
+namespace vexathumb::kit {
+namespace {
+
+// A port that was free a moment ago.
+int FreePort() {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof(address);
+  const bool bound = bind(fd, reinterpret_cast<sockaddr*>(&address), size) == 0 &&
+                     getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0;
+  close(fd);
+  if (!bound) throw std::runtime_error("no port");
+  return ntohs(address.sin_port);
+}
+
+int ListenAt(const std::string& path) {
+  const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+  unlink(path.c_str());
+  if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+      listen(fd, 512) != 0) {
+    throw std::runtime_error("no socket at " + path);
+  }
+  chmod(path.c_str(), 0666);
+  return fd;
+}
+
+std::string UserName() {
+  const passwd* const user = getpwuid(geteuid());
+  return user != nullptr ? user->pw_name : "nobody";
+}
+
+}  // namespace
+
+WebSite::WebSite(const SiteOptions& options) : options_(options) {
+  for (const char* folder : {"photos", "indexed", "page", "run"}) {
+    std::filesystem::create_directory(state_ / folder);
+  }
+  WriteFile(state_ / "page/index.html", "<!doctype html><title>Album</title>\n");
+  WriteSettings();
+  Start();
+}
+
+WebSite::~WebSite() { Stop(); }
+
+std::string WebSite::Url(const std::string& address) const {
+  return "http://127.0.0.1:" + std::to_string(port_) + address;
+}
+
+std::vector<pid_t> WebSite::Workers() const {
+  if (!own_workers_.empty()) return own_workers_;
+  std::vector<pid_t> workers;
+  for (const Process& process : ProcessesBelow(server_)) {
+    if (process.parent == server_) workers.push_back(process.pid);
+  }
+  return workers;
+}
+
+long long WebSite::BytesWrittenByWorkers() const {
+  long long sum = 0;
+  for (const pid_t worker : Workers()) {
+    std::ifstream counters("/proc/" + std::to_string(worker) + "/io");
+    long long bytes = 0;
+    for (std::string name; counters >> name >> bytes;) {
+      if (name == "wchar:") sum += bytes;
+    }
+  }
+  return sum;
+}
+
+bool WebSite::SendsItself(const std::string& address) const {
+  const long long before = BytesWrittenByWorkers();
+  const HttpResponse response = Get(address);
+  const auto size = static_cast<long long>(response.body.size());
+  return response.status == 200 && BytesWrittenByWorkers() - before < size / 2;
+}
+
+void WebSite::WriteSettings() const {
+  std::string http = "delivery = self\n";
+  if (options_.delivery == Delivery::kByServer) {
+    http = options_.server == WebServer::kNginx
+               ? "delivery = x-accel-redirect\nmap = " + State("photos") +
+                     " = /files/photos\nmap = " + State("indexed") + " = /files/indexed\n"
+               : "delivery = x-sendfile\n";
+  }
+  WriteFile(State("platform.ini"), "[store]\n" + options_.store +
+                                       "[share photos]\npath = " + State("photos") +
+                                       "\n[share indexed]\npath = " + State("indexed") +
+                                       "\nindexed = yes\n[service]\nlock_dir = " + State("lock") +
+                                       "\n" + options_.service + "[http]\n" + http);
+}
+
+// A program that starts vexathumb-web with the environment of the options.
+std::string WebSite::WriteProgram() const {
+  std::string script = "#!/bin/sh\nexport VEXATHUMB_CONFIG=" + State("platform.ini") + "\n";
+  for (const std::string& variable : options_.environment) script += "export " + variable + "\n";
+  WriteFile(State("vexathumb-web"), script + "exec " VEXATHUMB_WEB "\n");
+  chmod(State("vexathumb-web").c_str(), 0755);
+  return State("vexathumb-web");
+}
+
+void WebSite::Start() {
+  constexpr int kAttempts = 5;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    port_ = FreePort();
+    options_.server == WebServer::kNginx ? StartNginx() : StartLighttpd();
+    if (BecomesHealthy()) return;
+    Stop();
+  }
+  throw std::runtime_error("the web server does not start");
+}
+
+void WebSite::StartLighttpd() {
+  WriteFile(
+      State("lighttpd.conf"),
+      RunTool({DEPLOY "/render", DEPLOY "/lighttpd.conf.in", "ADDRESS=127.0.0.1",
+               "PORT=" + std::to_string(port_), "PAGE=" + State("page"), "STATE=" + State("run"),
+               "PROGRAM=" + WriteProgram(), "SETTINGS=" + State("platform.ini"),
+               "WORKERS=" + std::to_string(options_.workers),
+               "FOLDERS=\"" + State("photos") + "\", \"" + State("indexed") + "\""}));
+  server_ = StartProgram({"/usr/sbin/lighttpd", "-D", "-f", State("lighttpd.conf")});
+}
+
+void WebSite::StartNginx() {
+  const int listening = ListenAt(State("web.sock"));
+  const std::string program = WriteProgram();
+  for (int i = 0; i < options_.workers; ++i) {
+    own_workers_.push_back(StartProgram({program}, listening));
+  }
+  close(listening);
+  std::string locations;
+  for (const char* share : {"photos", "indexed"}) {
+    locations += "location /files/" + std::string(share) + "/ { internal; alias " + State(share) +
+                 "/; etag off; add_header ETag $upstream_http_etag;"
+                 " add_header X-Content-Type-Options nosniff; }\n";
+  }
+  WriteFile(
+      State("nginx.conf"),
+      RunTool({DEPLOY "/render", DEPLOY "/nginx.conf.in", "ADDRESS=127.0.0.1",
+               "PORT=" + std::to_string(port_), "PAGE=" + State("page"), "STATE=" + State("run"),
+               "SOCKET=" + State("web.sock"), "USER=" + UserName(), "LOCATIONS=" + locations}));
+  server_ = StartProgram({"/usr/sbin/nginx", "-c", State("nginx.conf"), "-e",
+                          State("run/nginx.log"), "-g", "daemon off;"});
+}
+
+bool WebSite::BecomesHealthy() {
+  return Eventually([this] {
+           return waitpid(server_, nullptr, WNOHANG) != 0 || Get("/health").status == 200;
+         }) &&
+         Get("/health").status == 200;
+}
+
+void WebSite::Stop() {
+  EndProgram(server_);
+  for (const pid_t worker : own_workers_) EndProgram(worker);
+  own_workers_.clear();
+}
+
+}  // namespace vexathumb::kit

@@ -1,0 +1,168 @@
+#include "machine_double.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+
+#include "vlibc/process.h"
+
+#define SEEN_BY_LIBRARIES __attribute__((visibility("default")))
+
+namespace vexathumb::service {
+namespace {
+
+const std::vector<std::string> kPrograms = {"convert", "djpeg", "jpegtran", "dcraw", "cjpeg"};
+
+// Shared by all processes that are forked off.
+struct Counters {
+  std::atomic<int> runs[8];
+};
+
+Counters* SharedCounters() {
+  static auto* const counters = static_cast<Counters*>(
+      mmap(nullptr, sizeof(Counters), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  return counters;
+}
+
+size_t IndexOf(const std::string& program) {
+  size_t index = 0;
+  while (index < kPrograms.size() && kPrograms[index] != program) ++index;
+  return index;
+}
+
+MachineDouble* current = nullptr;
+
+template <typename Function>
+Function* Real(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+std::vector<std::string> TextsOf(const char* const argv[]) {
+  std::vector<std::string> texts;
+  for (; *argv != nullptr; ++argv) texts.emplace_back(*argv);
+  return texts;
+}
+
+// What is run in the place of a tool with a fault.
+struct Substitute {
+  const char* path;
+  std::vector<const char*> argv;
+};
+
+Substitute SubstituteFor(ToolFault fault, const char* path) {
+  switch (fault) {
+    case ToolFault::kMissing:
+      return {"/nonexistent/tool", {path, nullptr}};
+    case ToolFault::kFails:
+      return {"/bin/false", {"/bin/false", nullptr}};
+    case ToolFault::kTerminated:
+      return {"/bin/sh", {"/bin/sh", "-c", "kill -TERM $$", nullptr}};
+    case ToolFault::kNone:
+      break;
+  }
+  return {path, {}};
+}
+
+}  // namespace
+
+MachineDouble::MachineDouble() {
+  current = this;
+  for (auto& runs : SharedCounters()->runs) runs = 0;
+}
+
+MachineDouble::~MachineDouble() { current = nullptr; }
+
+MachineDouble* MachineDouble::Current() { return current; }
+
+int MachineDouble::Runs(const std::string& program) const {
+  return SharedCounters()->runs[IndexOf(program)];
+}
+
+int MachineDouble::Runs() const {
+  int all = 0;
+  for (const auto& runs : SharedCounters()->runs) all += runs;
+  return all;
+}
+
+void MachineDouble::Break(const std::string& program, ToolFault fault) {
+  const std::string path = "/usr/bin/" + program;
+  if (fault == ToolFault::kMissing) missing_program = path;
+  on_run = [path, fault](const std::string& run, const std::vector<std::string>& /*argv*/) {
+    return run == path ? fault : ToolFault::kNone;
+  };
+}
+
+ToolFault MachineDouble::Run(const std::string& path, const std::vector<std::string>& argv) {
+  ++SharedCounters()->runs[IndexOf(path.substr(path.rfind('/') + 1))];
+  return on_run ? on_run(path, argv) : ToolFault::kNone;
+}
+
+}  // namespace vexathumb::service
+
+using vexathumb::service::current;
+using vexathumb::service::Real;
+using vexathumb::service::SubstituteFor;
+using vexathumb::service::TextsOf;
+
+extern "C" {
+
+SEEN_BY_LIBRARIES int VLIBCExecv(const char* path, const char* const argv[], int flag) {
+  static auto* const real = Real<decltype(VLIBCExecv)>("VLIBCExecv");
+  if (current == nullptr) return real(path, argv, flag);
+  const auto substitute = SubstituteFor(current->Run(path, TextsOf(argv)), path);
+  return real(substitute.path, substitute.argv.empty() ? argv : substitute.argv.data(), flag);
+}
+
+SEEN_BY_LIBRARIES FILE* VLIBCPopenv(const char* path, const char* mode, const char* const argv[]) {
+  static auto* const real = Real<decltype(VLIBCPopenv)>("VLIBCPopenv");
+  if (current == nullptr) return real(path, mode, argv);
+  const auto substitute = SubstituteFor(current->Run(path, TextsOf(argv)), path);
+  return real(substitute.path, mode, substitute.argv.empty() ? argv : substitute.argv.data());
+}
+
+SEEN_BY_LIBRARIES FSTYPE VEXAGetFSType(const char* path, int flag) {
+  static auto* const real = Real<decltype(VEXAGetFSType)>("VEXAGetFSType");
+  if (current != nullptr && current->volume_type) return *current->volume_type;
+  return real(path, flag);
+}
+
+SEEN_BY_LIBRARIES int access(const char* path, int mode) noexcept {
+  static auto* const real = Real<int(const char*, int)>("access");
+  if (current != nullptr && !current->missing_program.empty() && current->missing_program == path) {
+    errno = ENOENT;
+    return -1;
+  }
+  return real(path, mode);
+}
+
+SEEN_BY_LIBRARIES int unlink(const char* path) noexcept {
+  static auto* const real = Real<int(const char*)>("unlink");
+  const bool spared =
+      current != nullptr && !current->removable.empty() && current->removable != path;
+  return spared ? 0 : real(path);
+}
+
+SEEN_BY_LIBRARIES int posix_fallocate(int fd, off_t offset, off_t length) {
+  static auto* const real = Real<int(int, off_t, off_t)>("posix_fallocate");
+  if (current != nullptr && !current->full_directory.empty()) {
+    const std::string path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd));
+    if (path.rfind(current->full_directory, 0) == 0) return ENOSPC;
+  }
+  return real(fd, offset, length);
+}
+
+SEEN_BY_LIBRARIES time_t time(time_t* result) noexcept {
+  struct timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const time_t seconds = now.tv_sec + (current != nullptr ? current->clock_ahead : 0);
+  if (result != nullptr) *result = seconds;
+  return seconds;
+}
+
+}  // extern "C"
