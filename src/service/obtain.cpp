@@ -65,6 +65,8 @@ Inspected Inspect(const ThumbnailRequest& request) {
   return inspected;
 }
 
+std::string NameOf(const std::string& program) { return program.substr(program.rfind('/') + 1); }
+
 class Obtaining {
  public:
   Obtaining(const ThumbnailRequest& request, const ObtainOptions& options)
@@ -172,18 +174,18 @@ class Obtaining {
   std::optional<std::string> FaultOfMachine() const {
     const vexaplatform::ToolReport last = vexaplatform::LastToolRun();
     if (last.ending == vexaplatform::ToolEnding::kNotStarted) {
-      return "the program " + last.program + " cannot be started";
+      return "the program " + NameOf(last.program) + " cannot be started";
     }
     const bool ended_by_request =
         last.detail == SIGTERM || last.detail == SIGINT || last.detail == SIGHUP;
     if (last.ending == vexaplatform::ToolEnding::kSignalled && ended_by_request) {
-      return "the program " + last.program + " was ended";
+      return "the program " + NameOf(last.program) + " was ended";
     }
     if (!HasRoom("/var/tmp")) return "there is no room for temporary files";
     if (info().IsWebAcceptable()) return std::nullopt;
     // Raw development came before the last tool, and needs the store for the camera's preview.
     if (access(ThumbConvertCmd::kDcraw.c_str(), X_OK) != 0) {
-      return "the program " + ThumbConvertCmd::kDcraw + " is missing";
+      return "the program " + NameOf(ThumbConvertCmd::kDcraw) + " is missing";
     }
     const bool stores = file::IsDestSupportEAWrite(file::Dirname(request_.source));
     if (stores && !HasStoreRoom(request_.source)) return "there is no room for it in the store";

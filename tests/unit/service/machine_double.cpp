@@ -51,14 +51,14 @@ std::vector<std::string> TextsOf(const char* const argv[]) {
 
 // What is run in the place of a tool with a fault.
 struct Substitute {
-  const char* path;
+  std::string path;
   std::vector<const char*> argv;
 };
 
 Substitute SubstituteFor(ToolFault fault, const char* path) {
   switch (fault) {
     case ToolFault::kMissing:
-      return {"/nonexistent/tool", {path, nullptr}};
+      return {"/nonexistent" + std::string(path), {path, nullptr}};
     case ToolFault::kFails:
       return {"/bin/false", {"/bin/false", nullptr}};
     case ToolFault::kTerminated:
@@ -116,14 +116,16 @@ SEEN_BY_LIBRARIES int VLIBCExecv(const char* path, const char* const argv[], int
   static auto* const real = Real<decltype(VLIBCExecv)>("VLIBCExecv");
   if (current == nullptr) return real(path, argv, flag);
   const auto substitute = SubstituteFor(current->Run(path, TextsOf(argv)), path);
-  return real(substitute.path, substitute.argv.empty() ? argv : substitute.argv.data(), flag);
+  return real(substitute.path.c_str(), substitute.argv.empty() ? argv : substitute.argv.data(),
+              flag);
 }
 
 SEEN_BY_LIBRARIES FILE* VLIBCPopenv(const char* path, const char* mode, const char* const argv[]) {
   static auto* const real = Real<decltype(VLIBCPopenv)>("VLIBCPopenv");
   if (current == nullptr) return real(path, mode, argv);
   const auto substitute = SubstituteFor(current->Run(path, TextsOf(argv)), path);
-  return real(substitute.path, mode, substitute.argv.empty() ? argv : substitute.argv.data());
+  return real(substitute.path.c_str(), mode,
+              substitute.argv.empty() ? argv : substitute.argv.data());
 }
 
 SEEN_BY_LIBRARIES FSTYPE VEXAGetFSType(const char* path, int flag) {

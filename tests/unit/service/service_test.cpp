@@ -71,6 +71,21 @@ void WritePhoto(const std::string& path, const kit::Size& size, int orientation)
   SetModificationTime(path, kSourceTime);
 }
 
+void WriteText(const std::string& path) {
+  kit::WriteFile(path, "This is no picture, though it is as long as the shortest of them may be.");
+  SetModificationTime(path, kSourceTime);
+}
+
+void WriteUndecodable(const std::string& path) {
+  WritePhoto(path, {800, 600});
+  std::string jpeg = kit::ReadFile(path);
+  const size_t frame_header = jpeg.find("\xff\xc0");
+  constexpr size_t kPrecision = 4;
+  jpeg.at(frame_header + kPrecision) = 12;  // bits, which the decoders do not support
+  kit::WriteFile(path, jpeg);
+  SetModificationTime(path, kSourceTime);
+}
+
 void WriteDecodedJpeg(const std::string& path) {
   const kit::TempDir dir;
   WritePhoto(dir / "photo.jpg", {320, 240});

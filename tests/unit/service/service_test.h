@@ -32,6 +32,10 @@ ino_t InodeOf(const std::string& path);  // 0 when there is none
 // A JPEG, last modified at kSourceTime.
 void WritePhoto(const std::string& path, const kit::Size& size, int orientation = 0);
 
+// A text, and a JPEG whose metadata can be read but whose picture no tool decodes.
+void WriteText(const std::string& path);
+void WriteUndecodable(const std::string& path);
+
 // BMP data of 320 by 240 pixels as the fast JPEG path leaves them; other writers' are of another
 // kind.
 void WriteDecodedJpeg(const std::string& path);
