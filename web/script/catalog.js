@@ -74,25 +74,36 @@ export class Catalog extends EventTarget {
     this.dispatchEvent(new Event('change'));
   }
 
-  // The index of the entry with this path, or -1. Looks first where pages are there already.
-  async find(path) {
-    const pages = Array.from({length: this.pageCount}, (_, page) => page);
-    pages.sort((a, b) => Boolean(this.entriesOf(b)) - Boolean(this.entriesOf(a)) || a - b);
-    for (const page of pages) {
-      await this.load(page);
-      if (this.#stop.signal.aborted) return -1;
-      const at = this.entriesOf(page)?.findIndex((entry) => pathOf(entry) === path) ?? -1;
-      if (at >= 0) return page * PAGE + at;
+  // The index of the entry with this path among those that are there, or -1.
+  locate(path) {
+    for (let page = 0; page < this.pageCount; ++page) {
+      const at = this.#indexIn(page, (entry) => pathOf(entry) === path);
+      if (at >= 0) return at;
     }
     return -1;
+  }
+
+  // The same among all.
+  async find(path) {
+    for (let page = 0; page < this.pageCount; ++page) {
+      await this.load(page);
+      const at = this.locate(path);
+      if (at >= 0 || this.#stop.signal.aborted) return at;
+    }
+    return -1;
+  }
+
+  #indexIn(page, matches) {
+    const at = this.entriesOf(page)?.findIndex(matches) ?? -1;
+    return at < 0 ? -1 : page * PAGE + at;
   }
 
   // The index of the first photo or video, or total: folders come first.
   async firstMedia() {
     for (let page = 0; page < this.pageCount; ++page) {
       await this.load(page);
-      const at = this.entriesOf(page)?.findIndex((entry) => entry.kind !== 'folder') ?? -1;
-      if (at >= 0) return page * PAGE + at;
+      const at = this.#indexIn(page, (entry) => entry.kind !== 'folder');
+      if (at >= 0) return at;
     }
     return this.total;
   }

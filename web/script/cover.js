@@ -5,14 +5,18 @@ import {askJson} from './api.js';
 
 const GLANCE = 4;
 const AT_ONCE = 2;
+const DEPTH = 2;
 
 const known = new Map();
 const waiting = [];
 let running = 0;
 
-async function look(href, signal) {
-  const listing = await askJson(`${href}?limit=${GLANCE}`, signal);
-  return {total: listing.total, image: listing.entries.find((entry) => entry.kind === 'image') ?? null};
+// A folder that begins with folders is looked into a little way.
+async function look(href, signal, depth = 0) {
+  const {total, entries} = await askJson(`${href}?limit=${GLANCE}`, signal);
+  const image = entries.find((entry) => entry.kind === 'image');
+  if (image || depth === DEPTH || entries[0]?.kind !== 'folder') return {total, image};
+  return {total, image: (await look(entries[0].href, signal, depth + 1)).image};
 }
 
 async function runNext() {

@@ -6,7 +6,7 @@ const date = new Intl.DateTimeFormat(LOCALE, {dateStyle: 'medium', timeStyle: 's
 
 export const formatNumber = (value) => number.format(value);
 
-export const formatCount = (count) => `${number.format(count)} ${count === 1 ? 'item' : 'items'}`;
+export const formatCount = (count, noun = 'item') => `${number.format(count)} ${noun}${count === 1 ? '' : 's'}`;
 
 export const formatDate = (seconds) => date.format(new Date(seconds * 1000));
 

@@ -31,11 +31,14 @@ export class Grid {
     addEventListener('scroll', () => this.#scrolled(), {passive: true});
     new ResizeObserver(() => this.#resized()).observe(list);
     addEventListener('resize', () => this.#draw());
+    for (const type of ['wheel', 'touchmove', 'pointerdown', 'keydown']) {
+      addEventListener(type, () => (this.#anchor = null), {passive: true});
+    }
     list.addEventListener('keydown', (event) => this.#keyPressed(event));
     list.addEventListener('focusin', (event) => this.#focused(event));
   }
 
-  // anchor: a place from anchor() to come back to, or null for the top.
+  // Shows a folder. anchor: a place from anchor() to come back to, or null for the top.
   show(catalog, anchor) {
     this.#catalog?.removeEventListener('change', this.changed);
     this.#clear();
@@ -65,7 +68,7 @@ export class Grid {
 
   // The picture that is shown of an entry already, or null.
   shownPicture(entry) {
-    const image = [...this.#tiles.values()].find((tile) => tile.entry === entry)?.image;
+    const image = [...this.#tiles.values()].find((tile) => tile.entry?.href === entry.href)?.image;
     return image?.dataset.state === 'ready' ? image.currentSrc : null;
   }
 
@@ -130,7 +133,7 @@ export class Grid {
     clearTimeout(this.#settling);
     this.#settling = setTimeout(() => {
       this.#hasty = false;
-      this.#anchor = null;
+      if (this.#catalog?.entry(this.#anchor?.index)) this.#anchor = null;
       this.#draw();
       this.settled();
     }, SETTLED);
@@ -142,7 +145,7 @@ export class Grid {
     const wanted = this.#plan.between(top - MARGIN, top + innerHeight + MARGIN);
     this.#drawTiles(this.#withFocused(wanted));
     this.#drawFailures();
-    this.#makeTabbable(wanted.find((index) => this.#plan.box(index).y >= top));
+    this.#makeTabbable(wanted.find((index) => this.#plan.box(index).y >= top) ?? wanted[0]);
     if (this.#hasty) return;
     for (const tile of this.#tiles.values()) tile.load();
     for (const page of this.#plan.pagesBetween(top - MARGIN, top + innerHeight + MARGIN)) this.#catalog.load(page);
@@ -159,7 +162,7 @@ export class Grid {
   #drawTiles(indices) {
     const keep = new Set(indices);
     for (const [index, tile] of this.#tiles) {
-      if (keep.has(index) && tile.entry === (this.#catalog.entry(index) ?? null)) continue;
+      if (keep.has(index) && tile.entry === this.#catalog.entry(index)) continue;
       tile.remove();
       this.#tiles.delete(index);
     }
@@ -174,7 +177,7 @@ export class Grid {
 
   #tileOf(index) {
     if (!this.#tiles.has(index)) {
-      const entry = this.#catalog.entry(index) ?? null;
+      const entry = this.#catalog.entry(index);
       const href = entry && formatRoute(pathOf(entry), this.#catalog.sort);
       this.#tiles.set(index, new Tile(entry, {index, total: this.#catalog.total, href}));
     }

@@ -31,8 +31,9 @@ export function showTitle({folder, photo}) {
   document.title = [photo && lastName(photo), place, PRODUCT].filter(Boolean).join(' – ');
 }
 
-export function showCount(total) {
-  const text = formatCount(total);
+export function showCount({folder, total}) {
+  const text = formatCount(total, folder === '/' ? 'share' : 'item');
+  if (byId('count').textContent === text) return;
   byId('count').textContent = text;
   say(text);
 }
@@ -50,6 +51,7 @@ export function showNotice({title, text, again}) {
   byId('notice-again').onclick = again ?? null;
   byId('notice').hidden = false;
   byId('grid').hidden = true;
+  byId('sort').hidden = true;
   byId('count').textContent = '';
   say(`${title}. ${text}`);
 }

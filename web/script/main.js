@@ -37,8 +37,10 @@ function describeProblem(problem) {
   return 'This folder cannot be shown';
 }
 
-async function openFolder({folder, sort}) {
+function openFolder({folder, sort}) {
   catalog?.close();
+  // The tile or link that had the focus goes away with the folder that it belonged to.
+  if (catalog) byId('title').focus({preventScroll: true});
   const opening = new Catalog(folder, sort);
   catalog = opening;
   showPlace({folder, sort});
@@ -47,7 +49,7 @@ async function openFolder({folder, sort}) {
   grid.show(opening, history.state?.anchor ?? null);
   say('Loading');
   opening.addEventListener('change', () => showOutcome(opening));
-  await opening.load(0);
+  opening.load(0);
 }
 
 function showOutcome(opened) {
@@ -59,9 +61,8 @@ function showOutcome(opened) {
   } else if (opened.opened && opened.total === 0) {
     const text = opened.folder === '/' ? 'No shares have been set up yet.' : 'There are no photos, videos or folders in here.';
     showNotice({title: 'Nothing here yet', text});
-  } else if (opened.opened && opened.total !== opened.counted) {
-    opened.counted = opened.total;
-    showCount(opened.total);
+  } else if (opened.opened) {
+    showCount(opened);
   }
 }
 

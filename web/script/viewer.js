@@ -29,6 +29,7 @@ export class Viewer {
   #turns = 0;
   #playing = true;
   #picture = null;
+  #leaving = false;
 
   // moved: called with the path when another photo is shown; closed: when the visitor closes the view;
   // shownPicture: gives the address of a picture of the entry that is there already, or null.
@@ -40,7 +41,7 @@ export class Viewer {
     this.closed = closed;
     this.shownPicture = shownPicture;
 
-    byId('view-close').addEventListener('click', () => closed());
+    byId('view-close').addEventListener('click', () => this.#leave());
     byId('view-back').addEventListener('click', () => this.#step(-1));
     byId('view-on').addEventListener('click', () => this.#step(1));
     byId('view-left').addEventListener('click', () => this.#rotate(-1));
@@ -48,10 +49,19 @@ export class Viewer {
     byId('view-play').addEventListener('click', () => this.#togglePlaying());
     this.dialog.addEventListener('cancel', (event) => {
       event.preventDefault();
-      closed();
+      this.#leave();
     });
+    // A browser may close it all the same.
+    this.dialog.addEventListener('close', () => this.#path && this.#leave());
     this.dialog.addEventListener('keydown', (event) => this.#keyPressed(event));
     onSwipe(this.stage, {follow: (distance) => this.#drag(distance), swiped: (step) => this.#step(step)});
+  }
+
+  // Going back takes a moment, in which nothing may go back once more.
+  #leave() {
+    if (this.#leaving) return;
+    this.#leaving = true;
+    this.closed();
   }
 
   get isOpen() {
@@ -68,21 +78,24 @@ export class Viewer {
     if (this.isOpen && catalog === this.#catalog && path === this.#path) return;
     this.#catalog = catalog;
     this.#path = path;
-    this.#index = -1;
+    this.#leaving = false;
     if (!this.isOpen) this.dialog.showModal();
+    this.#index = catalog.locate(path);
+    if (this.#index >= 0) return this.#show(catalog.entry(this.#index));
+
     // The photo is asked for at once, its place in the folder is looked up meanwhile.
-    if (!catalog.opened) this.#show({name: lastName(path), kind: 'image', href: `/thumb${path}`});
+    this.#show({name: lastName(path), kind: 'image', href: `/thumb${path}`});
     const index = await catalog.find(path);
-    if (catalog !== this.#catalog || path !== this.#path || !this.isOpen) return;
+    if (index < 0 || catalog !== this.#catalog || path !== this.#path) return;
     this.#index = index;
-    const entry = index < 0 ? {name: lastName(path), kind: 'image', href: `/thumb${path}`} : catalog.entry(index);
-    if (this.entry?.href === entry.href) this.entry = entry;
-    else this.#show(entry);
-    await this.#describe();
+    const entry = catalog.entry(index);
+    if (entry.kind !== 'image') return this.#show(entry);
+    this.entry = entry;
+    this.#describe();
   }
 
   close() {
-    if (!this.isOpen) return;
+    if (!this.#path) return;
     this.#picture?.stop();
     this.frame.replaceChildren();
     this.entry = null;
