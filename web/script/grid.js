@@ -144,7 +144,7 @@ export class Grid {
     const top = scrollY - this.#top();
     const wanted = this.#plan.between(top - MARGIN, top + innerHeight + MARGIN);
     this.#drawTiles(this.#withFocused(wanted));
-    this.#drawFailures();
+    if (this.#catalog.opened) this.#drawFailures();
     this.#makeTabbable(wanted.find((index) => this.#plan.box(index).y >= top) ?? wanted[0]);
     if (this.#hasty) return;
     for (const tile of this.#tiles.values()) tile.load();

@@ -45,13 +45,15 @@ export class Tile {
   #buildMedia() {
     const {entry} = this;
     this.image = blankImage(entry.kind === 'video' ? `${entry.name}, video` : entry.name);
-    this.name = make('bdi', {className: 'tile__name', text: entry.name, attributes: {'aria-hidden': 'true'}});
-    this.link.append(this.image, this.name);
+    const name = make('bdi', {className: 'tile__name', text: entry.name, attributes: {'aria-hidden': 'true'}});
+    this.link.append(this.image, name);
     if (entry.kind === 'video') this.link.append(badge(icon('play')));
     else if (isAnimated(entry)) this.link.append(badge('GIF'));
   }
 
   place(box) {
+    const before = this.box;
+    if (before && ['x', 'y', 'width', 'height'].every((side) => before[side] === box[side])) return;
     const {style} = this.element;
     style.transform = `translate(${box.x}px, ${box.y}px)`;
     style.width = `${box.width}px`;
@@ -90,16 +92,13 @@ export class Tile {
 
   #explain(problem) {
     const isVideo = this.entry.kind === 'video';
-    const plain = isVideo && problem.status === 415;
+    const isPlain = isVideo && problem.status === 415;
     this.element.classList.add('tile--bare');
     const reason = make('span', {className: 'tile__reason'}, icon(isVideo ? 'film' : 'broken'));
-    if (!plain) reason.append(make('span', {text: problem.message}));
+    if (!isPlain) reason.append(make('span', {text: problem.message}));
     this.link.querySelector('.tile__badge')?.remove();
     this.link.append(reason);
-    if (isVideo) this.name.textContent = this.entry.name;
-    this.name.removeAttribute('aria-hidden');
-    this.image.alt = '';
-    if (isVideo) this.link.append(make('span', {className: 'unseen', text: ', video'}));
+    this.link.setAttribute('aria-label', isPlain ? this.image.alt : `${this.image.alt}. ${problem.message}`);
   }
 
   remove() {
