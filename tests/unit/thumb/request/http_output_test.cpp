@@ -8,6 +8,16 @@ using kit::CallJournal;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+// Sends the source itself whatever was chosen before. Nothing in the library calls it, so the test
+// reaches past its being private, which an explicit instantiation may.
+using SendOperation = bool (Thumb::*)();
+SendOperation SendOriginalImage();
+template <SendOperation kOperation>
+struct Reach {
+  friend SendOperation SendOriginalImage() { return kOperation; }
+};
+template struct Reach<&Thumb::OutputOriginalImage>;
+
 const char* const kCacheControl = "Cache-Control: max-age=300, must-revalidate\r";
 
 class HttpOutput : public RequestTest {
@@ -56,6 +66,7 @@ struct MimeCase {
   std::string (RequestTest::*make)() const;
   int options;
   const char* mime;
+  const char* source_mime;
 };
 
 class HttpMime : public HttpOutput, public testing::WithParamInterface<MimeCase> {};
@@ -70,14 +81,31 @@ TEST_P(HttpMime, IsThatOfTheOutput) {
 
 INSTANTIATE_TEST_SUITE_P(Of, HttpMime,
                          testing::ValuesIn<MimeCase>({
-                             {"Png", &RequestTest::Png, 0, "image/png"},
-                             {"Gif", &RequestTest::Gif, 0, "image/jpeg"},
-                             {"AnimatedGif", &RequestTest::Gif, Thumb::ANIMATE_GIF, "image/gif"},
+                             {"Png", &RequestTest::Png, 0, "image/png", "image/png"},
+                             {"Gif", &RequestTest::Gif, 0, "image/jpeg", "image/gif"},
+                             {"AnimatedGif", &RequestTest::Gif, Thumb::ANIMATE_GIF, "image/gif",
+                              "image/gif"},
                              {"CroppedGif", &RequestTest::Gif, Thumb::ANIMATE_GIF | Thumb::AVATAR,
-                              "image/jpeg"},
-                             {"Bmp", &RequestTest::Bmp, 0, "image/jpeg"},
+                              "image/jpeg", "image/gif"},
+                             {"Bmp", &RequestTest::Bmp, 0, "image/jpeg", "image/x-ms-bmp"},
                          }),
                          [](const auto& test) { return test.param.name; });
+
+TEST_P(HttpMime, IsThatOfTheSourceForTheSourceItself) {
+  const std::string source = (this->*GetParam().make)();
+  Thumb thumb(source, GetParam().options);
+  thumb.CalcOutputFile("original");
+  EXPECT_TRUE((thumb.*SendOriginalImage())());
+  EXPECT_EQ(thumb.GetOutputFile(), source);
+  EXPECT_EQ(Sent().back(), (Call{"HttpOutputFile", source, {GetParam().source_mime}, 0}));
+}
+
+TEST_F(HttpOutput, DoesNotSendASourceThatBrowsersDoNotShow) {
+  Thumb thumb(Tiff(), 0);
+  thumb.CalcOutputFile("original");
+  EXPECT_FALSE((thumb.*SendOriginalImage())());
+  EXPECT_THAT(Sent(), IsEmpty());
+}
 
 // A stored thumbnail and the caller's turns.
 struct TurnCase {

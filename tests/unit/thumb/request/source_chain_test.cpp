@@ -192,6 +192,16 @@ TEST_F(SourceChain, KeepsTypeAndEmptiesFileWhenALaterRequestFindsNothing) {
   EXPECT_EQ(thumb.GetOutputType(), "Docdeck");
 }
 
+TEST_F(SourceChain, EmptiesTheFileForAShareThatIsNotIndexed) {
+  const std::string source = Jpeg();
+  Store(source, "VEXAFILE_THUMB_S.jpg");
+  Thumb thumb(source, Thumb::DOCDECK_EA);
+  EXPECT_NE(thumb.CalcOutputFile("small"), "");
+  thumb.SetOption(Thumb::PIXDECK_EA | Thumb::EA_ONLY);
+  EXPECT_EQ(thumb.CalcOutputFile("small"), "");
+  EXPECT_EQ(thumb.GetOutputFile(), "");
+}
+
 TEST_F(SourceChain, ReadsNoMetadataOfVideos) {
   const std::string source = Video();
   kit::WriteJpeg(source);
