@@ -1,8 +1,10 @@
 #include "system/web/processes.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,6 +75,19 @@ std::vector<Process> ProcessesBelow(pid_t ancestor) {
     }
   }
   return found;
+}
+
+int FreePort() {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof(address);
+  const bool bound = bind(fd, reinterpret_cast<sockaddr*>(&address), size) == 0 &&
+                     getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0;
+  close(fd);
+  if (!bound) throw std::runtime_error("no port");
+  return ntohs(address.sin_port);
 }
 
 bool Eventually(const std::function<bool()>& is_so) {

@@ -25,6 +25,9 @@ struct Process {
 // All processes below `ancestor`, without itself.
 std::vector<Process> ProcessesBelow(pid_t ancestor);
 
+// A port of 127.0.0.1 that was free a moment ago.
+int FreePort();
+
 // Looks again and again until it is so. False after half a minute.
 bool Eventually(const std::function<bool()>& is_so);
 

@@ -32,6 +32,8 @@ std::vector<std::string> ToolControl::RunsWithoutTemporaryNames() const {
   return runs;
 }
 
+std::string ToolControl::EnvironmentOfLastRun() const { return ReadFile(folder_ / "environment"); }
+
 int ToolControl::RunsFor(const std::string& name) const {
   int count = 0;
   for (const std::string& run : RunsWithoutTemporaryNames()) {

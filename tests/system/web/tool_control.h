@@ -23,6 +23,9 @@ class ToolControl {
   // names replaced.
   std::vector<std::string> RunsWithoutTemporaryNames() const;
 
+  // The variables with which the last one was started, one a line.
+  std::string EnvironmentOfLastRun() const;
+
   // How many of them name a file of this name.
   int RunsFor(const std::string& name) const;
 

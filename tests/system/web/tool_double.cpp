@@ -1,9 +1,10 @@
 // Loaded into a worker before the platform library: stands in front of its operations that run
 // tools. Files in the folder VEXATHUMB_TOOL_CONTROL steer it:
 //
-//   ledger   gets one line for each tool that is run
-//   hold     while it is there, no tool starts
-//   missing  while it is there, no tool can be started
+//   ledger       gets one line for each tool that is run
+//   environment  gets the variables with which the last one is started
+//   hold         while it is there, no tool starts
+//   missing      while it is there, no tool can be started
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -24,18 +25,25 @@ std::string Control(const char* name) {
 
 bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
+bool Write(const std::string& path, int flags, const std::string& text) {
+  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0666);
+  const bool written = fd >= 0 && write(fd, text.data(), text.size()) >= 0;
+  if (fd >= 0) close(fd);
+  return written;
+}
+
+std::string Joined(const char* const* words, char separator) {
+  std::string text;
+  for (; *words != nullptr; ++words) text += std::string(*words) + separator;
+  return text;
+}
+
 // The program to run in the place of `path`.
 const char* Pass(const char* path, const char* const argv[]) {
   constexpr useconds_t kLook = 5000;
-  std::string line;
-  for (; *argv != nullptr; ++argv) line += std::string(line.empty() ? "" : " ") + *argv;
-  line += '\n';
-  const int ledger =
-      open(Control("ledger").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-  if (ledger >= 0) {
-    const ssize_t written = write(ledger, line.data(), line.size());
-    close(ledger);
-    if (written < 0) return kNoProgram;
+  if (!Write(Control("environment"), O_TRUNC, Joined(environ, '\n')) ||
+      !Write(Control("ledger"), O_APPEND, Joined(argv, ' ') + "\n")) {
+    return kNoProgram;
   }
   while (Exists(Control("hold"))) usleep(kLook);
   return Exists(Control("missing")) ? kNoProgram : path;

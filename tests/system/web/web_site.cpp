@@ -1,6 +1,5 @@
 #include "system/web/web_site.h"
 
-#include <arpa/inet.h>
 #include <pwd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -19,20 +18,6 @@
 
 namespace vexathumb::kit {
 namespace {
-
-// A port that was free a moment ago.
-int FreePort() {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(address);
-  const bool bound = bind(fd, reinterpret_cast<sockaddr*>(&address), size) == 0 &&
-                     getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0;
-  close(fd);
-  if (!bound) throw std::runtime_error("no port");
-  return ntohs(address.sin_port);
-}
 
 int ListenAt(const std::string& path) {
   const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
@@ -117,7 +102,10 @@ void WebSite::WriteSettings() const {
 std::string WebSite::WriteProgram() const {
   std::string script = "#!/bin/sh\nexport VEXATHUMB_CONFIG=" + State("platform.ini") + "\n";
   for (const std::string& variable : options_.environment) script += "export " + variable + "\n";
-  WriteFile(State("vexathumb-web"), script + "exec " VEXATHUMB_WEB "\n");
+  script += options_.is_socket_passed ? "LISTEN_PID=$$ LISTEN_FDS=1 exec " VEXATHUMB_WEB
+                                        " 3<&0 0</dev/null\n"
+                                      : "exec " VEXATHUMB_WEB "\n";
+  WriteFile(State("vexathumb-web"), script);
   chmod(State("vexathumb-web").c_str(), 0755);
   return State("vexathumb-web");
 }

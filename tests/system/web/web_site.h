@@ -21,6 +21,7 @@ struct SiteOptions {
   std::string service = {};                   // lines of the settings' section
   std::vector<std::string> environment = {};  // "NAME=value" of the workers
   std::string store = "layout = beside\n";    // lines of the settings' section
+  bool is_socket_passed = false;              // the workers get their socket as systemd passes it
 };
 
 // A real web server with vexathumb-web behind it, configured by the files of deploy/, on a port of
