@@ -1,6 +1,8 @@
-# Libraries, headers under include/vexathumb with their source tree's relative paths, pkg-config files.
+# Program and its man page, libraries, headers under include/vexathumb with their source tree's relative paths, pkg-config files.
 
 install(TARGETS vexathumb vexaplatform LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS vexathumb_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES docs/vexathumb.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 set(VEXATHUMB_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/vexathumb)
 install(DIRECTORY src/platform/include/ DESTINATION ${VEXATHUMB_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
@@ -14,6 +16,9 @@ install(FILES
   src/lib/thumb/thumb_info.h
   DESTINATION ${VEXATHUMB_INCLUDEDIR}/thumb)
 
+# Relative to the files themselves, so that an installation may be moved, or made elsewhere than
+# was said when configuring.
+file(RELATIVE_PATH VEXATHUMB_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/vexathumb.pc.in vexathumb.pc @ONLY)
 configure_file(cmake/vexaplatform.pc.in vexaplatform.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vexathumb.pc ${CMAKE_CURRENT_BINARY_DIR}/vexaplatform.pc

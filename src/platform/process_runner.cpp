@@ -6,6 +6,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "child_process.h"
@@ -43,12 +44,6 @@ int Run(const char* path, const char* const argv[]) {
   if (path == nullptr || argv == nullptr) return Fail(EINVAL);
   pid_t child = 0;
   return Start(path, argv, ChildStreams(), &child) ? Wait(child) : -1;
-}
-
-int RunList(const char* path, va_list arguments) {
-  std::vector<const char*> argv = {path};
-  while (argv.back() != nullptr) argv.push_back(va_arg(arguments, const char*));
-  return Run(path, argv.data());
 }
 
 // Which child is behind which stream.
@@ -120,8 +115,14 @@ int VLIBCExecv(const char* path, const char* const argv[], int /*flag*/) {
 int VLIBCExecl(const char* path, int flag, ...) {
   va_list arguments;
   va_start(arguments, flag);
-  const int result =
-      vexaplatform::NoThrow(-1, [&] { return vexaplatform::RunList(path, arguments); });
+  int result = -1;
+  try {  // no lambda as elsewhere: the analyzer loses sight of the list in one
+    std::vector<const char*> argv = {path};
+    while (argv.back() != nullptr) argv.push_back(va_arg(arguments, const char*));
+    result = vexaplatform::Run(path, argv.data());
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+  }
   va_end(arguments);
   return result;
 }

@@ -45,9 +45,9 @@ struct JpegOptions {
   int orientation = 0;
   // Embedded previews, of upright sizes and turned like the picture: the EXIF thumbnail, of at most
   // about 60 KB, and one in the XMP data, which holds any number of pixels of this little detail.
-  std::optional<Size> exif_thumbnail;
-  std::optional<Size> xmp_preview;
-  std::vector<ExifValue> exif;  // in this order, after `orientation`
+  std::optional<Size> exif_thumbnail = {};
+  std::optional<Size> xmp_preview = {};
+  std::vector<ExifValue> exif = {};  // in this order, after `orientation`
 };
 void WriteJpeg(const std::string& path, const JpegOptions& options = {});
 

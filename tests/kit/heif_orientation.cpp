@@ -83,7 +83,8 @@ void MoveItemData(std::string& heif, size_t distance) {
     const size_t base_offset = item + (has_construction_method ? 6 : 4);
     const bool lies_in_file = !has_construction_method || Number(heif, item + 2, 2) == 0;
     if (lies_in_file) AddTo32Bits(heif, base_offset, distance);
-    item = base_offset + 6 + 8 * Number(heif, base_offset + 4, 2);
+    const size_t extents = Number(heif, base_offset + 4, 2);
+    item = base_offset + 6 + 8 * extents;
   }
 }
 

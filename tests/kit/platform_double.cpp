@@ -33,6 +33,7 @@ std::string StoreBeside(const std::string& source) {
 
 std::vector<char*> Pointers(std::vector<std::string>& argv) {
   std::vector<char*> pointers;
+  pointers.reserve(argv.size() + 1);
   for (std::string& argument : argv) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   return pointers;
@@ -252,7 +253,6 @@ PlatformDouble::StreamTool FailsToRead() {
 
 }  // namespace vexathumb::kit
 
-using vexathumb::kit::Call;
 using vexathumb::kit::CallJournal;
 using vexathumb::kit::PlatformDouble;
 using vexathumb::kit::PlatformDoubleAccess;

@@ -17,6 +17,7 @@ namespace {
 int SpawnAndWait(const std::vector<std::string>& argv, const std::string& input,
                  const std::string& output, const std::string& errors) {
   std::vector<char*> arguments;
+  arguments.reserve(argv.size() + 1);
   for (const std::string& argument : argv) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
 

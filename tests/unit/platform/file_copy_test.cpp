@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -228,9 +229,11 @@ INSTANTIATE_TEST_SUITE_P(
                   [](const std::string& path) {
                     struct sockaddr_un address {};
                     address.sun_family = AF_UNIX;
-                    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+                    snprintf(address.sun_path, sizeof(address.sun_path), "%s", path.c_str());
                     const UniqueFd bound(socket(AF_UNIX, SOCK_STREAM, 0));
-                    bind(bound.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+                    EXPECT_EQ(bind(bound.get(), reinterpret_cast<const sockaddr*>(&address),
+                                   sizeof(address)),
+                              0);
                   },
                   ENXIO}),
     [](const auto& test) { return std::string(test.param.name); });

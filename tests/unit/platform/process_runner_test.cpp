@@ -352,6 +352,7 @@ TEST(ProcessRunner, ClosesAStreamOfOtherOriginAndSaysSo) {
 
 TEST(ProcessRunner, ServesEightThreadsAtOnce) {
   std::vector<std::thread> threads;
+  threads.reserve(8);
   std::atomic<int> right{0};
   for (int thread = 0; thread < 8; ++thread) {
     threads.emplace_back([thread, &right] {

@@ -256,6 +256,7 @@ TEST(CurrentSettings, AreWholeOnEveryThreadWhileTheFileIsReplaced) {
   ScopedSettings file("[store]\nroot = /0\n[share 0]\npath = /0\n");
   std::vector<std::thread> readers;
   std::vector<int> torn(8);
+  readers.reserve(torn.size());
   for (int& count : torn) {
     readers.emplace_back([&count] {
       for (int i = 0; i < 200; ++i) {
@@ -265,9 +266,9 @@ TEST(CurrentSettings, AreWholeOnEveryThreadWhileTheFileIsReplaced) {
     });
   }
   for (int i = 1; i < 50; ++i) {
-    const std::string root = "/" + std::to_string(i);
-    WriteFile(file.file() + ".new",
-              "[store]\nroot = " + root + "\n[share 0]\npath = " + root + "\n");
+    std::string text = "[store]\nroot = /" + std::to_string(i);
+    text += "\n[share 0]\npath = /" + std::to_string(i) + "\n";
+    WriteFile(file.file() + ".new", text);
     std::filesystem::rename(file.file() + ".new", file.file());
   }
   for (std::thread& reader : readers) reader.join();

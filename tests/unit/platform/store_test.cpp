@@ -21,7 +21,6 @@
 namespace vexaplatform {
 namespace {
 
-using vexathumb::kit::ReadFile;
 using vexathumb::kit::TempDir;
 using vexathumb::kit::WriteFile;
 
@@ -223,6 +222,7 @@ TEST_F(StoreDirectory, IsMadeBehindAShareThatIsALink) {
 TEST_F(StoreDirectory, OfEightThreadsIsMadeOnceAndFoundByAll) {
   std::vector<std::thread> threads;
   std::vector<int> results(8, -1);
+  threads.reserve(results.size());
   for (int& result : results) threads.emplace_back([&] { result = Make(); });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(results, std::vector<int>(8));

@@ -8,7 +8,6 @@ namespace {
 using kit::Call;
 using kit::CallJournal;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 struct VectorCase {

@@ -209,12 +209,12 @@ INSTANTIATE_TEST_SUITE_P(Of, DcrawCmdMeasure,
 // What becomes of an extracted preview.
 struct ExecCase {
   const char* name;
-  bool good;
   const char* djpeg;    // what the tool writes to its output: "" for failure
   const char* convert;  // "P": the preview, a readable picture
   std::vector<std::string> tools;
-  bool result;
   const char* destination;
+  bool good;
+  bool result;
 };
 
 class DcrawCmdExec : public DcrawCmdTest, public testing::WithParamInterface<ExecCase> {
@@ -244,12 +244,12 @@ TEST_P(DcrawCmdExec, ScalesThePreviewOrMovesItAsItIs) {
 }
 
 const ExecCase kExecCases[] = {
-    {"Decoded", true, "P", "", {"dcraw", "djpeg"}, true, "P"},
-    {"Converted", true, "", "P", {"dcraw", "djpeg", "convert"}, true, "P"},
-    {"NeitherScaled", true, "", "", {"dcraw", "djpeg", "convert"}, true, "moved"},
-    {"SourceNotRead", false, "P", "P", {"dcraw"}, true, "moved"},
-    {"DecodedIntoNoPicture", true, "text", "", {"dcraw", "djpeg"}, false, "text"},
-    {"ConvertedIntoNoPicture", true, "", "text", {"dcraw", "djpeg", "convert"}, false, "text"},
+    {"Decoded", "P", "", {"dcraw", "djpeg"}, "P", true, true},
+    {"Converted", "", "P", {"dcraw", "djpeg", "convert"}, "P", true, true},
+    {"NeitherScaled", "", "", {"dcraw", "djpeg", "convert"}, "moved", true, true},
+    {"SourceNotRead", "P", "P", {"dcraw"}, "moved", false, true},
+    {"DecodedIntoNoPicture", "text", "", {"dcraw", "djpeg"}, "text", true, false},
+    {"ConvertedIntoNoPicture", "", "text", {"dcraw", "djpeg", "convert"}, "text", true, false},
 };
 
 INSTANTIATE_TEST_SUITE_P(When, DcrawCmdExec, testing::ValuesIn(kExecCases),

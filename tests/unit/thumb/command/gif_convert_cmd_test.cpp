@@ -6,7 +6,6 @@ namespace {
 using kit::Call;
 using kit::CallJournal;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class GIFConvertCmdTest : public CommandTest {
  protected:

@@ -37,7 +37,7 @@ class SourceOfType {
 
  private:
   std::string Make(const std::string& mime) {
-    const std::string path = dir_ / "source";
+    std::string path = dir_ / "source";
     WriteTinyPicture(path, mime.empty() ? "image/jpeg" : mime);
     return path;
   }

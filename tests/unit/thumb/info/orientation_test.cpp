@@ -199,6 +199,7 @@ TEST(OrientationKeyTest, AreInTheirOrder) {
       "Exif.Sony1MltCsA100.Rotation",
   };
   std::vector<std::string> keys;
+  keys.reserve(expected.size());
   for (const Exiv2::ExifKey& key : ThumbInfo::orientationKeyList_) keys.push_back(key.key());
   EXPECT_EQ(keys, expected);
   EXPECT_EQ(ThumbInfo::stdOrientationKey.key(), kStandardKey);

@@ -33,7 +33,6 @@ using kit::CaseName;
 using kit::LogLine;
 using kit::Size;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 
 constexpr uint32_t kNoLimit = 0x7FFFFFFF;
@@ -97,6 +96,8 @@ INSTANTIATE_TEST_SUITE_P(
         ChoiceCase{"OneTooSmallOneTooLarge", {320, 240}, Size{160, 120}, Size{1920, 1080}, {}},
         ChoiceCase{"ExactlyTwice", {320, 240}, Size{160, 120}, Size{640, 480}, Size{640, 480}},
         ChoiceCase{"JustOverTwice", {320, 240}, Size{641, 481}, {}, {}},
+        ChoiceCase{"WidthTwiceHeightOver", {320, 240}, Size{640, 481}, {}, Size{640, 481}},
+        ChoiceCase{"HeightTwiceWidthOver", {320, 240}, Size{641, 480}, {}, Size{641, 480}},
         ChoiceCase{"WidthOverTwice", {800, 600}, {}, Size{1700, 1000}, Size{1700, 1000}},
         ChoiceCase{"HeightOverTwice", {320, 240}, Size{600, 900}, {}, Size{600, 900}},
         ChoiceCase{"ExactlyThreeQuarters", {320, 240}, Size{240, 240}, {}, Size{240, 240}},

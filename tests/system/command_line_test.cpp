@@ -1,0 +1,95 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "kit/fixtures.h"
+#include "system/program.h"
+
+namespace vexathumb::system_test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using Arguments = std::vector<std::string>;
+
+struct UsageCase {
+  const char* name;
+  Arguments arguments;
+};
+
+void PrintTo(const UsageCase& usage, std::ostream* out) { *out << usage.name; }
+
+class WrongUse : public ::testing::TestWithParam<UsageCase> {};
+
+TEST_P(WrongUse, ExitsWithTwoAndOneLine) {
+  const Album album;
+  kit::WriteJpeg(album / "a.jpg");
+  const RunResult run = album.Run(GetParam().arguments, {album.pictures(), {}, "", false});
+  EXPECT_EQ(run.exit_code, 2);
+  EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
+  EXPECT_THAT(run.out, IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CommandLine, WrongUse,
+    ::testing::Values(
+        UsageCase{"no_command", {}}, UsageCase{"unknown_command", {"make", "a.jpg"}},
+        UsageCase{"unknown_option", {"get", "a.jpg", "--size", "big", "--fast"}},
+        UsageCase{"get_without_file", {"get", "--size", "big"}},
+        UsageCase{"get_two_files", {"get", "a.jpg", "b.jpg", "--size", "big"}},
+        UsageCase{"get_without_size", {"get", "a.jpg"}},
+        UsageCase{"get_size_and_box", {"get", "a.jpg", "--size", "big", "--box", "10x10"}},
+        UsageCase{"get_unknown_size", {"get", "a.jpg", "--size", "huge"}},
+        UsageCase{"get_size_in_capitals", {"get", "a.jpg", "--size", "Big"}},
+        UsageCase{"get_box_of_no_width", {"get", "a.jpg", "--box", "0x10"}},
+        UsageCase{"get_box_over_limit", {"get", "a.jpg", "--box", "10x4097"}},
+        UsageCase{"get_box_negative", {"get", "a.jpg", "--box", "-1x10"}},
+        UsageCase{"get_box_without_height", {"get", "a.jpg", "--box", "10"}},
+        UsageCase{"get_box_with_rest", {"get", "a.jpg", "--box", "10x10x10"}},
+        UsageCase{"get_rotate_no_number", {"get", "a.jpg", "--size", "big", "--rotate", "left"}},
+        UsageCase{"get_unknown_store", {"get", "a.jpg", "--size", "big", "--store", "reeldeck"}},
+        UsageCase{"get_smaller_than_a_box", {"get", "a.jpg", "--box", "10x10", "--smaller"}},
+        UsageCase{"get_json_and_picture_to_stdout",
+                  {"get", "a.jpg", "--size", "big", "--json", "-o", "-"}},
+        UsageCase{"get_onto_the_source", {"get", "a.jpg", "--size", "small", "-o", "a.jpg"}},
+        UsageCase{"build_without_files", {"build"}},
+        UsageCase{"build_unknown_size", {"build", "a.jpg", "--sizes", "small,huge"}},
+        UsageCase{"build_original", {"build", "a.jpg", "--sizes", "original"}},
+        UsageCase{"build_table_and_json", {"build", "a.jpg", "--table", "--json"}},
+        UsageCase{"info_without_file", {"info"}},
+        UsageCase{"doctor_two_folders", {"doctor", "a", "b"}}),
+    CaseName());
+
+class HelpAndVersion : public ::testing::TestWithParam<UsageCase> {};
+
+TEST_P(HelpAndVersion, ExitWithZeroAndWriteToStandardOutput) {
+  const Album album;
+  const RunResult run = album.Run(GetParam().arguments);
+  EXPECT_EQ(run.exit_code, 0);
+  EXPECT_THAT(run.err, IsEmpty());
+  const bool is_version = GetParam().arguments.back() == "--version";
+  EXPECT_THAT(run.out, HasSubstr(is_version ? "vexathumb 1." : "Usage: vexathumb"));
+}
+
+INSTANTIATE_TEST_SUITE_P(CommandLine, HelpAndVersion,
+                         ::testing::Values(UsageCase{"help", {"--help"}},
+                                           UsageCase{"version", {"--version"}},
+                                           UsageCase{"get_help", {"get", "--help"}},
+                                           UsageCase{"get_version", {"get", "--version"}},
+                                           UsageCase{"build_help", {"build", "--help"}},
+                                           UsageCase{"build_version", {"build", "--version"}},
+                                           UsageCase{"info_help", {"info", "--help"}},
+                                           UsageCase{"info_version", {"info", "--version"}},
+                                           UsageCase{"doctor_help", {"doctor", "--help"}},
+                                           UsageCase{"doctor_version", {"doctor", "--version"}}),
+                         CaseName());
+
+TEST(CommandLine, OutputThatCannotBeWrittenIsAnInternalError) {
+  const Album album;
+  kit::WriteJpeg(album / "a.jpg");
+  const RunResult run = album.Run({"info", album / "a.jpg"}, {"", {}, "/dev/full", false});
+  EXPECT_EQ(run.exit_code, 4);
+  EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
+}
+
+}  // namespace
+}  // namespace vexathumb::system_test

@@ -1,0 +1,47 @@
+// Stands before the platform library in the program: writes the path of every tool that is started
+// to the file that SPY_JOURNAL names, and answers that all volumes are remote when SPY_REMOTE is
+// set.
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "vexa/fs.h"
+#include "vlibc/process.h"
+
+namespace {
+
+void Note(const char* tool) {
+  const char* journal = std::getenv("SPY_JOURNAL");
+  if (journal == nullptr) return;
+  const int descriptor = open(journal, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+  if (descriptor < 0) abort();
+  const std::string line = std::string(tool) + "\n";
+  if (write(descriptor, line.data(), line.size()) < 0) abort();
+  close(descriptor);
+}
+
+template <typename Function>
+Function* Real(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+FSTYPE VEXAGetFSType(const char* path, int flag) {
+  if (std::getenv("SPY_REMOTE") != nullptr) return FSTYPE_CIFS;
+  return Real<decltype(VEXAGetFSType)>("VEXAGetFSType")(path, flag);
+}
+
+int VLIBCExecv(const char* path, const char* const argv[], int flag) {
+  Note(path);
+  return Real<decltype(VLIBCExecv)>("VLIBCExecv")(path, argv, flag);
+}
+
+FILE* VLIBCPopenv(const char* path, const char* mode, const char* const argv[]) {
+  Note(path);
+  return Real<decltype(VLIBCPopenv)>("VLIBCPopenv")(path, mode, argv);
+}

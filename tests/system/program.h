@@ -1,0 +1,94 @@
+#ifndef VEXATHUMB_SYSTEM_PROGRAM_H_
+#define VEXATHUMB_SYSTEM_PROGRAM_H_
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "kit/temp_dir.h"
+
+namespace vexathumb::system_test {
+
+using Json = nlohmann::json;
+
+// Content of no known type, long enough that there is no doubt.
+inline const std::string kNoPicture(1000, 'x');
+
+struct RunResult {
+  int exit_code = -1;  // 256 + N when signal N ended it
+  std::string out;
+  std::string err;
+  // What it left in /tmp and /var/tmp under names with its process id.
+  std::vector<std::string> leftovers;
+
+  Json json() const { return Json::parse(out); }
+  // The error output is one line of the program's form.
+  bool HasOneErrorLine() const;
+};
+
+struct RunOptions {
+  std::string folder;  // the current folder; the caller's when empty
+  std::map<std::string, std::string> environment;
+  std::string output;             // where standard output goes; kept in `out` when empty
+  bool as_ordinary_user = false;  // of rights; effective when the tests run as root
+};
+
+// An album of its own: pictures go to its folder, the program reads its settings. Runs the program.
+class Album {
+ public:
+  Album();
+
+  // The path of an entry of the pictures' folder.
+  std::string operator/(const std::string& name) const { return pictures_ + "/" + name; }
+  const std::string& pictures() const { return pictures_; }
+
+  // A path outside the pictures' folder.
+  std::string Aside(const std::string& name) const { return dir_ / name; }
+
+  // The path of an entry of the store, beside the pictures.
+  std::string Stored(const std::string& picture, const std::string& name) const {
+    return pictures_ + "/.vexaea/" + picture + "/" + name;
+  }
+
+  // Puts a file into the store as an application would.
+  void Store(const std::string& picture, const std::string& name, const std::string& file) const;
+
+  void WriteSettings(const std::string& text) const;
+
+  // The settings' text by which this album's share counts as indexed.
+  std::string IndexedShare() const;
+
+  RunResult Run(const std::vector<std::string>& arguments, const RunOptions& options = {}) const;
+
+  // Gives an ordinary user, where the tests run as root, the album and a copy of the program.
+  void OpenToOrdinaryUser() const;
+
+  // The environment that preloads the spy.
+  std::map<std::string, std::string> Spied(const std::string& variable,
+                                           const std::string& value) const;
+
+ private:
+  kit::TempDir dir_;
+  std::string pictures_;
+};
+
+// Names a parametrised test after its case's field `name`.
+struct CaseName {
+  template <typename Case>
+  std::string operator()(const ::testing::TestParamInfo<Case>& info) const {
+    return info.param.name;
+  }
+};
+
+// What the file system knows of a file besides its bytes.
+std::string Identity(const std::string& path);
+
+// One line a name below the folders: kind, size, inode, modification time, bytes' sum.
+std::string SnapshotOf(const std::string& folder);
+
+}  // namespace vexathumb::system_test
+
+#endif  // VEXATHUMB_SYSTEM_PROGRAM_H_
