@@ -6,10 +6,10 @@
 
 #include "service/avatar.h"
 #include "service/content_type.h"
-#include "service/embedded_preview.h"
 #include "service/generation.h"
 #include "service/reencoding.h"
 #include "service/store_files.h"
+#include "service/stored_preview.h"
 #include "service/stored_thumbnail.h"
 
 namespace vexathumb::service {

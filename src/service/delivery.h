@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "service/serving_request.h"
+#include "service/served_thumbnail.h"
 
 namespace vexathumb::service {
 

@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include "common/util/util.h"
+#include "service/store_place_check.h"
 #include "vexa/copy.h"
 #include "vexa/ea.h"
 
@@ -47,10 +48,8 @@ bool IsStoredFile(const std::string& path) {
 }
 
 bool IsStoreWritable(const std::string& source) {
-  const std::string directory = StoreDirectoryOf(source);
-  return !directory.empty() && file::IsDestSupportEAWrite(file::Dirname(source)) &&
-         file::MakeEADir(source) && IsStoreDirectory(directory) &&
-         access(directory.c_str(), W_OK | X_OK) == 0;
+  const StorePlace place = CheckStorePlace(source);
+  return place.IsWritable() && file::MakeEADir(source) && IsStoreDirectory(place.directory);
 }
 
 bool HasRoom(const std::string& directory) {

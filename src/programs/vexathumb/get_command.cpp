@@ -12,15 +12,15 @@
 #include "programs/vexathumb/report.h"
 #include "service/delivery.h"
 #include "service/inspected_source.h"
-#include "service/serving_request.h"
+#include "service/served_thumbnail.h"
 #include "service/source_path.h"
 
 namespace vexathumb::program {
 namespace {
 
 using service::Cause;
+using service::LibraryRequest;
 using service::ServedThumbnail;
-using service::ServingRequest;
 
 struct GetOptions {
   std::string file;
@@ -67,8 +67,8 @@ int OptionBits(const GetOptions& options) {
   return bits;
 }
 
-ServingRequest RequestOf(const GetOptions& options) {
-  ServingRequest request;
+LibraryRequest RequestOf(const GetOptions& options) {
+  LibraryRequest request;
   request.source = service::AbsolutePath(options.file);
   request.size = options.size;
   if (!options.box.empty()) request.box = ParseBox(options.box);
@@ -77,7 +77,7 @@ ServingRequest RequestOf(const GetOptions& options) {
   return request;
 }
 
-Cause WhyThereIsNone(const ServingRequest& request) {
+Cause WhyThereIsNone(const LibraryRequest& request) {
   const service::InspectedSource source(request.source,
                                         (request.options & Thumb::ANIMATE_GIF) != 0);
   if (source.content_problem()) return *source.content_problem();
@@ -95,7 +95,7 @@ Cause WhyThereIsNone(const ServingRequest& request) {
           "'vexathumb doctor' tell more"};
 }
 
-ServedThumbnail Serve(const ServingRequest& request, const std::string& file) {
+ServedThumbnail Serve(const LibraryRequest& request, const std::string& file) {
   try {
     if (const auto served = ServeThumbnail(request)) return *served;
     throw Failure{kNoThumbnail, file, WhyThereIsNone(request)};
@@ -107,7 +107,7 @@ ServedThumbnail Serve(const ServingRequest& request, const std::string& file) {
   }
 }
 
-void Deliver(const ServedThumbnail& served, const ServingRequest& request,
+void Deliver(const ServedThumbnail& served, const LibraryRequest& request,
              const GetOptions& options) {
   try {
     if (options.ToStandardOutput()) {
@@ -137,7 +137,7 @@ void Report(const Answer& answer, const GetOptions& options) {
 
 // Fills in the answer as far as it comes; throws Failure when there is no thumbnail.
 void Answering(const GetOptions& options, Answer& answer) {
-  const ServingRequest request = RequestOf(options);
+  const LibraryRequest request = RequestOf(options);
   answer.file = request.source;
   const std::string unreadable = service::WhyUnreadable(request.source);
   if (!unreadable.empty()) {

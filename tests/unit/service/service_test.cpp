@@ -125,7 +125,9 @@ ServiceTest::ServiceTest() {
 ServiceTest::~ServiceTest() { unsetenv("VEXATHUMB_CONFIG"); }
 
 void ServiceTest::SetIndexed(bool indexed) const {
-  const std::string folder = share_.path().substr(share_.path().rfind('/') + 1);
+  // The library takes the second component of a path for the share's name.
+  const size_t name = share_.path().find('/', 1) + 1;
+  const std::string folder = share_.path().substr(name, share_.path().find('/', name) - name);
   kit::WriteFile(elsewhere_ / "platform.ini", "[share " + folder + "]\npath = " + share_.path() +
                                                   "\nindexed = " + (indexed ? "yes" : "no") + "\n");
 }

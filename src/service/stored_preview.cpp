@@ -1,4 +1,4 @@
-#include "service/embedded_preview.h"
+#include "service/stored_preview.h"
 
 #include <unistd.h>
 

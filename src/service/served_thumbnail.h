@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_SERVICE_SERVING_REQUEST_H_
-#define VEXATHUMB_SERVICE_SERVING_REQUEST_H_
+#ifndef VEXATHUMB_SERVICE_SERVED_THUMBNAIL_H_
+#define VEXATHUMB_SERVICE_SERVED_THUMBNAIL_H_
 
 #include <cstdint>
 #include <optional>
@@ -18,7 +18,8 @@ struct Box {
   int height;
 };
 
-struct ServingRequest {
+// What the library itself is asked for, with its own options.
+struct LibraryRequest {
   std::string source;      // absolute
   std::string size;        // a size label; without meaning when there is a box
   std::optional<Box> box;  // pixels as displayed
@@ -41,8 +42,8 @@ struct ServedThumbnail {
 
 // Asks the library as a web service does, except that nothing is sent; it may build the thumbnail.
 // Nothing is deleted. Empty when there is none. Throws as the library does.
-std::optional<ServedThumbnail> ServeThumbnail(const ServingRequest& request);
+std::optional<ServedThumbnail> ServeThumbnail(const LibraryRequest& request);
 
 }  // namespace vexathumb::service
 
-#endif  // VEXATHUMB_SERVICE_SERVING_REQUEST_H_
+#endif  // VEXATHUMB_SERVICE_SERVED_THUMBNAIL_H_

@@ -1,4 +1,4 @@
-#include "service/serving_request.h"
+#include "service/served_thumbnail.h"
 
 #include <unistd.h>
 
@@ -10,7 +10,7 @@
 namespace vexathumb::service {
 namespace {
 
-bool Ask(Thumb& thumb, const ServingRequest& request) {
+bool Ask(Thumb& thumb, const LibraryRequest& request) {
   // What the tools complain of is not for whoever asked for a thumbnail.
   const SilencedDescriptor silent_tools(stderr);
   if (!request.box) return !thumb.CalcOutputFile(request.size).empty();
@@ -23,7 +23,7 @@ bool Ask(Thumb& thumb, const ServingRequest& request) {
 
 int WithinFullCircle(int64_t turns) { return static_cast<int>(((turns % 4) + 4) % 4); }
 
-std::optional<ServedThumbnail> ServeThumbnail(const ServingRequest& request) {
+std::optional<ServedThumbnail> ServeThumbnail(const LibraryRequest& request) {
   // The photo-album application has no name for a free box.
   const int options = request.box ? request.options & ~Thumb::PIXDECK_EA : request.options;
   Thumb thumb(request.source, options);

@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_SERVICE_EMBEDDED_PREVIEW_H_
-#define VEXATHUMB_SERVICE_EMBEDDED_PREVIEW_H_
+#ifndef VEXATHUMB_SERVICE_STORED_PREVIEW_H_
+#define VEXATHUMB_SERVICE_STORED_PREVIEW_H_
 
 #include <optional>
 
@@ -14,4 +14,4 @@ std::optional<BuiltPicture> StoreEmbeddedPreview(const ThumbnailRequest& request
 
 }  // namespace vexathumb::service
 
-#endif  // VEXATHUMB_SERVICE_EMBEDDED_PREVIEW_H_
+#endif  // VEXATHUMB_SERVICE_STORED_PREVIEW_H_
