@@ -10,7 +10,7 @@
 namespace vexathumb::service {
 namespace {
 
-constexpr time_t kLeftoverAge = 60 * 60;
+constexpr time_t kLeftoverAge = 3600;  // seconds
 
 // The library's store temporaries, with or without process and time, the platform's copies and
 // ours.
@@ -30,8 +30,7 @@ void ForEachName(const std::string& directory, const char* pattern, Use use) {
   std::error_code error;
   std::filesystem::directory_iterator entry(directory, error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
-    if (std::regex_match(name, matches)) use(directory + "/" + name);
+    if (std::regex_match(entry->path().filename().string(), matches)) use(entry->path().string());
   }
 }
 
