@@ -78,13 +78,13 @@ json ListSharedFolder(const Request& request, const SharedFile& folder) {
   const std::string share = PercentEncode(folder.share.name) + "/";
   const std::string path = folder.relative.empty() ? "" : EncodePath(folder.relative) + "/";
   const std::string top = request.base + "/album/" + share;
+  const std::string here = top + path;
+  const std::string thumbs = request.base + "/thumb/" + share + path;
   json entries = json::array();
-  for (const Entry& entry : listing->entries) {
-    entries.push_back(Describe(entry, top + path, request.base + "/thumb/" + share + path));
-  }
-  json document = {{"share", folder.share.name}, {"path", folder.relative},
-                   {"href", top + path},         {"total", listing->total},
-                   {"offset", page.offset},      {"entries", std::move(entries)}};
+  for (const Entry& entry : listing->entries) entries.push_back(Describe(entry, here, thumbs));
+  json document = {
+      {"share", folder.share.name}, {"path", folder.relative}, {"href", here},
+      {"total", listing->total},    {"offset", page.offset},   {"entries", std::move(entries)}};
   if (!path.empty())
     document["parent"] = top + path.substr(0, path.rfind('/', path.size() - 2) + 1);
   return document;

@@ -14,7 +14,7 @@
 namespace vexathumb::web {
 
 void SweepLeftoversHourly() noexcept try {
-  constexpr time_t kHour = 60 * 60;
+  constexpr time_t kHour = 3600;
   const std::string folder = vexaplatform::CurrentSettings()->service.lock_dir;
   const std::string name = "swept." + std::to_string(geteuid());  // only own files are swept
   const std::string file = folder + "/" + name;
