@@ -150,7 +150,7 @@ void PaintLandscape(const std::string& path, const Size& size, const Scene& scen
     const int below = y - land.waterline();
     for (int x = 0; x < size.width; ++x) {
       const Rgb colour = below < 0 ? land.At(x, y) : Water(land, size, scene.zenith, x, below);
-      const float grain = 9.0F * (Random(++pixel) - 0.5F);
+      const float grain = scene.grain * (Random(++pixel) - 0.5F);
       for (const float channel : colour) {
         ppm += static_cast<char>(static_cast<uint8_t>(std::clamp(channel + grain, 0.0F, 255.0F)));
       }
