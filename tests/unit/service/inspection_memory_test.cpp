@@ -87,10 +87,10 @@ struct ChangeCase {
   std::function<void(const std::string& source)> make;
 };
 
-class ChangedSourceTest : public InspectionMemoryTest,
-                          public testing::WithParamInterface<ChangeCase> {};
+class ChangedSinceInspectionTest : public InspectionMemoryTest,
+                                   public testing::WithParamInterface<ChangeCase> {};
 
-TEST_P(ChangedSourceTest, IsForgotten) {
+TEST_P(ChangedSinceInspectionTest, IsForgotten) {
   InspectAndRemember();
   ASSERT_TRUE(RecallInspection(ForLabel(source_, kSmall)));
   GetParam().make(source_);
@@ -99,7 +99,7 @@ TEST_P(ChangedSourceTest, IsForgotten) {
 
 // WritePhoto puts the former time of modification back.
 INSTANTIATE_TEST_SUITE_P(
-    AfterItIs, ChangedSourceTest,
+    AfterItIs, ChangedSinceInspectionTest,
     testing::Values(
         ChangeCase{"WrittenAnew",
                    [](const auto& source) {
@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
         ChangeCase{"GivenAnotherTime",
                    [](const auto& source) { SetModificationTime(source, kSourceTime + 1); }},
         ChangeCase{"Deleted", [](const auto& source) { std::filesystem::remove(source); }}),
-    CaseName);
+    CaseName());
 
 class RepeatedRequestTest : public InspectionMemoryTest {};
 
