@@ -34,13 +34,23 @@ using testing::HasSubstr;
 
 constexpr char kNginx[] = "http://127.0.0.1";
 constexpr char kLighttpd[] = "http://127.0.0.1:8080";
+constexpr char kSocketUnit[] = "vexathumb-web.socket";
 constexpr char kSocket[] = "/run/vexathumb/web.sock";
-const std::vector<std::string> kWorkers = {"vexathumb-web@1.service", "vexathumb-web@2.service",
-                                           "vexathumb-web@3.service", "vexathumb-web@4.service"};
+constexpr int kWorkerCount = 12;
 
-std::string Systemctl(const std::vector<std::string>& words) {
+std::string Worker(int number) { return "vexathumb-web@" + std::to_string(number) + ".service"; }
+
+std::vector<std::string> Workers() {
+  std::vector<std::string> workers;
+  for (int number = 1; number <= kWorkerCount; ++number) workers.push_back(Worker(number));
+  return workers;
+}
+
+std::string Systemctl(const std::vector<std::string>& words,
+                      const std::vector<std::string>& units = {}) {
   std::vector<std::string> argv = {"/usr/bin/systemctl"};
   argv.insert(argv.end(), words.begin(), words.end());
+  argv.insert(argv.end(), units.begin(), units.end());
   return RunTool(argv);
 }
 
@@ -175,20 +185,18 @@ TEST_F(Deployment, BuildsThumbnailsOfAllKindsWithinItsConfinement) {
 }
 
 TEST_F(Deployment, RunsWorkersAsTheirOwnUserWithoutAnyRights) {
-  for (const pid_t process :
-       {ProcessOf("vexathumb-web@1.service"), ProcessOf("lighttpd.service")}) {
+  for (const pid_t process : {ProcessOf(Worker(1)), ProcessOf("lighttpd.service")}) {
     const std::string status = ReadFile(ProcFile(process, "status"));
     EXPECT_THAT(status, HasSubstr("\nUid:\t" + User("vexathumb") + "\t"));
     EXPECT_THAT(status, HasSubstr("\nNoNewPrivs:\t1\n"));
     EXPECT_THAT(status, HasSubstr("\nSeccomp:\t2\n"));
   }
-  EXPECT_THAT(ReadFile(ProcFile(ProcessOf("vexathumb-web@1.service"), "status")),
+  EXPECT_THAT(ReadFile(ProcFile(ProcessOf(Worker(1)), "status")),
               HasSubstr("\nCapBnd:\t0000000000000000\n"));
 }
 
 TEST_F(Deployment, LetsWorkersWriteWhereTheyStoreAndNowhereElse) {
-  for (const pid_t process :
-       {ProcessOf("vexathumb-web@1.service"), ProcessOf("lighttpd.service")}) {
+  for (const pid_t process : {ProcessOf(Worker(1)), ProcessOf("lighttpd.service")}) {
     for (const char* folder :
          {"/srv/photo", "/run/lock/vexathumb", "/var/lib/vexathumb", "/tmp", "/var/tmp"}) {
       EXPECT_TRUE(IsWritableFor(process, folder)) << folder;
@@ -201,7 +209,7 @@ TEST_F(Deployment, LetsWorkersWriteWhereTheyStoreAndNowhereElse) {
 
 TEST_F(Deployment, KeepsTemporaryFilesAndTheNetworkFromWorkers) {
   std::set<ino_t> folders;
-  for (const std::string& worker : kWorkers) {
+  for (const std::string& worker : Workers()) {
     struct stat st = {};
     EXPECT_EQ(stat(ProcFile(ProcessOf(worker), "root/var/tmp").c_str(), &st), 0);
     folders.insert(st.st_ino);
@@ -215,7 +223,7 @@ TEST_F(Deployment, KeepsTemporaryFilesAndTheNetworkFromWorkers) {
 }
 
 TEST_F(Deployment, LimitsWhatAWorkerAndItsToolsMayTake) {
-  const pid_t worker = ProcessOf("vexathumb-web@1.service");
+  const pid_t worker = ProcessOf(Worker(1));
   EXPECT_EQ(Limit(worker, "memory", "memory.limit_in_bytes", "memory.max"),
             std::to_string(1536LL << 20));
   EXPECT_EQ(Limit(worker, "pids", "pids.max", "pids.max"), "32");
@@ -240,11 +248,11 @@ TEST_F(Deployment, ShowsTheAlbumPage) {
 TEST_F(Deployment, BringsAWorkerBackHoweverOftenItDies) {
   constexpr int kTimes = 7;
   for (int time = 0; time < kTimes; ++time) {
-    const pid_t worker = ProcessOf("vexathumb-web@2.service");
+    const pid_t worker = ProcessOf(Worker(2));
     ASSERT_GT(worker, 0);
     kill(worker, SIGKILL);
     EXPECT_TRUE(Eventually([worker] {
-      const pid_t next = ProcessOf("vexathumb-web@2.service");
+      const pid_t next = ProcessOf(Worker(2));
       return next != 0 && next != worker;
     }));
   }
@@ -252,11 +260,11 @@ TEST_F(Deployment, BringsAWorkerBackHoweverOftenItDies) {
 }
 
 TEST_F(Deployment, StartsAWorkerForTheFirstRequest) {
-  for (const std::string& worker : kWorkers) Systemctl({"stop", worker});
-  EXPECT_EQ(ProcessOf(kWorkers[0]), 0);
+  Systemctl({"stop"}, Workers());
+  EXPECT_EQ(ProcessOf(Worker(1)), 0);
   EXPECT_TRUE(IsHealthy(kNginx));
-  EXPECT_GT(ProcessOf(kWorkers[0]), 0);
-  for (const std::string& worker : kWorkers) Systemctl({"start", worker});
+  EXPECT_GT(ProcessOf(Worker(1)), 0);
+  Systemctl({"start"}, Workers());
 }
 
 TEST_F(Deployment, FinishesRequestsBeforeItStops) {
@@ -267,44 +275,33 @@ TEST_F(Deployment, FinishesRequestsBeforeItStops) {
   std::thread client(
       [&response] { response = Ask(std::string(kNginx) + "/thumb/photo/last.jpg?size=small"); });
   EXPECT_TRUE(Eventually([] { return ReadFile("/proc/locks").find("->") != std::string::npos; }));
-  std::vector<std::string> stop = {"stop", "--no-block"};
-  stop.insert(stop.end(), kWorkers.begin(), kWorkers.end());
-  stop.push_back("vexathumb-web.socket");
-  Systemctl(stop);
+  Systemctl({"stop", "--no-block", kSocketUnit}, Workers());
   // The others have nothing to finish.
   EXPECT_TRUE(Eventually([] {
     int running = 0;
-    for (const std::string& worker : kWorkers) running += ProcessOf(worker) != 0 ? 1 : 0;
+    for (const std::string& worker : Workers()) running += ProcessOf(worker) != 0 ? 1 : 0;
     return running == 1;
   }));
   lock.reset();
   client.join();
   EXPECT_EQ(response.status, 200);
   EXPECT_TRUE(response.is_whole);
-  std::vector<std::string> start = {"start", "vexathumb-web.socket"};
-  start.insert(start.end(), kWorkers.begin(), kWorkers.end());
-  Systemctl(start);
+  Systemctl({"start", kSocketUnit}, Workers());
   EXPECT_TRUE(IsHealthy(kNginx));
 }
 
 TEST_F(Deployment, LeavesNothingRunningWhenItIsStopped) {
-  std::vector<std::string> units = {"vexathumb-web.socket", "lighttpd.service"};
-  units.insert(units.end(), kWorkers.begin(), kWorkers.end());
-  std::vector<std::string> stop = {"stop"};
-  stop.insert(stop.end(), units.begin(), units.end());
-  Systemctl(stop);
+  Systemctl({"stop", kSocketUnit, "lighttpd.service"}, Workers());
   EXPECT_TRUE(Eventually([] { return ProcessesOf("vexathumb").empty(); }))
       << testing::PrintToString(ProcessesOf("vexathumb"));
   EXPECT_FALSE(std::filesystem::exists(kSocket));
-  std::vector<std::string> start = {"start"};
-  start.insert(start.end(), units.begin(), units.end());
-  Systemctl(start);
+  Systemctl({"start", kSocketUnit, "lighttpd.service"}, Workers());
   EXPECT_TRUE(Eventually([] { return IsHealthy(kNginx) && IsHealthy(kLighttpd); }));
 }
 
 TEST_F(Deployment, IsMadeOfUnitsWithoutFaults) {
-  EXPECT_NO_THROW(RunTool({"/usr/bin/systemd-analyze", "verify", "--man=no", "vexathumb-web.socket",
-                           "vexathumb-web@1.service"}));
+  EXPECT_NO_THROW(RunTool(
+      {"/usr/bin/systemd-analyze", "verify", "--man=no", "vexathumb-web.socket", Worker(1)}));
 }
 
 }  // namespace
