@@ -10,6 +10,7 @@
 
 #include "service/content_type.h"
 #include "service/failure_memory.h"
+#include "service/inspection_memory.h"
 #include "service/store_files.h"
 #include "service/stored_thumbnail.h"
 #include "vexaplatform/tool_report.h"
@@ -43,6 +44,8 @@ struct Inspected {
 
 Inspected Inspect(const ThumbnailRequest& request) {
   Inspected inspected;
+  struct stat before = {};
+  const bool exists = stat(request.source.c_str(), &before) == 0;
   try {
     inspected.info = Describe(request);
   } catch (const Error&) {
@@ -51,6 +54,7 @@ Inspected Inspect(const ThumbnailRequest& request) {
   }
   try {
     inspected.info->ExtractImgInfo(false);
+    if (exists) RememberInspection(request.source, before, *inspected.info);
   } catch (const Error& error) {
     if (error.Code() == Error::kFileNotFound) {
       inspected.answer = Without(Obtained::kMissing, "it cannot be opened");
@@ -73,6 +77,7 @@ class Obtaining {
       : request_(request), options_(options) {}
 
   Thumbnail Run() {
+    if (auto stored = StoredByEarlierInspection()) return *stored;
     if (auto answer = AnswerAtOnce()) return *answer;
     if (options_.retry_failed) {
       ForgetFailure(request_.source);
@@ -90,6 +95,13 @@ class Obtaining {
 
  private:
   const ThumbInfo& info() const { return *info_; }
+
+  // What is stored most often, at the least cost.
+  std::optional<Thumbnail> StoredByEarlierInspection() const {
+    if (request_.label == kOriginal) return std::nullopt;
+    const auto info = RecallInspection(request_);
+    return info ? Stored(request_, *info) : std::nullopt;
+  }
 
   // Everything that answers without building, by the source as it is now.
   std::optional<Thumbnail> AnswerAtOnce() {

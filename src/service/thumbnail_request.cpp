@@ -19,12 +19,17 @@ int OptionsOf(const ThumbnailRequest& request) {
 }
 
 ThumbInfo Describe(const ThumbnailRequest& request) {
-  ThumbInfo info(request.source, request.IsFreeBox() ? "__CUSTOM_SIZE__" : request.label,
-                 request.box);
-  info.SetUserRotate(request.turns);
-  info.SetEnableGIF(request.animated_gif);
-  info.SetCropMode(request.avatar);
+  ThumbInfo info(request.source, "", request.box);
+  ApplyWishes(request, &info);
   return info;
+}
+
+void ApplyWishes(const ThumbnailRequest& request, ThumbInfo* info) {
+  info->SetSize(request.IsFreeBox() ? "__CUSTOM_SIZE__" : request.label);
+  info->SetDimension(request.box);
+  info->SetUserRotate(request.turns);
+  info->SetEnableGIF(request.animated_gif);
+  info->SetCropMode(request.avatar);
 }
 
 }  // namespace vexathumb::service

@@ -35,6 +35,9 @@ int OptionsOf(const ThumbnailRequest& request);
 // status cannot be had.
 ThumbInfo Describe(const ThumbnailRequest& request);
 
+// Makes a description of the request's source, inspected or not, one for this request.
+void ApplyWishes(const ThumbnailRequest& request, ThumbInfo* info);
+
 }  // namespace vexathumb::service
 
 #endif  // VEXATHUMB_SERVICE_THUMBNAIL_REQUEST_H_

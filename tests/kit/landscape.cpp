@@ -111,8 +111,9 @@ class Land {
     const float depth = static_cast<float>(ridge) / kRidges;
     // Haze gathers at a mountain's foot, and light falls along its slope.
     const float foot = std::min(1.0F, (down - skyline) / 0.16F);
-    const float slope = skyline - skylines_[static_cast<size_t>(std::max(0, x - 3))][ridge - 1];
-    const float light = std::clamp(slope * width * 6.0F, -18.0F, 18.0F) * depth * (1.0F - foot);
+    const int uphill = std::max(0, x - std::max(1, width_ / 40));
+    const float slope = skyline - skylines_[static_cast<size_t>(uphill)][ridge - 1];
+    const float light = std::clamp(slope * 900.0F, -18.0F, 18.0F) * depth * (1.0F - foot);
     const Rgb hill = Mix(scene_.horizon, scene_.shore, depth);
     return Brighter(Mix(hill, scene_.horizon, 0.35F * foot * (1.0F - depth)), light);
   }
@@ -150,7 +151,7 @@ void PaintLandscape(const std::string& path, const Size& size, const Scene& scen
     const int below = y - land.waterline();
     for (int x = 0; x < size.width; ++x) {
       const Rgb colour = below < 0 ? land.At(x, y) : Water(land, size, scene.zenith, x, below);
-      const float grain = 9.0F * (Random(++pixel) - 0.5F);
+      const float grain = scene.grain * (Random(++pixel) - 0.5F);
       for (const float channel : colour) {
         ppm += static_cast<char>(static_cast<uint8_t>(std::clamp(channel + grain, 0.0F, 255.0F)));
       }

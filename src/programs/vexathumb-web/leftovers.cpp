@@ -15,12 +15,17 @@ namespace vexathumb::web {
 
 void SweepLeftoversHourly() noexcept try {
   constexpr time_t kHour = 3600;
+  constexpr time_t kMinute = 60;
+  static time_t last_look = 0;
+  const time_t now = time(nullptr);
+  if (now - last_look < kMinute && now >= last_look) return;
+  last_look = now;
   const std::string folder = vexaplatform::CurrentSettings()->service.lock_dir;
   const std::string name = "swept." + std::to_string(geteuid());  // only own files are swept
   const std::string file = folder + "/" + name;
   struct stat st = {};
   const bool exists = lstat(file.c_str(), &st) == 0;
-  if (exists && st.st_mtime + kHour > time(nullptr)) return;
+  if (exists && st.st_mtime + kHour > now) return;
   service::LockFile lock(folder, name);
   if (!lock.TryLock()) return;  // another process is about to
   utimensat(AT_FDCWD, file.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);

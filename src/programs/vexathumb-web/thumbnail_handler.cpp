@@ -18,7 +18,8 @@ namespace {
 using service::Obtained;
 
 service::ObtainOptions OptionsFrom(const vexaplatform::ServiceSettings& settings) {
-  const int processors = static_cast<int>(std::thread::hardware_concurrency());
+  // Asking takes the system longer than finding a stored thumbnail's path.
+  static const int processors = static_cast<int>(std::thread::hardware_concurrency());
   service::ObtainOptions options;
   options.lock_directory = settings.lock_dir;
   options.limits.builders = settings.builders > 0 ? settings.builders : std::max(processors, 1);
