@@ -5,7 +5,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
+#include <system_error>
 
 namespace vexathumb::service {
 namespace {
@@ -29,7 +31,8 @@ std::string PrefixOf(const vexaplatform::ShareSettings& share) {
   return share.path == "/" ? "/" : share.path + "/";
 }
 
-// Kernels since 5.6 have openat2; there is no way without it that holds against a race.
+// Kernels since 5.6 have openat2, unless a filter of system calls takes it away; there is no way
+// without it that holds against a race.
 int OpenBeneath(int directory, const char* relative) {
   struct open_how how = {};
   how.flags = O_PATH | O_CLOEXEC | O_NOFOLLOW;
@@ -45,7 +48,11 @@ std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
   const int root = open(share.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
   if (root < 0) return std::nullopt;
   const int found = OpenBeneath(root, relative.empty() ? "." : relative.c_str());
+  const int error = errno;
   close(root);
+  if (found < 0 && error == ENOSYS) {
+    throw std::system_error(error, std::generic_category(), "openat2");
+  }
   if (found < 0) return std::nullopt;
 
   SharedPath result;

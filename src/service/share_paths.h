@@ -19,7 +19,7 @@ struct SharedPath {
 // Finds `relative` (bytes, components joined by single slashes; empty for the share itself) beneath
 // the share: no "..", no empty, hidden or overlong component, no link anywhere below the share's
 // own path. Nothing when there is no such file, for whatever reason: the reasons are not told
-// apart.
+// apart. Throws std::system_error where openat2 is not to be had.
 std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
                                       const std::string& relative);
 

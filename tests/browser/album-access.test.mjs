@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 
-import {picturesSettled, screenshot, tile, useAlbum, viewed} from './harness.mjs';
+import {picturesSettled, tile, useAlbum, viewed} from './harness.mjs';
 
 const album = useAlbum();
 const FOLDER = '#/holiday/2024/';
@@ -85,7 +85,6 @@ for (const {colorScheme, isDark} of [{colorScheme: 'light', isDark: false}, {col
   test(`the page is ${colorScheme} when the system is, until the visitor chooses otherwise`, async () => {
     const page = await album.open(FOLDER, {colorScheme});
     await picturesSettled(page);
-    await screenshot(page, `folder-${colorScheme}`);
     assert.equal(lightness(await background(page)) < 128, isDark);
     await page.getByRole('button', {name: 'Dark theme', pressed: isDark}).click();
     assert.equal(lightness(await background(page)) < 128, !isDark);

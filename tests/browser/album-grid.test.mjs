@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 
-import {picturesSettled, screenshot, thumbsOf, tile, useAlbum} from './harness.mjs';
+import {picturesSettled, thumbsOf, tile, useAlbum} from './harness.mjs';
 
 const album = useAlbum();
 const FOLDER = '#/holiday/2024/';
@@ -23,8 +23,6 @@ test('a folder shows its folders, photos and videos in the order of the listing'
   const listed = (await album.list('/holiday/2024/')).map((entry) => entry.name);
   assert.deepEqual(await page.locator('.tile bdi').allTextContents(), listed);
   assert.equal(await page.locator('#count').textContent(), `${listed.length} items`);
-  await page.setViewportSize({width: 1280, height: 800});
-  await screenshot(page, 'folder-light');
 });
 
 test('a folder shows one of its own photos', async () => {
@@ -63,7 +61,6 @@ test('a phone shows the same without scrolling sideways', async () => {
   const page = await album.open(FOLDER, {viewport: {width: 390, height: 844}, deviceScaleFactor: 2, isMobile: true, hasTouch: true});
   await picturesSettled(page);
   assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 390);
-  await screenshot(page, 'phone');
 });
 
 test('pictures are asked for near the viewport only', async () => {

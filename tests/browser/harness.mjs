@@ -1,12 +1,13 @@
 // A browser and a server for one test file: the mock, or the one that BASE_URL names.
 
 import assert from 'node:assert/strict';
-import {mkdir} from 'node:fs/promises';
+import {join} from 'node:path';
 import {after, afterEach, before} from 'node:test';
 
 import {chromium} from 'playwright-core';
 
 import {startMockServer} from './mock-server.mjs';
+import {ROOT} from './programs.mjs';
 
 const FLAGS = ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
                '--disable-component-update', '--disable-sync'];
@@ -46,7 +47,7 @@ export function useAlbum({mockOnly = false} = {}) {
     const context = await browser.newContext({viewport: {width: 1280, height: 800}, ...options});
     contexts.push(context);
     const page = await context.newPage();
-    page.setDefaultTimeout(20_000);
+    page.setDefaultTimeout(60_000);
     page.requests = [];
     page.on('request', (request) => page.requests.push(request.url().slice(album.url.length)));
     if (!mayComplain) watch(page);
@@ -78,9 +79,10 @@ export const picturesSettled = (page) => page.waitForFunction(() => {
   return images.length > 0 && images.every((image) => ['ready', 'failed'].includes(image.dataset.state));
 });
 
-// Keeps a picture of the page in the folder that SCREENSHOTS names.
+// Keeps a picture of the page in the folder that SCREENSHOTS names, if any, and returns its path.
 export async function screenshot(page, name) {
-  if (!process.env.SCREENSHOTS) return;
-  await mkdir(process.env.SCREENSHOTS, {recursive: true});
-  await page.screenshot({path: `${process.env.SCREENSHOTS}/${name}.png`, animations: 'disabled'});
+  if (!process.env.SCREENSHOTS) return null;
+  const path = join(ROOT, process.env.SCREENSHOTS, `${name}.jpg`);
+  await page.screenshot({path, type: 'jpeg', quality: 82, animations: 'disabled'});
+  return path;
 }

@@ -7,7 +7,7 @@ import {extname, join, normalize} from 'node:path';
 import {fileURLToPath} from 'node:url';
 
 import {drawLandscape, MOVING_GIF} from './mock-pictures.mjs';
-import {shares, UNREADABLE} from './mock-tree.mjs';
+import {shares, UNREADABLE} from './album-tree.mjs';
 
 const WEB = fileURLToPath(new URL('../../web', import.meta.url));
 const TYPES = {'.html': 'text/html; charset=utf-8', '.css': 'text/css', '.js': 'text/javascript', '.svg': 'image/svg+xml'};

@@ -111,8 +111,9 @@ class Land {
     const float depth = static_cast<float>(ridge) / kRidges;
     // Haze gathers at a mountain's foot, and light falls along its slope.
     const float foot = std::min(1.0F, (down - skyline) / 0.16F);
-    const float slope = skyline - skylines_[static_cast<size_t>(std::max(0, x - 3))][ridge - 1];
-    const float light = std::clamp(slope * width * 6.0F, -18.0F, 18.0F) * depth * (1.0F - foot);
+    const int uphill = std::max(0, x - std::max(1, width_ / 40));
+    const float slope = skyline - skylines_[static_cast<size_t>(uphill)][ridge - 1];
+    const float light = std::clamp(slope * 900.0F, -18.0F, 18.0F) * depth * (1.0F - foot);
     const Rgb hill = Mix(scene_.horizon, scene_.shore, depth);
     return Brighter(Mix(hill, scene_.horizon, 0.35F * foot * (1.0F - depth)), light);
   }

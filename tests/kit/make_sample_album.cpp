@@ -39,6 +39,61 @@ const std::vector<Scene> kScenes = {
     {11, {84, 120, 90}, {238, 236, 200}, {26, 50, 30}, 0.46F, 0.24F},
 };
 
+// What the album shows first: pictures without words.
+struct View {
+  const char* name;
+  Size size;
+  Scene scene;
+};
+constexpr Size kAcross = {1800, 1200};
+constexpr Size kUpright = {1200, 1600};
+constexpr Size kWide = {2400, 1040};
+
+const std::vector<View> kViews = {
+    {"Before the rain.jpg",
+     kAcross,
+     {21, {70, 84, 104}, {196, 204, 208}, {22, 34, 40}, 0.30F, 0.12F}},
+    {"Far ridges.jpg", kWide, {22, {92, 140, 196}, {240, 226, 206}, {24, 48, 74}, 0.70F, 0.26F}},
+    {"First light.jpg",
+     kAcross,
+     {23, {110, 150, 200}, {255, 218, 188}, {36, 52, 84}, 0.42F, 0.30F}},
+    {"Morning.jpg", kUpright, {24, {120, 186, 220}, {252, 240, 214}, {20, 74, 66}, 0.66F, 0.22F}},
+    {"Noon.jpg", kAcross, {25, {60, 138, 212}, {214, 236, 246}, {18, 68, 52}, 0.80F, 0.10F}},
+    {"Northern shore.jpg",
+     kAcross,
+     {26, {44, 96, 130}, {182, 220, 214}, {12, 46, 52}, 0.24F, 0.18F}},
+    {"Quiet water.jpg",
+     kUpright,
+     {27, {84, 112, 150}, {234, 220, 220}, {34, 40, 70}, 0.36F, 0.28F}},
+    {"evenings/Afterglow.jpg",
+     kWide,
+     {31, {52, 48, 104}, {248, 158, 118}, {28, 18, 46}, 0.60F, 0.38F}},
+    {"evenings/Blue hour.jpg",
+     kAcross,
+     {32, {18, 30, 76}, {120, 150, 206}, {8, 14, 38}, 0.20F, 0.30F}},
+    {"evenings/Last light.jpg",
+     kUpright,
+     {33, {120, 70, 110}, {255, 190, 130}, {48, 22, 44}, 0.56F, 0.34F}},
+    {"evenings/Red sky.jpg",
+     kAcross,
+     {34, {150, 50, 62}, {255, 196, 110}, {46, 14, 28}, 0.46F, 0.36F}},
+    {"winter/Clear morning.jpg",
+     kAcross,
+     {41, {96, 166, 226}, {244, 248, 252}, {74, 110, 148}, 0.72F, 0.16F}},
+    {"winter/Frost.jpg",
+     kUpright,
+     {42, {150, 180, 206}, {246, 240, 240}, {92, 116, 140}, 0.40F, 0.24F}},
+    {"winter/Short day.jpg",
+     kWide,
+     {43, {110, 132, 176}, {252, 226, 204}, {60, 80, 116}, 0.28F, 0.32F}},
+};
+
+void WriteView(const std::string& path, const View& view) {
+  const TempDir dir;
+  PaintLandscape(dir / "scene.ppm", view.size, view.scene);
+  RunTool({kConvert, dir / "scene.ppm", "-quality", "88", "jpeg:" + path});
+}
+
 // A scene with words in its sky, stored for the orientation.
 void WritePhotograph(const std::string& target, const Size& size, const Scene& scene,
                      const std::string& words, int orientation) {
@@ -124,6 +179,9 @@ std::vector<Entry> AlbumEntries() {
   entries.push_back({"sunset.gif", WriteSunset});
   entries.push_back({"phone.heic", WritePhonePicture});
   entries.push_back({"raw.dng", WriteRaw});
+  for (const View& view : kViews) {
+    entries.push_back({view.name, [&view](const std::string& path) { WriteView(path, view); }});
+  }
   entries.push_back({"notes.jpg", [](const std::string& path) {
                        WriteFile(path, "Not a picture, whatever its name says.\n");
                      }});
@@ -131,11 +189,11 @@ std::vector<Entry> AlbumEntries() {
 }
 
 void MakeAlbum(const std::string& folder) {
-  std::filesystem::create_directories(folder);
   for (const Entry& entry : AlbumEntries()) {
-    const std::string path = folder + "/" + entry.name;
+    const std::filesystem::path path = folder + "/" + entry.name;
     if (std::filesystem::exists(path)) continue;
-    const std::string unfinished = folder + "/." + entry.name + ".part";
+    std::filesystem::create_directories(path.parent_path());
+    const std::string unfinished = path.parent_path() / ("." + path.filename().string() + ".part");
     entry.write(unfinished);
     std::filesystem::rename(unfinished, path);
     std::printf("%s\n", path.c_str());

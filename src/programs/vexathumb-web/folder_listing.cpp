@@ -11,7 +11,6 @@
 
 #include "common/util/util.h"
 #include "service/source_walk.h"
-#include "thumb/thumb_info.h"
 
 namespace vexathumb::web {
 namespace {
@@ -63,19 +62,6 @@ bool IsBefore(const Entry& one, const Entry& other, SortOrder order) {
   return by_value != 0 ? by_value < 0 : one.name < other.name;
 }
 
-std::optional<Entry::Pixels> PixelsOf(const std::string& path) {
-  try {
-    ThumbInfo info(path, kOriginal, {0, 0});
-    info.ExtractImgInfo(false);
-    if (info.GetWidth() == 0 || info.GetHeight() == 0) return std::nullopt;
-    Entry::Pixels pixels = {info.GetWidth(), info.GetHeight()};
-    if ((info.GetRotate() & 1) != 0) std::swap(pixels.width, pixels.height);
-    return pixels;
-  } catch (const std::exception&) {
-    return std::nullopt;  // not known
-  }
-}
-
 }  // namespace
 
 std::optional<FolderListing> ListFolder(const std::string& path, SortOrder order,
@@ -102,7 +88,7 @@ std::optional<FolderListing> ListFolder(const std::string& path, SortOrder order
   for (size_t i = first; i < last; ++i) {
     Entry& entry = entries[i];
     if (!Examine(folder, &entry)) continue;
-    if (entry.kind == EntryKind::kImage) entry.pixels = PixelsOf(path + "/" + entry.name);
+    if (entry.kind == EntryKind::kImage) entry.pixels = DisplayedPixels(path + "/" + entry.name);
     listing.entries.push_back(std::move(entry));
   }
   return listing;

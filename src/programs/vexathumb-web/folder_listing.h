@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "displayed_pixels.h"
+
 namespace vexathumb::web {
 
 enum class EntryKind { kFolder, kImage, kVideo };
@@ -16,10 +18,6 @@ struct Entry {
   EntryKind kind = EntryKind::kFolder;
   int64_t size = 0;
   timespec mtime = {};
-  struct Pixels {
-    uint32_t width;
-    uint32_t height;
-  };
   std::optional<Pixels> pixels;  // as displayed, of images where they are known
 };
 

@@ -158,8 +158,16 @@ TEST_P(Condition, TagChangesWithThePicture) {
   MakeStoredThumbnail(site(), GetParam().delivery);
 }
 
-TEST_P(Condition, HeadersOfAPictureKeepTypesFromBeingGuessed) {
-  EXPECT_EQ(Whole().Header("x-content-type-options"), "nosniff");
+TEST_P(Condition, HeadersOfAPictureAreTheSameWhoeverSendsIt) {
+  const HttpResponse whole = Whole();
+  EXPECT_EQ(whole.Header("x-content-type-options"), "nosniff");
+  EXPECT_EQ(whole.Header("cache-control"), "max-age=300, must-revalidate");
+  EXPECT_EQ(whole.Header("content-type"), "image/jpeg");
+  EXPECT_EQ(whole.Header("content-disposition"), "inline; filename=\"VEXAFILE_THUMB_M.jpg\"");
+  EXPECT_EQ(whole.Header("last-modified"), "Tue, 14 Nov 2023 22:13:20 GMT");
+  EXPECT_EQ(whole.Header("accept-ranges"), "bytes");
+  EXPECT_EQ(whole.Header("etag").find(','), std::string::npos);
+  EXPECT_EQ(whole.Header("etag").front(), '"');
 }
 
 INSTANTIATE_TEST_SUITE_P(, Condition, testing::ValuesIn(kHosts),

@@ -300,11 +300,75 @@ TEST_P(Site, IsHealthy) {
   EXPECT_EQ(json::parse(response.body), json::parse(R"({"status": "ok"})"));
 }
 
+// What the page says of itself, and what it cannot: that it may not be framed.
+std::string PagePolicy() {
+  const std::string page = ReadFile(PAGE "/index.html");
+  const std::string before = "http-equiv=\"Content-Security-Policy\" content=\"";
+  const size_t start = page.find(before) + before.size();
+  return page.substr(start, page.find('"', start) - start) + "; frame-ancestors 'none'";
+}
+
+void ExpectProtected(const HttpResponse& response) {
+  EXPECT_EQ(response.Header("content-security-policy"), PagePolicy());
+  EXPECT_EQ(response.Header("x-content-type-options"), "nosniff");
+  EXPECT_EQ(response.Header("referrer-policy"), "same-origin");
+}
+
+class Page : public testing::TestWithParam<std::tuple<Host, Case>> {};
+
+TEST_P(Page, IsAnsweredProtected) {
+  const auto& [host, asked] = GetParam();
+  const HttpResponse response =
+      SiteOn(host).Get(asked.address, {asked.method, {"Content-Length: 0"}});
+  EXPECT_EQ(response.status, asked.status);
+  ExpectProtected(response);
+  for (const auto& [name, value] : asked.headers) EXPECT_EQ(response.Header(name), value) << name;
+  if (response.status != 200) return;
+  EXPECT_EQ(response.Header("cache-control"), "no-cache");
+  const HttpResponse again = SiteOn(host).Get(
+      asked.address, {asked.method, {"If-None-Match: " + response.Header("etag")}});
+  EXPECT_EQ(again.status, 304);
+  EXPECT_EQ(again.Header("etag"), response.Header("etag"));
+  EXPECT_EQ(again.Header("cache-control"), "no-cache");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , Page,
+    testing::Combine(
+        testing::ValuesIn(kHosts),
+        testing::Values(
+            Case{"Itself", "/", 200, {{"content-type", "text/html; charset=utf-8"}}},
+            Case{"Named", "/index.html", 200, {{"content-type", "text/html; charset=utf-8"}}},
+            Case{"Head", "/", 200, {{"content-type", "text/html; charset=utf-8"}}, "HEAD"},
+            Case{"Script",
+                 "/script/main.js",
+                 200,
+                 {{"content-type", "text/javascript; charset=utf-8"}}},
+            Case{"Style", "/style/base.css", 200, {{"content-type", "text/css; charset=utf-8"}}},
+            Case{"Icon", "/icon.svg", 200, {{"content-type", "image/svg+xml"}}},
+            Case{"Missing", "/missing.html", 404, {{"cache-control", "no-cache"}}})),
+    CaseName);
+
 TEST_P(Site, ShowsTheAlbumPage) {
-  const HttpResponse response = SiteOn(GetParam()).Get("/");
-  EXPECT_EQ(response.status, 200);
-  EXPECT_EQ(response.Header("content-type"), "text/html; charset=utf-8");
-  EXPECT_THAT(response.body, HasSubstr("Album"));
+  EXPECT_EQ(SiteOn(GetParam()).Get("/").body, ReadFile(PAGE "/index.html"));
+}
+
+TEST_P(Site, ShowsNoFolderOfThePageAndNothingBesideIt) {
+  for (const char* address : {"/script", "/script/", "/../README.md", "/%2e%2e/README.md",
+                              "/script/../../README.md", "/.git/config"}) {
+    const HttpResponse response = SiteOn(GetParam()).Get(address);
+    EXPECT_NE(response.status, 200) << address;
+    EXPECT_THAT(response.body, testing::Not(HasSubstr("main.js"))) << address;
+  }
+}
+
+TEST_P(Site, ProtectsPicturesListingsAndProblems) {
+  const WebSite& site = SiteOn(GetParam());
+  for (const char* address : {"/thumb/photos/small.png?size=small", "/album/", "/health",
+                              "/thumb/photos/missing.png?size=small"}) {
+    SCOPED_TRACE(address);
+    ExpectProtected(site.Get(address));
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(, Site, testing::ValuesIn(kHosts),

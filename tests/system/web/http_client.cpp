@@ -18,7 +18,9 @@ size_t TakeHeader(char* data, size_t size, size_t count, void* response) {
     std::string name = line.substr(0, colon);
     std::transform(name.begin(), name.end(), name.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    headers[name] = line.substr(colon + 2, line.find_last_not_of("\r\n") - colon - 1);
+    const std::string value = line.substr(colon + 2, line.find_last_not_of("\r\n") - colon - 1);
+    const auto [header, is_first] = headers.emplace(name, value);
+    if (!is_first) header->second += ", " + value;
   }
   return size * count;
 }

@@ -9,7 +9,7 @@ namespace vexathumb::kit {
 
 struct HttpResponse {
   long status = 0;                             // 0: no answer
-  std::map<std::string, std::string> headers;  // names in lower case; of equal ones the last
+  std::map<std::string, std::string> headers;  // names in lower case; equal ones joined by ", "
   std::string body;
   bool is_whole = false;  // as long as the headers say
 

@@ -154,6 +154,37 @@ TEST_P(Load, OfAHundredClientsOnNewPhotosIsAnsweredWithEachToolRunOnce) {
   }
 }
 
+TEST_P(Load, OfFiftyClientsOnOneNewPhotoRunsItsToolsOnce) {
+  SiteOptions options;
+  options.server = GetParam();
+  options.workers = 8;
+  ToolControl tools;
+  options.environment = tools.Environment();
+  WebSite site(options);
+  JpegOptions photo;
+  photo.size = {1000, 750};
+  WriteJpeg(site.Photo("photo.jpg"), photo);
+
+  tools.Hold();  // so that others come while the first builds
+  std::vector<HttpResponse> responses(50);
+  std::vector<std::thread> clients;
+  for (HttpResponse& response : responses) {
+    clients.emplace_back(
+        [&site, &response] { response = site.Get("/thumb/photos/photo.jpg?size=medium"); });
+  }
+  EXPECT_TRUE(Eventually([&tools] { return tools.RunsFor("photo.jpg") > 0; }));
+  tools.Release();
+  for (std::thread& client : clients) client.join();
+
+  for (const HttpResponse& response : responses) {
+    EXPECT_EQ(response.status, 200);
+    EXPECT_TRUE(response.is_whole && response.body == responses[0].body);
+  }
+  const std::vector<std::string> runs = tools.RunsWithoutTemporaryNames();
+  EXPECT_THAT(runs, testing::ElementsAre(testing::StartsWith("/usr/bin/djpeg "),
+                                         testing::StartsWith("/usr/bin/cjpeg ")));
+}
+
 TEST_P(Load, LetsStoredPicturesPassThoseBeingBuilt) {
   SiteOptions options;
   options.server = GetParam();

@@ -41,10 +41,9 @@ std::string UserName() {
 }  // namespace
 
 WebSite::WebSite(const SiteOptions& options) : options_(options) {
-  for (const char* folder : {"photos", "indexed", "page", "run"}) {
+  for (const char* folder : {"photos", "indexed", "run"}) {
     std::filesystem::create_directory(state_ / folder);
   }
-  WriteFile(state_ / "page/index.html", "<!doctype html><title>Album</title>\n");
   WriteSettings();
   Start();
 }
@@ -125,9 +124,9 @@ void WebSite::StartLighttpd() {
   WriteFile(
       State("lighttpd.conf"),
       RunTool({DEPLOY "/render", DEPLOY "/lighttpd.conf.in", "ADDRESS=127.0.0.1",
-               "PORT=" + std::to_string(port_), "PAGE=" + State("page"), "STATE=" + State("run"),
-               "PROGRAM=" + WriteProgram(), "SETTINGS=" + State("platform.ini"),
-               "WORKERS=" + std::to_string(options_.workers),
+               "PORT=" + std::to_string(port_), "PAGE=" PAGE, "STATE=" + State("run"),
+               "LOG=" + State("run/log"), "PROGRAM=" + WriteProgram(),
+               "SETTINGS=" + State("platform.ini"), "WORKERS=" + std::to_string(options_.workers),
                "FOLDERS=\"" + State("photos") + "\", \"" + State("indexed") + "\""}));
   server_ = StartProgram({"/usr/sbin/lighttpd", "-D", "-f", State("lighttpd.conf")});
 }
@@ -141,15 +140,14 @@ void WebSite::StartNginx() {
   close(listening);
   std::string locations;
   for (const char* share : {"photos", "indexed"}) {
-    locations += "location /files/" + std::string(share) + "/ { internal; alias " + State(share) +
-                 "/; etag off; add_header ETag $upstream_http_etag;"
-                 " add_header X-Content-Type-Options nosniff; }\n";
+    locations += RunTool({DEPLOY "/render", DEPLOY "/nginx-files.conf.in", "FOLDER=" + State(share),
+                          "URI=/files/" + std::string(share)});
   }
-  WriteFile(
-      State("nginx.conf"),
-      RunTool({DEPLOY "/render", DEPLOY "/nginx.conf.in", "ADDRESS=127.0.0.1",
-               "PORT=" + std::to_string(port_), "PAGE=" + State("page"), "STATE=" + State("run"),
-               "SOCKET=" + State("web.sock"), "USER=" + UserName(), "LOCATIONS=" + locations}));
+  WriteFile(State("nginx.conf"),
+            RunTool({DEPLOY "/render", DEPLOY "/nginx.conf.in", "ADDRESS=127.0.0.1",
+                     "PORT=" + std::to_string(port_), "PAGE=" PAGE, "STATE=" + State("run"),
+                     "LOG=" + State("run/log"), "SOCKET=" + State("web.sock"), "USER=" + UserName(),
+                     "LOCATIONS=" + locations}));
   server_ = StartProgram({"/usr/sbin/nginx", "-c", State("nginx.conf"), "-e",
                           State("run/nginx.log"), "-g", "daemon off;"});
 }

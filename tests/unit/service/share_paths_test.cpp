@@ -1,11 +1,18 @@
 #include "service/share_paths.h"
 
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <filesystem>
+#include <system_error>
 
 #include "kit/case_name.h"
 #include "kit/files.h"
@@ -235,6 +242,33 @@ TEST(FindShareTest, GoesByTheExactName) {
   EXPECT_EQ(FindShare(settings, "Inner"), nullptr);
   EXPECT_EQ(FindShare(settings, ""), nullptr);
   EXPECT_EQ(FindShare(settings, "inner/"), nullptr);
+}
+
+// As a confined service may find it.
+bool TakeOpenat2Away() {
+  sock_filter steps[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat2, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog program = {std::size(steps), steps};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+TEST_F(SharePathsTest, WithoutOpenat2IsAFaultOfTheMachineNotAMissingFile) {
+  EXPECT_EXIT(
+      {
+        if (!TakeOpenat2Away()) _exit(1);
+        try {
+          FindInShare(share_, "a.jpg");
+        } catch (const std::system_error& error) {
+          _exit(error.code() == std::errc::function_not_supported ? 0 : 2);
+        }
+        _exit(3);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

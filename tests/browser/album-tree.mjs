@@ -1,10 +1,9 @@
-// The shares that the mock server has. A server under test that is not the mock needs the share
-// "holiday" with the same names below it.
+// The shares that the mock server has. A real server is given the first of them, as files.
 
 const DAY = 86400;
 const START = 1_700_000_000;
 
-const SHAPES = [[4000, 3000], [3000, 4000], [6000, 4000], [4032, 3024], [5000, 2000], [3024, 4032], [4000, 2250], [3000, 3000]];
+const SHAPES = [[2000, 1500], [1500, 2000], [3000, 2000], [2016, 1512], [2500, 1000], [1512, 2016], [2000, 1125], [1500, 1500]];
 
 function image(number, name, extra = {}) {
   const [width, height] = SHAPES[number % SHAPES.length];
@@ -18,9 +17,27 @@ const video = (name, extra = {}) => ({name, kind: 'video', size: 52_428_800, mti
 const numbered = (count, prefix, digits) =>
     Array.from({length: count}, (_, i) => image(i, `${prefix}${String(i + 1).padStart(digits, '0')}.jpg`));
 
+// The same shapes in so few pixels that thousands of files are soon made.
+const many = (count) => numbered(count, 'DSC', 5).map((entry) => ({
+  ...entry, width: Math.round(entry.width / 50), height: Math.round(entry.height / 50)}));
+
 export const UNREADABLE = 'No thumbnail can be made of this file: it is not a picture that the tools can read.';
 
-const holiday = folder('holiday', [
+// Pictures whose quadrants a test recognises; every camera's way of holding it, and other ways to come
+// by a picture.
+const ORIENTATIONS = [1, 2, 3, 4, 5, 6, 7, 8];
+const quadrants = (name, extra) => image(0, name, {width: 1600, height: 1200, ...extra});
+
+const upright = folder('upright', [
+  ...ORIENTATIONS.map((orientation) => quadrants(`photo-${orientation}.jpg`, {orientation})),
+  ...ORIENTATIONS.map((orientation) => quadrants(`preview-${orientation}.jpg`, {orientation, preview: [400, 300]})),
+  quadrants('plain.png'),
+  quadrants('turned.png', {orientation: 6}),
+  quadrants('phone.heic', {orientation: 6}),
+  quadrants('mirrored.heic', {orientation: 5}),
+]);
+
+export const holiday = folder('holiday', [
   folder('2024', [
     folder('beach', numbered(9, 'beach-', 2)),
     folder('empty', []),
@@ -39,10 +56,8 @@ const holiday = folder('holiday', [
   ]),
   folder('family', numbered(6, 'family-', 2)),
   folder('garden', numbered(31, 'garden-', 3)),
-]);
-
-const bulk = folder('bulk', [
-  folder('many', numbered(10_000, 'DSC', 5)),
+  folder('many', many(10_000)),
+  upright,
 ]);
 
 const faults = folder('faults', [
@@ -59,4 +74,4 @@ const faults = folder('faults', [
   {...folder('growing', numbered(500, 'g', 3)), grows: true},
 ]);
 
-export const shares = [holiday, bulk, faults];
+export const shares = [holiday, faults];

@@ -1,0 +1,48 @@
+#include "displayed_pixels.h"
+
+#include <exception>
+#include <mutex>
+#include <utility>
+
+#include "thumb/thumb_info.h"
+
+namespace vexathumb::web {
+namespace {
+
+// The decoders of these types turn the picture themselves, so that the library counts no turns for
+// them; the size that it tells is the stored one all the same.
+bool IsTurnedByDecoder(const std::string& mime) {
+  return mime == "image/heic" || mime == "image/heif" || mime == "image/avif" ||
+         mime == "image/jxl";
+}
+
+// `path` is a file that the library's own inspection has let through: Exiv2 chooses its parser by
+// content, and some of them crash.
+bool HasSidewaysOrientation(const std::string& path) {
+  const std::lock_guard<std::mutex> lock(ThumbInfo::exiv2_mutex_);
+  const auto image = Exiv2::ImageFactory::open(path);
+  image->readMetadata();
+  const auto orientation = image->exifData().findKey(ThumbInfo::stdOrientationKey);
+  if (orientation == image->exifData().end()) return false;
+  const std::string value = orientation->toString();
+  return value >= "5" && value <= "8" && value.size() == 1;
+}
+
+}  // namespace
+
+std::optional<Pixels> DisplayedPixels(const std::string& path) {
+  try {
+    ThumbInfo info(path, kOriginal, {0, 0});
+    info.ExtractImgInfo(false);
+    if (info.GetWidth() == 0 || info.GetHeight() == 0) return std::nullopt;
+    Pixels pixels = {info.GetWidth(), info.GetHeight()};
+    const bool is_sideways = IsTurnedByDecoder(info.GetMimeType()) ? HasSidewaysOrientation(path)
+                                                                   : (info.GetRotate() & 1) != 0;
+    if (is_sideways) std::swap(pixels.width, pixels.height);
+    return pixels;
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace vexathumb::web
