@@ -346,7 +346,9 @@ INSTANTIATE_TEST_SUITE_P(
                  {{"content-type", "text/javascript; charset=utf-8"}}},
             Case{"Style", "/style/base.css", 200, {{"content-type", "text/css; charset=utf-8"}}},
             Case{"Icon", "/icon.svg", 200, {{"content-type", "image/svg+xml"}}},
-            Case{"Missing", "/missing.html", 404, {{"cache-control", "no-cache"}}})),
+            Case{"Missing", "/missing.html", 404, {{"cache-control", "no-cache"}}},
+            Case{"NamedLikeAThumbnail", "/thumbs.html", 404, {{"cache-control", "no-cache"}}},
+            Case{"NamedLikeAnAlbum", "/album.css", 404, {{"cache-control", "no-cache"}}})),
     CaseName);
 
 TEST_P(Site, ShowsTheAlbumPage) {
