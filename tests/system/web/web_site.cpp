@@ -44,6 +44,7 @@ WebSite::WebSite(const SiteOptions& options) : options_(options) {
   for (const char* folder : {"photos", "indexed", "run"}) {
     std::filesystem::create_directory(state_ / folder);
   }
+  std::filesystem::copy(PAGE, state_ / "page", std::filesystem::copy_options::recursive);
   WriteSettings();
   Start();
 }
@@ -124,7 +125,7 @@ void WebSite::StartLighttpd() {
   WriteFile(
       State("lighttpd.conf"),
       RunTool({DEPLOY "/render", DEPLOY "/lighttpd.conf.in", "ADDRESS=127.0.0.1",
-               "PORT=" + std::to_string(port_), "PAGE=" PAGE, "STATE=" + State("run"),
+               "PORT=" + std::to_string(port_), "PAGE=" + State("page"), "STATE=" + State("run"),
                "LOG=" + State("run/log"), "PROGRAM=" + WriteProgram(),
                "SETTINGS=" + State("platform.ini"), "WORKERS=" + std::to_string(options_.workers),
                "FOLDERS=\"" + State("photos") + "\", \"" + State("indexed") + "\""}));
@@ -143,11 +144,11 @@ void WebSite::StartNginx() {
     locations += RunTool({DEPLOY "/render", DEPLOY "/nginx-files.conf.in", "FOLDER=" + State(share),
                           "URI=/files/" + std::string(share)});
   }
-  WriteFile(State("nginx.conf"),
-            RunTool({DEPLOY "/render", DEPLOY "/nginx.conf.in", "ADDRESS=127.0.0.1",
-                     "PORT=" + std::to_string(port_), "PAGE=" PAGE, "STATE=" + State("run"),
-                     "LOG=" + State("run/log"), "SOCKET=" + State("web.sock"), "USER=" + UserName(),
-                     "LOCATIONS=" + locations}));
+  WriteFile(State("nginx.conf"), RunTool({DEPLOY "/render", DEPLOY "/nginx.conf.in",
+                                          "ADDRESS=127.0.0.1", "PORT=" + std::to_string(port_),
+                                          "PAGE=" + State("page"), "STATE=" + State("run"),
+                                          "LOG=" + State("run/log"), "SOCKET=" + State("web.sock"),
+                                          "USER=" + UserName(), "LOCATIONS=" + locations}));
   server_ = StartProgram({"/usr/sbin/nginx", "-c", State("nginx.conf"), "-e",
                           State("run/nginx.log"), "-g", "daemon off;"});
 }
