@@ -308,8 +308,12 @@ std::string PagePolicy() {
   return page.substr(start, page.find('"', start) - start) + "; frame-ancestors 'none'";
 }
 
-void ExpectProtected(const HttpResponse& response) {
-  EXPECT_EQ(response.Header("content-security-policy"), PagePolicy());
+// A picture that is opened by itself gets styles from the browser.
+constexpr char kAnswerPolicy[] =
+    "default-src 'none'; style-src 'unsafe-inline'; frame-ancestors 'none'";
+
+void ExpectProtected(const HttpResponse& response, const std::string& policy) {
+  EXPECT_EQ(response.Header("content-security-policy"), policy);
   EXPECT_EQ(response.Header("x-content-type-options"), "nosniff");
   EXPECT_EQ(response.Header("referrer-policy"), "same-origin");
 }
@@ -321,7 +325,7 @@ TEST_P(Page, IsAnsweredProtected) {
   const HttpResponse response =
       SiteOn(host).Get(asked.address, {asked.method, {"Content-Length: 0"}});
   EXPECT_EQ(response.status, asked.status);
-  ExpectProtected(response);
+  ExpectProtected(response, PagePolicy());
   for (const auto& [name, value] : asked.headers) EXPECT_EQ(response.Header(name), value) << name;
   if (response.status != 200) return;
   EXPECT_EQ(response.Header("cache-control"), "no-cache");
@@ -366,10 +370,11 @@ TEST_P(Site, ShowsNoFolderOfThePageAndNothingBesideIt) {
 
 TEST_P(Site, ProtectsPicturesListingsAndProblems) {
   const WebSite& site = SiteOn(GetParam());
-  for (const char* address : {"/thumb/photos/small.png?size=small", "/album/", "/health",
-                              "/thumb/photos/missing.png?size=small"}) {
+  for (const char* address :
+       {"/thumb/photos/small.png?size=small", "/album/", "/health",
+        "/thumb/photos/stored.jpg?size=medium&any=1", "/thumb/photos/missing.png?size=small"}) {
     SCOPED_TRACE(address);
-    ExpectProtected(site.Get(address));
+    ExpectProtected(site.Get(address), kAnswerPolicy);
   }
 }
 

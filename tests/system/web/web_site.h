@@ -25,8 +25,8 @@ struct SiteOptions {
 };
 
 // A real web server with vexathumb-web behind it, configured by the files of deploy/, on a port of
-// its own, until the object goes. Two shares: "photos", and "indexed", which is indexed. The album
-// page is a copy, State("page").
+// its own, until the object goes. State("page") is a copy of the album page. Two shares: "photos",
+// and "indexed", which is indexed.
 class WebSite {
  public:
   explicit WebSite(const SiteOptions& options = {});
