@@ -310,7 +310,7 @@ std::string PagePolicy() {
 
 // A picture that is opened by itself gets styles from the browser.
 constexpr char kAnswerPolicy[] =
-    "default-src 'none'; style-src 'unsafe-inline'; frame-ancestors 'none'";
+    "default-src 'none'; style-src 'unsafe-inline'; img-src 'self'; frame-ancestors 'none'";
 
 void ExpectProtected(const HttpResponse& response, const std::string& policy) {
   EXPECT_EQ(response.Header("content-security-policy"), policy);
