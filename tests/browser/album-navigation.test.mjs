@@ -44,12 +44,12 @@ test('Back and Forward come to the folders where one was in them', async () => {
   await page.getByRole('navigation', {name: 'Folders above'}).getByRole('link', {name: 'holiday'}).click();
   await tile(page, 'garden').waitFor();
   assert.equal(await page.evaluate(() => scrollY), 0);
-  await page.goBack();
+  await page.evaluate(() => history.back());
   await heading(page, '2024');
   await photo.waitFor();
   await page.waitForFunction(() => document.querySelector('#grid:not([aria-busy])'));
   assert.ok(Math.abs((await photo.boundingBox()).y - before) < 2);
-  await page.goForward();
+  await page.evaluate(() => history.forward());
   await heading(page, 'holiday');
 });
 
@@ -58,10 +58,10 @@ test('the sort order goes along into folders', async () => {
   await tile(page, 'beach').click();
   await heading(page, 'beach');
   assert.equal(new URL(page.url()).hash, '#/holiday/2024/beach/?sort=mtime');
-  await page.goBack();
+  await page.evaluate(() => history.back());
   await page.getByRole('link', {name: 'Name', exact: true}).click();
   await page.waitForURL(/#\/holiday\/2024\/$/);
-  await page.goBack();
+  await page.evaluate(() => history.back());
   await page.waitForURL(/sort=mtime$/);
 });
 

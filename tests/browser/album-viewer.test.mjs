@@ -79,10 +79,10 @@ test('Back closes the full view, however far one has moved in it', async () => {
   const page = await openPhoto('IMG_03.jpg');
   await page.keyboard.press('ArrowRight');
   await shows(page, 'IMG_04.jpg');
-  await page.goBack();
+  await page.evaluate(() => history.back());
   await isClosed(page);
   assert.equal(hashOf(page), FOLDER);
-  await page.goForward();
+  await page.evaluate(() => history.forward());
   await shows(page, 'IMG_04.jpg');
 });
 
