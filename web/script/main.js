@@ -11,9 +11,13 @@ let catalog = null;
 
 const route = () => parseRoute(location.hash);
 
-// Where the visitor was is kept in the history entry, for Back and for reloading.
+// Where the visitor was is kept in the history entry, for Back and for reloading. Writing it anew
+// without need could make the browser drop a step through the history that has just begun.
 function rememberPlace() {
-  if (catalog?.opened && !viewer.isOpen) history.replaceState({...history.state, anchor: grid.anchor()}, '');
+  if (!catalog?.opened || viewer.isOpen) return;
+  const anchor = grid.anchor();
+  if (JSON.stringify(anchor) === JSON.stringify(history.state?.anchor)) return;
+  history.replaceState({...history.state, anchor}, '');
 }
 
 const grid = new Grid(byId('grid'), {settled: rememberPlace});
