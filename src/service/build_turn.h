@@ -1,8 +1,10 @@
 #ifndef VEXATHUMB_SERVICE_BUILD_TURN_H_
 #define VEXATHUMB_SERVICE_BUILD_TURN_H_
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "service/lock_file.h"
 
@@ -43,6 +45,27 @@ class BuildTurn {
 
   LockFile ticket_;
   LockFile place_;
+};
+
+// A place among the builders for work that nobody waits for: taken only while nobody else waits for
+// one, and given up for those who do.
+class BackgroundTurn {
+ public:
+  BackgroundTurn(std::string directory, const BuildLimits& limits)
+      : directory_(std::move(directory)), limits_(limits) {}
+
+  // Waits for a place; false when `give_up`, asked now and then, says so first.
+  bool Take(const std::function<bool()>& give_up);
+
+  // Lets somebody who waits go first, then takes a place again, as Take does.
+  bool GiveWay(const std::function<bool()>& give_up);
+
+ private:
+  bool TryTake();
+
+  std::string directory_;
+  BuildLimits limits_;
+  std::optional<LockFile> place_;
 };
 
 }  // namespace vexathumb::service

@@ -201,6 +201,66 @@ TEST_F(BuildTurnTest, TurnsAreReleasedOnDeath) {
 
 TEST_F(BuildTurnTest, ThereIsAlwaysOneBuilder) { EXPECT_TRUE(Take({0, 0})); }
 
+bool Never() { return false; }
+
+TEST_F(BuildTurnTest, BackgroundWorkTakesAFreePlace) {
+  BackgroundTurn turn(options_.lock_directory, {1, 0});
+  EXPECT_TRUE(turn.Take(Never));
+  EXPECT_FALSE(LockFile(options_.lock_directory, "builder.0").TryLock());
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkThatGivesUpHasNoPlace) {
+  const auto builder = Hold({1, 0});
+  builder->AwaitTaken();
+  BackgroundTurn turn(options_.lock_directory, {1, 0});
+  int asked = 0;
+  EXPECT_FALSE(turn.Take([&asked] { return ++asked == 3; }));
+  EXPECT_EQ(asked, 3);
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkKeepsItsPlaceWhileNobodyWaits) {
+  BackgroundTurn turn(options_.lock_directory, {1, 1});
+  ASSERT_TRUE(turn.Take(Never));
+  EXPECT_TRUE(turn.GiveWay([] { return true; }));
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkLetsThoseWhoWaitGoFirst) {
+  const BuildLimits limits = {1, 1};
+  const Signal taken;
+  const Signal give_way;
+  Process background([&] {
+    BackgroundTurn turn(options_.lock_directory, limits);
+    if (!turn.Take(Never)) return 1;
+    taken.Give();
+    give_way.Await();
+    return turn.GiveWay(Never) ? 0 : 1;
+  });
+  taken.Await();
+  const auto waiting = Hold(limits);
+  AwaitHeld("line");
+  give_way.Give();
+  waiting->AwaitTaken();
+  EXPECT_TRUE(background.IsRunning()) << "it waits now";
+  waiting->Release();
+  EXPECT_EQ(background.Wait(), 0);
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkDoesNotPassThoseWhoWait) {
+  const BuildLimits limits = {1, 1};
+  const auto builder = Hold(limits);
+  builder->AwaitTaken();
+  const auto waiting = Hold(limits);
+  AwaitHeld("line");
+  BackgroundTurn turn(options_.lock_directory, limits);
+  int asked = 0;
+  EXPECT_FALSE(turn.Take([&] {
+    if (++asked == 1) builder->Release();
+    if (asked == 1) waiting->AwaitTaken();
+    return asked == 3;
+  }));
+  waiting->Release();
+}
+
 // Every process notes how many are building while it does.
 TEST_F(BuildTurnTest, ManyProcessesNeverBuildMoreAtOnce) {
   const BuildLimits limits = {2, 20};
