@@ -8,7 +8,7 @@
 //   complain TEXT      writes TEXT to standard error
 //   flood N            writes N bytes to standard output
 //   save FILE          copies standard input to FILE
-//   interrupt N        sends SIGUSR1 to its parent N times, then exits with status 7
+//   interrupt PID      sends SIGUSR1 to that process 20 times, then exits with status 7
 
 #include <dirent.h>
 #include <unistd.h>
@@ -50,8 +50,9 @@ void Report(std::ostream& out, int argc, char** argv, const std::vector<int>& de
     if (line.rfind("SigIgn:\t", 0) == 0) out << "ignored " << line.substr(8) << "\n";
   }
   for (int i = 0; i < argc; ++i) out << "argument " << argv[i] << "\n";
-  const char* variable = std::getenv("PROBE_VARIABLE");
-  out << "variable " << (variable == nullptr ? "" : variable) << "\n";
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    out << "variable " << *variable << "\n";
+  }
 }
 
 }  // namespace
@@ -81,8 +82,8 @@ int main(int argc, char** argv) {
   } else if (action == "save") {
     std::ofstream(value) << std::string(std::istreambuf_iterator<char>(std::cin), {});
   } else if (action == "interrupt") {
-    for (int left = std::stoi(value); left > 0; --left) {
-      kill(getppid(), SIGUSR1);
+    for (int left = 20; left > 0; --left) {
+      kill(std::stoi(value), SIGUSR1);
       usleep(1000);
     }
     return 7;
