@@ -1,11 +1,11 @@
 #include "service/share_paths.h"
 
 #include <fcntl.h>
-#include <linux/openat2.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <climits>
+
+#include "service/open_beneath.h"
 
 namespace vexathumb::service {
 namespace {
@@ -29,14 +29,6 @@ std::string PrefixOf(const vexaplatform::ShareSettings& share) {
   return share.path == "/" ? "/" : share.path + "/";
 }
 
-// Kernels since 5.6 have openat2; there is no way without it that holds against a race.
-int OpenBeneath(int directory, const char* relative) {
-  struct open_how how = {};
-  how.flags = O_PATH | O_CLOEXEC | O_NOFOLLOW;
-  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-  return static_cast<int>(syscall(SYS_openat2, directory, relative, &how, sizeof(how)));
-}
-
 }  // namespace
 
 std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
@@ -44,7 +36,7 @@ std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
   if (!relative.empty() && !IsPlainPath(relative)) return std::nullopt;
   const int root = open(share.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
   if (root < 0) return std::nullopt;
-  const int found = OpenBeneath(root, relative.empty() ? "." : relative.c_str());
+  const int found = OpenBeneath(root, relative.empty() ? "." : relative, O_PATH | O_NOFOLLOW);
   close(root);
   if (found < 0) return std::nullopt;
 

@@ -16,7 +16,8 @@ namespace {
 ExitCode RunProgram(int argc, char** argv) {
   CLI::App app("Finds or builds thumbnails of pictures.", "vexathumb");
   app.require_subcommand(1);
-  const std::vector<Run> runs = {AddGetCommand(app), AddBuildCommand(app), AddInfoCommand(app),
+  const std::vector<Run> runs = {AddGetCommand(app),      AddBuildCommand(app), AddInfoCommand(app),
+                                 AddFailuresCommand(app), AddCleanCommand(app), AddStatCommand(app),
                                  AddDoctorCommand(app)};
   const std::vector<CLI::App*> commands = app.get_subcommands({});
   app.set_version_flag("--version", "vexathumb " VEXATHUMB_VERSION, "Show the version and exit");
