@@ -7,6 +7,7 @@
 
 #include "service/inspected_source.h"
 #include "service/silenced_descriptor.h"
+#include "service/store_files.h"
 #include "service/store_place_check.h"
 #include "thumb/libvexathumb.h"
 
@@ -70,6 +71,9 @@ class SourceBuilder {
     }
     if (thumb_->Convert({size}) == 1) return std::nullopt;
     if (source_.content_problem()) return source_.content_problem();
+    if (!HasStoreRoom(source_.path())) {
+      return Cause{"there is no room for it in the store", "make room on its volume"};
+    }
     return Cause{"no tool could make a thumbnail of it",
                  "the file is likely damaged; 'vexathumb doctor' checks the tools"};
   }

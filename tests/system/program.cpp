@@ -1,12 +1,14 @@
 #include "system/program.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
@@ -30,6 +32,11 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
 void Redirect(const char* path, int flags, int descriptor) {
   const int opened = open(path, flags, 0666);
   if (opened < 0 || dup2(opened, descriptor) < 0) _exit(126);
+}
+
+void LimitOpenFiles(unsigned count) {
+  const rlimit limit = {count, count};
+  if (count != 0 && setrlimit(RLIMIT_NOFILE, &limit) != 0) _exit(126);
 }
 
 int EndingOf(int status) {
@@ -123,13 +130,20 @@ RunResult Album::Run(const std::vector<std::string>& arguments, const RunOptions
     Redirect(out.c_str(), O_WRONLY | O_CREAT, STDOUT_FILENO);
     Redirect(err.c_str(), O_WRONLY, STDERR_FILENO);
     if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) _exit(126);
+    LimitOpenFiles(options.open_files);
     execve(argv[0], argv.data(), envp.data());
     _exit(127);
   }
+  if (options.killed_after != 0) {
+    usleep(options.killed_after);
+    kill(child, SIGKILL);
+  }
   int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  rusage usage = {};
+  while (wait4(child, &status, 0, &usage) < 0 && errno == EINTR) {
   }
   RunResult result;
+  result.peak_memory_kib = usage.ru_maxrss;
   result.exit_code = EndingOf(status);
   if (options.output.empty()) result.out = kit::ReadFile(out);
   result.err = kit::ReadFile(err);

@@ -23,6 +23,7 @@ struct RunResult {
   std::string err;
   // What it left in /tmp and /var/tmp under names with its process id.
   std::vector<std::string> leftovers;
+  long peak_memory_kib = 0;  // of the program or the largest of the tools that it ran
 
   Json json() const { return Json::parse(out); }
   // The error output is one line of the program's form.
@@ -34,6 +35,8 @@ struct RunOptions {
   std::map<std::string, std::string> environment;
   std::string output;             // where standard output goes; kept in `out` when empty
   bool as_ordinary_user = false;  // of rights; effective when the tests run as root
+  unsigned killed_after = 0;      // microseconds until SIGKILL; never when 0
+  unsigned open_files = 0;        // descriptors that it may have at once; as many as we when 0
 };
 
 // An album of its own: pictures go to its folder, the program reads its settings. Runs the program.
