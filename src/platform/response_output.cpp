@@ -15,7 +15,9 @@ constexpr off_t kBlockSize = 1 << 16;
 
 }  // namespace
 
-ResponseOutput::ResponseOutput() : stream_(stdout), descriptor_(fileno(stdout)) {}
+ResponseOutput::ResponseOutput() : stream_(stdout), descriptor_(fileno(stdout)) {
+  if (descriptor_ >= 0) pipe_signal_block_.emplace();
+}
 
 bool ResponseOutput::SendHead(const std::string& head) {
   return fwrite(head.data(), 1, head.size(), stream_) == head.size() && Flush();

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "pipe_signal_block.h"
@@ -34,9 +35,9 @@ class ResponseOutput {
   bool WaitUntilWritable() const;
   bool SendFileByKernel(int fd, off_t* offset, off_t* length) const;
 
-  PipeSignalBlock pipe_signal_block_;
   FILE* stream_;
-  int descriptor_;  // -1 without one
+  int descriptor_;                                    // -1 without one
+  std::optional<PipeSignalBlock> pipe_signal_block_;  // only a descriptor raises the signal
 };
 
 }  // namespace vexaplatform

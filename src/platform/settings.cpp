@@ -56,9 +56,7 @@ Settings Load(const FileState& state) {
   return ReadSettingsFile(state.file);
 }
 
-}  // namespace
-
-std::shared_ptr<const Settings> CurrentSettings() {
+std::shared_ptr<const Settings> LookUpSettings() {
   static std::mutex mutex;
   static FileState known;
   static std::shared_ptr<const Settings> current;
@@ -77,6 +75,22 @@ std::shared_ptr<const Settings> CurrentSettings() {
   }
   errno = caller_errno;
   return current;
+}
+
+thread_local std::shared_ptr<const Settings> held;
+
+}  // namespace
+
+std::shared_ptr<const Settings> CurrentSettings() {
+  return held == nullptr ? LookUpSettings() : held;
+}
+
+SettingsHold::SettingsHold() : outermost_(held == nullptr) {
+  if (outermost_) held = LookUpSettings();
+}
+
+SettingsHold::~SettingsHold() {
+  if (outermost_) held = nullptr;
 }
 
 }  // namespace vexaplatform

@@ -24,24 +24,26 @@ constexpr Signature kSignatures[] = {
     {"BM", kBmpType},
 };
 
-std::string FirstBytes(const std::string& path) {
+std::optional<std::string> FirstBytes(const std::string& path) {
   // A FIFO in the file's place would wait for a writer.
   const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (fd < 0) return "";
+  if (fd < 0) return std::nullopt;
   struct stat st = {};
   std::array<char, kLongestSignature> bytes = {};
   const bool regular = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
   const ssize_t count = regular ? read(fd, bytes.data(), bytes.size()) : -1;
   close(fd);
-  return count > 0 ? std::string(bytes.data(), static_cast<size_t>(count)) : "";
+  if (count < 0) return std::nullopt;
+  return std::string(bytes.data(), static_cast<size_t>(count));
 }
 
 }  // namespace
 
-std::string ContentTypeOf(const std::string& path) {
-  const std::string bytes = FirstBytes(path);
+std::optional<std::string> ContentTypeOf(const std::string& path) {
+  const std::optional<std::string> bytes = FirstBytes(path);
+  if (!bytes) return std::nullopt;
   for (const Signature& signature : kSignatures) {
-    if (bytes.compare(0, signature.bytes.size(), signature.bytes) == 0) return signature.type;
+    if (bytes->compare(0, signature.bytes.size(), signature.bytes) == 0) return signature.type;
   }
   return "";
 }

@@ -1,6 +1,7 @@
 #ifndef VEXATHUMB_SERVICE_CONTENT_TYPE_H_
 #define VEXATHUMB_SERVICE_CONTENT_TYPE_H_
 
+#include <optional>
 #include <string>
 
 namespace vexathumb::service {
@@ -11,9 +12,9 @@ constexpr char kPngType[] = "image/png";
 constexpr char kGifType[] = "image/gif";
 constexpr char kBmpType[] = "image/bmp";
 
-// Which of these types a file has by its first bytes, whatever its name says. Empty for any other
-// type, and when it is no regular file or cannot be read.
-std::string ContentTypeOf(const std::string& path);
+// Which of these types a file has by its first bytes, whatever its name says; empty for any other
+// type. Nothing when it is no regular file or cannot be read.
+std::optional<std::string> ContentTypeOf(const std::string& path);
 
 }  // namespace vexathumb::service
 

@@ -28,8 +28,8 @@ json IdentityOf(const struct stat& st) {
 }
 
 json ReadEntry(const std::string& path) {
-  struct stat st = {};
-  if (!IsStoredFile(path) || stat(path.c_str(), &st) != 0 || st.st_size > kMaxEntrySize) return {};
+  const auto st = StatusOfStoredFile(path);
+  if (!st || st->st_size > kMaxEntrySize) return {};
   std::ifstream file(path);
   return json::parse(file, nullptr, false);
 }

@@ -11,12 +11,9 @@
 namespace vexathumb::service {
 
 // What this process has lately read of sources' metadata, so that a stored thumbnail is found
-// without reading them again. A bounded number of sources is remembered, each until its status
-// says that it has changed. Both are callable from several threads.
+// without reading them again: the StatusMemory of inspections.
 
-// `info` has been inspected, and `before` is the source's status from before that. Nothing is
-// remembered of a source that changed so recently that another change might leave no trace in its
-// status.
+// `info` has been inspected, and `before` is the source's status from before that.
 void RememberInspection(const std::string& source, const struct stat& before,
                         const ThumbInfo& info);
 

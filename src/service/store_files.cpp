@@ -41,10 +41,11 @@ std::string StoreDirectoryOf(const std::string& source) {
                                                                                          : "";
 }
 
-bool IsStoredFile(const std::string& path) {
+std::optional<struct stat> StatusOfStoredFile(const std::string& path) {
   struct stat st = {};
-  return lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
-         IsStoreDirectory(file::Dirname(path));
+  const bool stored =
+      lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && IsStoreDirectory(file::Dirname(path));
+  return stored ? std::make_optional(st) : std::nullopt;
 }
 
 bool IsStoreWritable(const std::string& source) {

@@ -1,6 +1,9 @@
 #ifndef VEXATHUMB_SERVICE_STORE_FILES_H_
 #define VEXATHUMB_SERVICE_STORE_FILES_H_
 
+#include <sys/stat.h>
+
+#include <optional>
 #include <string>
 
 namespace vexathumb::service {
@@ -14,9 +17,10 @@ std::string TemporaryFor(const std::string& path);
 // The store directory of a source; empty when the platform refuses.
 std::string StoreDirectoryOf(const std::string& source);
 
-// Whether `path` is a regular file of a store: links, which somebody with rights in the share may
-// have put in the place of the file, its store directory or the folder of these, are not followed.
-bool IsStoredFile(const std::string& path);
+// The status of a regular file of a store, nothing when `path` is none: links, which somebody with
+// rights in the share may have put in the place of the file, its store directory or the folder of
+// these, are not followed.
+std::optional<struct stat> StatusOfStoredFile(const std::string& path);
 
 // Whether the source's store directory is there, made where it was missing, and may be written to.
 bool IsStoreWritable(const std::string& source);

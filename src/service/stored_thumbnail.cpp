@@ -1,15 +1,21 @@
 #include "service/stored_thumbnail.h"
 
-#include <unistd.h>
-
 #include "service/content_type.h"
+#include "service/status_memory.h"
 #include "service/store_files.h"
 
 namespace vexathumb::service {
 namespace {
 
-bool IsReadable(const std::string& path) {
-  return IsStoredFile(path) && access(path.c_str(), R_OK) == 0;
+// The type of a stored file's content, read once; nothing when there is no such file, or when it
+// cannot be read.
+std::optional<std::string> TypeOfStored(const std::string& path) {
+  static StatusMemory<std::string> memory;
+  const auto status = StatusOfStoredFile(path);
+  if (!status) return std::nullopt;
+  auto type = memory.Recall(path, *status);
+  if (!type && (type = ContentTypeOf(path))) memory.Remember(path, *status, *type);
+  return type;
 }
 
 // Stored once for all turns, turned losslessly on its way out; only a JPEG can be.
@@ -18,7 +24,8 @@ std::optional<StoredThumbnail> FindOfPhotoAlbum(const ThumbnailRequest& request,
   const bool turned = info.GetUserRotate() % 4 != 0;
   for (const std::string& name : {info.GetPixdeckThumbEAName(), info.GetPixdeckOldThumbEAName()}) {
     const std::string path = file::GetEAPath(request.source, name);
-    if (IsReadable(path) && (!turned || ContentTypeOf(path) == kJpegType)) {
+    const auto type = TypeOfStored(path);
+    if (type && (!turned || type == kJpegType)) {
       return StoredThumbnail{path, info.GetOutputMimeType(), turned};
     }
   }
@@ -28,7 +35,7 @@ std::optional<StoredThumbnail> FindOfPhotoAlbum(const ThumbnailRequest& request,
 std::optional<StoredThumbnail> FindScreenshot(const ThumbnailRequest& request,
                                               const ThumbInfo& info) {
   const std::string path = file::GetEAPath(request.source, info.GetReeldeckThumbEAName());
-  if (!IsReadable(path)) return std::nullopt;
+  if (!TypeOfStored(path)) return std::nullopt;
   return StoredThumbnail{path, kJpegType};
 }
 
@@ -50,8 +57,9 @@ std::optional<StoredThumbnail> FindStored(const ThumbnailRequest& request, const
 
 std::optional<StoredThumbnail> FindBuilt(const ThumbnailRequest& request, const ThumbInfo& info) {
   const std::string path = BuiltPath(request, info);
-  if (!IsReadable(path) || !info.IsThumbUptoDate(path)) return std::nullopt;
-  const bool bmp_data = ContentTypeOf(path) == kBmpType;
+  const auto type = TypeOfStored(path);
+  if (!type || !info.IsThumbUptoDate(path)) return std::nullopt;
+  const bool bmp_data = type == kBmpType;
   return StoredThumbnail{path, bmp_data ? kBmpType : info.GetOutputMimeType(), false, bmp_data};
 }
 

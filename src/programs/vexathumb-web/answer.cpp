@@ -19,6 +19,7 @@ void Route(const Request& request) {
   if (request.method != "GET" && request.method != "HEAD") {
     throw Problem(405, "Only GET and HEAD are answered here.");
   }
+  const vexaplatform::SettingsHold hold;
   const auto settings = vexaplatform::CurrentSettings();
   switch (request.room) {
     case Room::kThumb:

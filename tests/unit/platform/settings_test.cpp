@@ -252,6 +252,19 @@ TEST(CurrentSettings, LeaveErrnoAlone) {
   EXPECT_EQ(errno, EDOM);
 }
 
+TEST(CurrentSettings, StayTheSameWhileTheyAreHeld) {
+  ScopedSettings file("[store]\nroot = /one\n");
+  {
+    const SettingsHold hold;
+    file.Write("[store]\nroot = /two\n");
+    EXPECT_EQ(CurrentSettings()->root, "/one");
+    { const SettingsHold inner; }
+    EXPECT_EQ(CurrentSettings()->root, "/one");
+    std::thread([] { EXPECT_EQ(CurrentSettings()->root, "/two"); }).join();
+  }
+  EXPECT_EQ(CurrentSettings()->root, "/two");
+}
+
 TEST(CurrentSettings, AreWholeOnEveryThreadWhileTheFileIsReplaced) {
   ScopedSettings file("[store]\nroot = /0\n[share 0]\npath = /0\n");
   std::vector<std::thread> readers;

@@ -5,18 +5,13 @@
 
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <future>
 #include <mutex>
 
-#include "kit/case_name.h"
-#include "kit/files.h"
 #include "service_test.h"
 
 namespace vexathumb::service {
 namespace {
-
-using kit::CaseName;
 
 constexpr char kJpeg[] = "\xff\xd8\xff\xe0 thumbnail";
 constexpr int kTurned = 6;  // orientation
@@ -57,63 +52,18 @@ TEST_F(InspectionMemoryTest, RecallsASourceForAnotherRequest) {
   EXPECT_EQ(recalled->GetAvatarThumbEAName(), inspected.GetAvatarThumbEAName());
 }
 
-TEST_F(InspectionMemoryTest, DoesNotTakeUpASourceThatHasJustChanged) {
-  machine_.clock_ahead = 0;
-  InspectAndRemember();
-  EXPECT_FALSE(RecallInspection(ForLabel(source_, kSmall)));
-}
-
-TEST_F(InspectionMemoryTest, StaysBounded) {
-  constexpr int kMore = 3000;
-  struct stat before = {};
-  ASSERT_EQ(stat(source_.c_str(), &before), 0);
-  const ThumbInfo info = Inspected(ForLabel(source_, kSmall));
-  int recalled = 0;
-  for (int i = 0; i < kMore; ++i) {
-    const std::string link = Picture("link-" + std::to_string(i) + ".jpg");
-    std::filesystem::create_symlink(source_, link);
-    RememberInspection(link, before, info);
-  }
-  for (int i = 0; i < kMore; ++i) {
-    const std::string link = Picture("link-" + std::to_string(i) + ".jpg");
-    if (RecallInspection(ForLabel(link, kSmall))) ++recalled;
-  }
-  EXPECT_GT(recalled, 0);
-  EXPECT_LE(recalled, 1024);
-}
-
-struct ChangeCase {
-  const char* name;
-  std::function<void(const std::string& source)> make;
-};
-
-class ChangedSinceInspectionTest : public InspectionMemoryTest,
-                                   public testing::WithParamInterface<ChangeCase> {};
-
-TEST_P(ChangedSinceInspectionTest, IsForgotten) {
+TEST_F(InspectionMemoryTest, ForgetsASourceThatHasBeenWrittenAnew) {
   InspectAndRemember();
   ASSERT_TRUE(RecallInspection(ForLabel(source_, kSmall)));
-  GetParam().make(source_);
+  WritePhoto(source_, {800, 600});  // which puts the former time of modification back
   EXPECT_FALSE(RecallInspection(ForLabel(source_, kSmall)));
 }
 
-// WritePhoto puts the former time of modification back.
-INSTANTIATE_TEST_SUITE_P(
-    AfterItIs, ChangedSinceInspectionTest,
-    testing::Values(
-        ChangeCase{"WrittenAnew",
-                   [](const auto& source) {
-                     WritePhoto(source, {800, 600});
-                   }},
-        ChangeCase{"Replaced",
-                   [](const auto& source) {
-                     WritePhoto(source + ".new", {800, 600});
-                     std::filesystem::rename(source + ".new", source);
-                   }},
-        ChangeCase{"GivenAnotherTime",
-                   [](const auto& source) { SetModificationTime(source, kSourceTime + 1); }},
-        ChangeCase{"Deleted", [](const auto& source) { std::filesystem::remove(source); }}),
-    CaseName());
+TEST_F(InspectionMemoryTest, KnowsNothingOfASourceThatHasGone) {
+  InspectAndRemember();
+  std::filesystem::remove(source_);
+  EXPECT_FALSE(RecallInspection(ForLabel(source_, kSmall)));
+}
 
 class RepeatedRequestTest : public InspectionMemoryTest {};
 

@@ -46,9 +46,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(ContentTypeTest, NothingThatIsNoRegularFileHasOne) {
   kit::WriteFifo(Picture("fifo.jpg"));
-  EXPECT_EQ(ContentTypeOf(Picture("fifo.jpg")), "");
-  EXPECT_EQ(ContentTypeOf(share_.path()), "");
-  EXPECT_EQ(ContentTypeOf(Picture("missing.jpg")), "");
+  EXPECT_EQ(ContentTypeOf(Picture("fifo.jpg")), std::nullopt);
+  EXPECT_EQ(ContentTypeOf(share_.path()), std::nullopt);
+  EXPECT_EQ(ContentTypeOf(Picture("missing.jpg")), std::nullopt);
 }
 
 class CompactTest : public ServiceTest {

@@ -195,6 +195,15 @@ TEST_F(FoundThumbnailTest, BmpDataUnderAJpegsNameAreTold) {
   EXPECT_EQ(found->mime, "image/bmp");
 }
 
+TEST_F(FoundThumbnailTest, AnotherContentOfTheSameSizeAndTimeIsTold) {
+  machine_.clock_ahead = 60;  // what is stored is not new
+  WriteStored(source_, kDocdeck, kBmp);
+  ASSERT_TRUE(Find()->bmp_data);
+  ASSERT_TRUE(Find()->bmp_data);
+  WriteStored(source_, kDocdeck, std::string(kJpeg).substr(0, sizeof(kBmp) - 1));
+  EXPECT_FALSE(Find()->bmp_data);
+}
+
 TEST_F(FoundThumbnailTest, AJpegIsOne) {
   WriteStored(source_, kDocdeck, kJpeg);
   const auto found = Find();
@@ -248,7 +257,7 @@ TEST_P(PlantedFileTest, IsNotTaken) {
   ASSERT_TRUE(file::MakeEADir(source_));
   GetParam().plant(StorePath(source_, kDocdeck), elsewhere_ / "secret");
   EXPECT_FALSE(Find());
-  EXPECT_FALSE(IsStoredFile(StorePath(source_, kDocdeck)));
+  EXPECT_FALSE(StatusOfStoredFile(StorePath(source_, kDocdeck)));
 }
 
 void MoveAwayAndLink(const std::string& directory) {

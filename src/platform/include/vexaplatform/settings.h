@@ -61,6 +61,20 @@ struct Settings {
 // Callable from any thread.
 VEXAPLATFORM_API std::shared_ptr<const Settings> CurrentSettings();
 
+// While one lives, CurrentSettings() in its thread goes on to give what it gave when the outermost
+// one was made: a request is answered by the same settings from beginning to end, and the file is
+// looked at once.
+class VEXAPLATFORM_API SettingsHold {
+ public:
+  SettingsHold();  // throws as CurrentSettings() does
+  ~SettingsHold();
+  SettingsHold(const SettingsHold&) = delete;
+  SettingsHold& operator=(const SettingsHold&) = delete;
+
+ private:
+  bool outermost_;
+};
+
 }  // namespace vexaplatform
 
 #endif  // VEXAPLATFORM_VEXAPLATFORM_SETTINGS_H_
