@@ -1,10 +1,11 @@
-# Programs and their man pages, the album page, libraries, headers under include/vexathumb with their source tree's relative paths, pkg-config files.
+# Programs and their man pages, the album page, the tool policy, libraries, headers under include/vexathumb with their source tree's relative paths, pkg-config files.
 
 install(TARGETS vexathumb vexaplatform LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS vexathumb_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES docs/vexathumb.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/vexathumb-web.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(DIRECTORY web DESTINATION ${CMAKE_INSTALL_DATADIR}/vexathumb)
+install(FILES deploy/tool-policy/policy.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/vexathumb/tool-policy)
 
 set(VEXATHUMB_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/vexathumb)
 install(DIRECTORY src/platform/include/ DESTINATION ${VEXATHUMB_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")

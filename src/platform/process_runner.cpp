@@ -1,72 +1,70 @@
 #include <stdio.h>
-#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <new>
+#include <utility>
 #include <vector>
 
-#include "child_process.h"
 #include "no_throw.h"
+#include "running_tool.h"
+#include "tool_answer.h"
+#include "tool_plan.h"
 #include "tool_record.h"
+#include "tool_streams.h"
 #include "vlibc/process.h"
 
 namespace vexaplatform {
 namespace {
-
-constexpr int kSignalBase = 256;
 
 int Fail(int error) {
   errno = error;
   return -1;
 }
 
-// Waits for a child and answers how it ended.
-int Wait(pid_t child) {
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) return -1;
-  }
-  RecordEnd(status);
-  return WIFSIGNALED(status) ? kSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
-}
-
-bool Start(const char* path, const char* const argv[], const ChildStreams& streams, pid_t* child) {
-  const bool started = Spawn(path, argv, streams, child) == 0;
-  RecordStart(path, started);
-  return started;
-}
-
 int Run(const char* path, const char* const argv[]) {
   if (path == nullptr || argv == nullptr) return Fail(EINVAL);
-  pid_t child = 0;
-  return Start(path, argv, ChildStreams(), &child) ? Wait(child) : -1;
+  auto plan = PlanTool(path, argv);
+  if (plan == nullptr) return AnswerOfRefused(path);
+  RunningTool tool(std::move(plan));
+  if (tool.Start(UniqueFd()) != 0) return AnswerOfRefused(path);
+  tool.Wait();
+  return AnswerOf(tool.plan());
 }
 
-// Which child is behind which stream.
+// The vector of a list that ends with a null pointer, which it has too.
+std::vector<const char*> CollectVector(const char* path, va_list arguments) {
+  std::vector<const char*> vector = {path};
+  while (vector.back() != nullptr) vector.push_back(va_arg(arguments, const char*));
+  return vector;
+}
+
+// Which tool is behind which stream.
 class StreamTable {
  public:
-  void Add(FILE* stream, pid_t child) {
+  void Add(FILE* stream, std::unique_ptr<RunningTool> tool) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    children_[stream] = child;
+    tools_[stream] = std::move(tool);
   }
 
-  // Forgets the stream; -1 when it is not one of ours.
-  pid_t Take(FILE* stream) {
+  // Forgets the stream; null when it is not one of ours.
+  std::unique_ptr<RunningTool> Take(FILE* stream) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto found = children_.find(stream);
-    if (found == children_.end()) return -1;
-    const pid_t child = found->second;
-    children_.erase(found);
-    return child;
+    const auto found = tools_.find(stream);
+    if (found == tools_.end()) return nullptr;
+    std::unique_ptr<RunningTool> tool = std::move(found->second);
+    tools_.erase(found);
+    return tool;
   }
 
  private:
   std::mutex mutex_;
-  std::map<FILE*, pid_t> children_;
+  std::map<FILE*, std::unique_ptr<RunningTool>> tools_;
 };
 
 StreamTable& Streams() {
@@ -75,54 +73,77 @@ StreamTable& Streams() {
   return *table;
 }
 
+using Stream = std::unique_ptr<FILE, int (*)(FILE*)>;
+
+// Whether the tool runs, as its supervisor tells.
+bool ReadSign(int descriptor) {
+  char sign = 0;
+  while (read(descriptor, &sign, 1) < 0 && errno == EINTR) {
+  }
+  return sign != 0;
+}
+
+// Null with errno when the tool cannot be started.
+FILE* StartWithStream(std::unique_ptr<ToolPlan> plan, const char* mode) {
+  const bool reads = mode[0] == 'r';
+  const std::string program = plan->launch.program;
+  Channel data;
+  Channel started;
+  if ((reads ? MakeOutputChannel(&data) : MakeInputChannel(&data)) != 0 ||
+      MakeSignChannel(&started) != 0) {
+    AnswerOfRefused(program);
+    return nullptr;
+  }
+  Stream stream(fdopen(data.hosts_end.get(), mode), &fclose);
+  if (stream == nullptr) return nullptr;
+  data.hosts_end.Release();
+
+  (reads ? plan->launch.output : plan->launch.input) = data.tools_end.get();
+  plan->launch.output_is_socket = reads;
+  auto tool = std::make_unique<RunningTool>(std::move(plan));
+  RunningTool* const running = tool.get();
+  Streams().Add(stream.get(), std::move(tool));  // before it runs: this needs memory and may fail
+  if (running->Start(std::move(started.tools_end)) != 0) {
+    Streams().Take(stream.get());
+    AnswerOfRefused(program);
+    return nullptr;
+  }
+  if (ReadSign(started.hosts_end.get())) {
+    RecordStart(program.c_str(), true);
+    return stream.release();
+  }
+  tool = Streams().Take(stream.get());
+  tool->Wait();
+  stream.reset();
+  if (AnswerOf(tool->plan()) >= 0) errno = ECHILD;  // its supervisor was killed at once
+  return nullptr;
+}
+
 FILE* OpenStream(const char* path, const char* mode, const char* const argv[]) {
-  const bool reads = mode != nullptr && strcmp(mode, "r") == 0;
-  const bool writes = mode != nullptr && strcmp(mode, "w") == 0;
-  if (path == nullptr || argv == nullptr || (!reads && !writes)) {
+  const bool known = mode != nullptr && (strcmp(mode, "r") == 0 || strcmp(mode, "w") == 0);
+  if (path == nullptr || argv == nullptr || !known) {
     errno = EINVAL;
     return nullptr;
   }
-  Pipe pipe;
-  if (MakePipe(&pipe) != 0) return nullptr;
-  UniqueFd& hosts_end = reads ? pipe.read_end : pipe.write_end;
-  UniqueFd& childs_end = reads ? pipe.write_end : pipe.read_end;
-  FILE* stream = fdopen(hosts_end.get(), mode);
-  if (stream == nullptr) return nullptr;
-  hosts_end.Release();
-
-  ChildStreams streams;
-  (reads ? streams.output : streams.input) = childs_end.get();
-  Streams().Add(stream, 0);  // before the child exists: this needs memory and may fail
-  pid_t child = 0;
-  if (!Start(path, argv, streams, &child)) {
-    const int error = errno;
-    Streams().Take(stream);
-    fclose(stream);
-    errno = error;
-    return nullptr;
-  }
-  Streams().Add(stream, child);
-  return stream;
+  auto plan = PlanTool(path, argv);
+  if (plan != nullptr) return StartWithStream(std::move(plan), mode);
+  AnswerOfRefused(path);
+  return nullptr;
 }
 
 }  // namespace
 }  // namespace vexaplatform
 
 int VLIBCExecv(const char* path, const char* const argv[], int /*flag*/) {
-  return vexaplatform::Run(path, argv);
+  return vexaplatform::NoThrow(-1, [&] { return vexaplatform::Run(path, argv); });
 }
 
 int VLIBCExecl(const char* path, int flag, ...) {
   va_list arguments;
   va_start(arguments, flag);
-  int result = -1;
-  try {  // no lambda as elsewhere: the analyzer loses sight of the list in one
-    std::vector<const char*> argv = {path};
-    while (argv.back() != nullptr) argv.push_back(va_arg(arguments, const char*));
-    result = vexaplatform::Run(path, argv.data());
-  } catch (const std::bad_alloc&) {
-    errno = ENOMEM;
-  }
+  const int result = vexaplatform::NoThrow(-1, [path, &arguments] {
+    return vexaplatform::Run(path, vexaplatform::CollectVector(path, arguments).data());
+  });
   va_end(arguments);
   return result;
 }
@@ -134,7 +155,8 @@ FILE* VLIBCPopenv(const char* path, const char* mode, const char* const argv[]) 
 
 int VLIBCPclose(FILE* stream) {
   if (stream == nullptr) return vexaplatform::Fail(EINVAL);
-  const pid_t child = vexaplatform::Streams().Take(stream);
+  const auto tool = vexaplatform::Streams().Take(stream);
   fclose(stream);
-  return child > 0 ? vexaplatform::Wait(child) : vexaplatform::Fail(ECHILD);
+  if (tool == nullptr || !tool->Wait()) return vexaplatform::Fail(ECHILD);
+  return vexaplatform::NoThrow(-1, [&] { return vexaplatform::AnswerOf(tool->plan()); });
 }

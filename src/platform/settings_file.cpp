@@ -105,20 +105,37 @@ class Parser {
   }
 
   void EnterSection(const std::string& header) {
-    constexpr char kShare[] = "share ";
-    const size_t name_start = header.find_first_not_of(' ', strlen(kShare));
-    const bool is_share = header.rfind(kShare, 0) == 0 && name_start != std::string::npos;
-    std::string name = is_share ? header.substr(name_start) : "";
-    name.erase(name.find_last_not_of(' ') + 1);
-    section_ = is_share ? kShare + name : header;
+    static const std::set<std::string> kSections = {"store", "service", "http", "tools"};
+    const std::string share = NameBehind("share ", header);
+    const std::string tool = NameBehind("tool ", header);
+    section_ = !share.empty() ? "share " + share : !tool.empty() ? "tool " + tool : header;
     keys_.clear();
-    if (!is_share && section_ != "store" && section_ != "service" && section_ != "http") {
+    limits_ = nullptr;
+    if (share.empty() && tool.empty() && kSections.count(section_) == 0) {
       Complain(line_, "unknown section [" + section_ + "]");
     } else if (!sections_.insert(section_).second) {
       Complain(line_, "[" + section_ + "] is given twice");
-    } else if (is_share) {
+    } else if (!share.empty()) {
       share_lines_[line_] = settings_->shares.size();
-      settings_->shares.push_back({name, "", false});
+      settings_->shares.push_back({share, "", false});
+    } else if (!tool.empty()) {
+      EnterTool(tool);
+    }
+  }
+
+  // The name in a section's header, "" when the header does not begin so.
+  static std::string NameBehind(const char* kind, const std::string& header) {
+    const size_t start = header.find_first_not_of(' ', strlen(kind));
+    if (header.rfind(kind, 0) != 0 || start == std::string::npos) return "";
+    return header.substr(start, header.find_last_not_of(' ') + 1 - start);
+  }
+
+  void EnterTool(const std::string& name) {
+    const auto limits = settings_->tools.limits.find(name);
+    if (limits == settings_->tools.limits.end()) {
+      Complain(line_, "unknown tool \"" + name + "\"");
+    } else {
+      limits_ = &limits->second;
     }
   }
 
@@ -130,6 +147,8 @@ class Parser {
     const bool known = section_ == "store"          ? TakeStore(key, value)
                        : section_ == "service"      ? TakeService(key, value)
                        : section_ == "http"         ? TakeHttp(key, value)
+                       : section_ == "tools"        ? TakeTools(key, value)
+                       : limits_ != nullptr         ? TakeLimit(key, value)
                        : !settings_->shares.empty() ? TakeShare(key, value)
                                                     : false;
     if (!known) Complain(line_, "unknown key \"" + key + "\" in [" + section_ + "]");
@@ -216,6 +235,30 @@ class Parser {
     return false;
   }
 
+  bool TakeTools(const std::string& key, const std::string& value) {
+    ToolSettings& tools = settings_->tools;
+    if (key == "confinement") return TakeYesNo(key, value, &tools.confinement);
+    if (key == "temp_dir") {
+      if (!TakePath(value, &tools.temp_dir)) {
+        Complain(line_, "temp_dir is \"" + value + "\", not the absolute path of a folder");
+      }
+      return true;
+    }
+    return false;
+  }
+
+  bool TakeLimit(const std::string& key, const std::string& value) {
+    constexpr int kMost = 1 << 20;
+    if (key == "address_space") return TakeNumber(key, value, {16, kMost}, &limits_->address_space);
+    if (key == "cpu_time") return TakeNumber(key, value, {1, 86400}, &limits_->cpu_time);
+    if (key == "wall_time") return TakeNumber(key, value, {1, 86400}, &limits_->wall_time);
+    if (key == "file_size") return TakeNumber(key, value, {1, kMost}, &limits_->file_size);
+    if (key == "open_files") return TakeNumber(key, value, {16, kMost}, &limits_->open_files);
+    if (key == "jpeg_memory") return TakeNumber(key, value, {1, kMost}, &limits_->jpeg_memory);
+    if (key == "threads") return TakeNumber(key, value, {1, 1024}, &limits_->threads);
+    return false;
+  }
+
   bool TakeYesNo(const std::string& key, const std::string& value, bool* target) {
     static const std::map<std::string, bool> kAnswers = {
         {"yes", true}, {"true", true}, {"1", true}, {"no", false}, {"false", false}, {"0", false}};
@@ -252,6 +295,7 @@ class Parser {
   Settings* settings_;
   int line_ = 0;
   std::string section_;
+  ToolLimits* limits_ = nullptr;  // of the section, when it is a tool's
   std::set<std::string> sections_;
   std::set<std::string> keys_;             // of the section so far
   std::map<int, size_t> share_lines_;      // line to index in Settings::shares

@@ -1,7 +1,5 @@
 #include "vexaplatform/tool_report.h"
 
-#include <sys/wait.h>
-
 #include <cerrno>
 #include <cstdio>
 
@@ -29,14 +27,9 @@ void RecordStart(const char* path, bool started) {
   errno = error;
 }
 
-void RecordEnd(int wait_status) {
-  if (WIFSIGNALED(wait_status)) {
-    record.ending = ToolEnding::kSignalled;
-    record.detail = WTERMSIG(wait_status);
-    return;
-  }
-  record.detail = WEXITSTATUS(wait_status);
-  record.ending = record.detail == 0 ? ToolEnding::kSucceeded : ToolEnding::kExited;
+void RecordEnd(ToolEnding ending, int detail) {
+  record.ending = ending;
+  record.detail = detail;
 }
 
 ToolReport LastToolRun() { return {record.ending, record.program, record.detail}; }

@@ -6,11 +6,12 @@
 //   signal N           dies by signal N
 //   say TEXT           writes TEXT to standard output
 //   complain TEXT      writes TEXT to standard error
-//   flood N            writes N bytes to standard output
+//   flood N            writes N bytes to standard output; exits with status 3 when it cannot
 //   save FILE          copies standard input to FILE
-//   interrupt N        sends SIGUSR1 to its parent N times, then exits with status 7
+//   interrupt PID      sends SIGUSR1 to that process 20 times, then exits with status 7
 
 #include <dirent.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,6 +22,7 @@
 #include <iostream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -50,8 +52,19 @@ void Report(std::ostream& out, int argc, char** argv, const std::vector<int>& de
     if (line.rfind("SigIgn:\t", 0) == 0) out << "ignored " << line.substr(8) << "\n";
   }
   for (int i = 0; i < argc; ++i) out << "argument " << argv[i] << "\n";
-  const char* variable = std::getenv("PROBE_VARIABLE");
-  out << "variable " << (variable == nullptr ? "" : variable) << "\n";
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    out << "variable " << *variable << "\n";
+  }
+  const std::pair<const char*, int> limits[] = {{"address_space", RLIMIT_AS},
+                                                {"cpu_time", RLIMIT_CPU},
+                                                {"file_size", RLIMIT_FSIZE},
+                                                {"open_files", RLIMIT_NOFILE},
+                                                {"core", RLIMIT_CORE}};
+  for (const auto& [name, resource] : limits) {
+    rlimit limit = {};
+    getrlimit(static_cast<__rlimit_resource>(resource), &limit);
+    out << "limit " << name << " " << limit.rlim_cur << " " << limit.rlim_max << "\n";
+  }
 }
 
 }  // namespace
@@ -78,11 +91,12 @@ int main(int argc, char** argv) {
   } else if (action == "flood") {
     const std::string block(1000, 'x');
     for (int left = std::stoi(value); left > 0; left -= 1000) std::cout << block << std::flush;
+    if (!std::cout) return 3;
   } else if (action == "save") {
     std::ofstream(value) << std::string(std::istreambuf_iterator<char>(std::cin), {});
   } else if (action == "interrupt") {
-    for (int left = std::stoi(value); left > 0; --left) {
-      kill(getppid(), SIGUSR1);
+    for (int left = 20; left > 0; --left) {
+      kill(std::stoi(value), SIGUSR1);
       usleep(1000);
     }
     return 7;

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -25,6 +26,20 @@ TEST(Doctor, FindsASoundMachineSoundAndLeavesNothing) {
   }
   EXPECT_THAT(run.out, HasSubstr("thumbnails lie in " + album / ".vexaea"));
   EXPECT_FALSE(std::filesystem::exists(album / ".vexaea"));
+}
+
+TEST(Doctor, TellsHowToolsAreConfined) {
+  const Album album;
+  const std::string out = album.Run({"doctor", album.pictures()}).out;
+  for (const char* subject : {"Landlock: ", "seccomp: ", "tool policy: ", "aliases: "}) {
+    EXPECT_THAT(out, HasSubstr(subject));
+  }
+  if (geteuid() == 0) {
+    EXPECT_THAT(out, HasSubstr("warn  user: runs as root"));
+  }
+  album.WriteSettings("[tools]\nconfinement = no\n");
+  EXPECT_THAT(album.Run({"doctor", album.pictures()}).out,
+              HasSubstr("warn  confinement: switched off"));
 }
 
 TEST(Doctor, LooksAtTheCurrentFolderByDefault) {
@@ -73,7 +88,9 @@ INSTANTIATE_TEST_SUITE_P(
                       UnsoundCase{"root_that_cannot_be_made",
                                   "[store]\nlayout = central\nroot = /dev/null/store\n", false, "",
                                   "cannot be written"},
-                      UnsoundCase{"no_folder", "", false, "/none", "is no folder"}),
+                      UnsoundCase{"no_folder", "", false, "/none", "is no folder"},
+                      UnsoundCase{"no_place_for_aliases", "[tools]\ntemp_dir = /none\n", false, "",
+                                  "no private folder"}),
     CaseName());
 
 TEST(Doctor, WarnsOfASharesMissingFolder) {

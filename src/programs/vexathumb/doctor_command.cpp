@@ -8,6 +8,7 @@
 #include "programs/vexathumb/machine_checks.h"
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/report.h"
+#include "programs/vexathumb/safety_checks.h"
 #include "service/source_path.h"
 
 namespace vexathumb::program {
@@ -25,7 +26,8 @@ const char* LevelText(Level level) {
 
 std::vector<Finding> AllFindings(const std::string& folder) {
   std::vector<Finding> all = CheckTools();
-  for (const auto& findings : {CheckFormats(), CheckStore(folder), CheckSettings()}) {
+  for (const auto& findings : {CheckFormats(), CheckStore(folder), CheckSettings(),
+                               CheckConfinement(), CheckSurroundings()}) {
     all.insert(all.end(), findings.begin(), findings.end());
   }
   return all;

@@ -2,8 +2,10 @@
 // systemd starts, lighttpd on port 8080 with workers of its own, both with the share /srv/photo.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/landlock.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -182,6 +184,31 @@ TEST_F(Deployment, BuildsThumbnailsOfAllKindsWithinItsConfinement) {
   }
   EXPECT_TRUE(
       std::filesystem::exists("/srv/photo/sample/.vexaea/sideways.jpg/VEXAFILE_THUMB_S_r1.jpg"));
+}
+
+// What a worker would find, by its own unit with the doctor in the program's place.
+TEST_F(Deployment, LeavesToolsTheirOwnConfinement) {
+  std::string unit = ReadFile("/etc/systemd/system/vexathumb-web@.service");
+  unit = std::regex_replace(unit, std::regex("\n(Requires|After|Sockets|Restart|ExecStart)=[^\n]*"),
+                            "");
+  unit = std::regex_replace(unit, std::regex("\n\\[Service\\]\n"),
+                            "\n[Service]\nType=oneshot\nStandardOutput=file:/run/findings\n"
+                            "ExecStart=-/usr/local/bin/vexathumb doctor /srv/photo\n");
+  WriteFile("/etc/systemd/system/vexathumb-doctor@.service", unit);
+  Systemctl({"daemon-reload"});
+  Systemctl({"start", "vexathumb-doctor@1.service"});
+  const std::string findings = ReadFile("/run/findings");
+  for (const char* sound :
+       {"ok    seccomp: ", "ok    tool policy: ", "ok    aliases: ", "ok    /usr/bin/convert: "}) {
+    EXPECT_THAT(findings, HasSubstr(sound));
+  }
+  // A container may lack Landlock, but not the unit where the container has it.
+  const bool has_landlock =
+      syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION) > 0;
+  EXPECT_THAT(findings, HasSubstr(has_landlock ? "ok    Landlock: version " : "warn  Landlock: "));
+  for (const char* weakness : {"warn  user: ", "warn  /tmp: "}) {
+    EXPECT_THAT(findings, testing::Not(HasSubstr(weakness)));
+  }
 }
 
 TEST_F(Deployment, RunsWorkersAsTheirOwnUserWithoutAnyRights) {

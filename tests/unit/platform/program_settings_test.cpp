@@ -77,6 +77,27 @@ TEST(ProgramSettings, MapAnyNumberOfFolders) {
   EXPECT_EQ(settings.http.map[2].uri, "/all");
 }
 
+TEST(ProgramSettings, SetLimitsOfTools) {
+  const Settings settings = Read(
+      "[tools]\nconfinement = no\ntemp_dir = /srv/tmp/\n[tool convert]\naddress_space = 2000\n"
+      "cpu_time = 1\nwall_time = 2\nfile_size = 3\nopen_files = 40\njpeg_memory = 5\nthreads = 6\n"
+      "[tool other]\nwall_time = 7\n");
+  EXPECT_EQ(settings.error, "");
+  EXPECT_FALSE(settings.tools.confinement);
+  EXPECT_EQ(settings.tools.temp_dir, "/srv/tmp");
+  const ToolLimits& convert = settings.tools.limits.at("convert");
+  EXPECT_EQ(convert.address_space, 2000);
+  EXPECT_EQ(convert.cpu_time, 1);
+  EXPECT_EQ(convert.wall_time, 2);
+  EXPECT_EQ(convert.file_size, 3);
+  EXPECT_EQ(convert.open_files, 40);
+  EXPECT_EQ(convert.jpeg_memory, 5);
+  EXPECT_EQ(convert.threads, 6);
+  EXPECT_EQ(settings.tools.limits.at("other").wall_time, 7);
+  EXPECT_EQ(settings.tools.limits.at("djpeg").wall_time, ToolLimits().wall_time);
+  EXPECT_EQ(settings.tools.limits.at("djpeg").address_space, 768);
+}
+
 struct Broken {
   const char* name;
   const char* text;
@@ -116,6 +137,14 @@ INSTANTIATE_TEST_SUITE_P(
         Broken{"KeyTwice", "[service]\nquality = 7\nquality = 8\n",
                "3: \"quality\" is given twice"},
         Broken{"SectionTwice", "[http]\nmap = /a = /b\n[http]\n", "3: [http] is given twice"},
+        Broken{"UnknownTool", "[tool mogrify]\n", "1: unknown tool \"mogrify\""},
+        Broken{"UnknownLimit", "[tool mv]\nmemory = 1\n", "2: unknown key \"memory\" in [tool mv]"},
+        Broken{"NoMemory", "[tool mv]\naddress_space = 0\n",
+               "2: address_space is \"0\", not a number from 16 to 1048576"},
+        Broken{"UnknownToolsKey", "[tools]\nwall_time = 1\n",
+               "2: unknown key \"wall_time\" in [tools]"},
+        Broken{"RelativeTempDir", "[tools]\ntemp_dir = tmp\n",
+               "2: temp_dir is \"tmp\", not the absolute path of a folder"},
         Broken{"UnknownDelivery", "[http]\ndelivery = sendfile\n",
                "2: delivery is \"sendfile\", not self, x-sendfile or x-accel-redirect"},
         Broken{"MapWithoutUri", "[http]\nmap = /srv\n",

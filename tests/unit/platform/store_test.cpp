@@ -13,6 +13,7 @@
 
 #include "in_child.h"
 #include "kit/files.h"
+#include "kit/log_capture.h"
 #include "kit/temp_dir.h"
 #include "scoped_settings.h"
 #include "vexa/ea.h"
@@ -241,6 +242,57 @@ TEST_F(StoreDirectory, NeedsAnAbsolutePath) {
     EXPECT_EQ(errno, EINVAL);
   }
 }
+
+TEST_F(StoreDirectory, IsMadeWithoutLinksBeneathACentralRoot) {
+  std::filesystem::create_directory(folder_ / "root");
+  std::filesystem::create_directory(folder_ / "elsewhere");
+  std::filesystem::create_directory_symlink("root", folder_ / "linked");
+  std::filesystem::create_directory_symlink(folder_ / "elsewhere", folder_ / "root/share");
+  settings_.Write("[store]\nlayout = central\nroot = " + (folder_ / "linked") + "\n");
+  EXPECT_EQ(VEXAEAMKDir(1, (folder_ / "linked/other/.vexaea/a.jpg").c_str()), 0);
+  EXPECT_TRUE(std::filesystem::is_directory(folder_ / "root/other/.vexaea/a.jpg"));
+  EXPECT_EQ(VEXAEAMKDir(1, (folder_ / "linked/share/.vexaea/a.jpg").c_str()), -1);
+  EXPECT_EQ(errno, ELOOP);
+  EXPECT_TRUE(std::filesystem::is_empty(folder_ / "elsewhere"));
+}
+
+struct BadEntry {
+  const char* name;
+  const char* place;
+  const char* target;  // null: a folder
+  int error;
+};
+
+class OccupiedStoreEntry : public StoreDirectory, public testing::WithParamInterface<BadEntry> {};
+
+TEST_P(OccupiedStoreEntry, HasNoPath) {
+  const std::string place = folder_ / GetParam().place;
+  std::filesystem::create_directories(std::filesystem::path(place).parent_path());
+  if (GetParam().target != nullptr) {
+    std::filesystem::create_directories(folder_ / "elsewhere/a.jpg");
+    WriteFile(folder_ / "elsewhere/a.jpg/n", "of another");
+    std::filesystem::create_symlink(folder_ / GetParam().target, place);
+  } else {
+    std::filesystem::create_directory(place);
+  }
+  vexathumb::kit::TakeLog();
+  const Answer answer = EntryPath(folder_ / "share/a.jpg", "n");
+  EXPECT_EQ(answer.result, -1);
+  EXPECT_EQ(answer.error, GetParam().error);
+  const auto log = vexathumb::kit::TakeLog();
+  ASSERT_EQ(log.size(), 1U);
+  EXPECT_NE(log[0].text.find("is refused as a place of the store"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , OccupiedStoreEntry,
+    testing::Values(BadEntry{"ByALink", "share/.vexaea/a.jpg/n", "elsewhere/a.jpg/n", ELOOP},
+                    BadEntry{"ByADanglingLink", "share/.vexaea/a.jpg/n", "nowhere", ELOOP},
+                    BadEntry{"ByALinkForItsDirectory", "share/.vexaea/a.jpg", "elsewhere/a.jpg",
+                             ELOOP},
+                    BadEntry{"ByALinkForTheHiddenFolder", "share/.vexaea", "elsewhere", ELOOP},
+                    BadEntry{"ByAFolder", "share/.vexaea/a.jpg/n", nullptr, EISDIR}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 struct Occupied {
   const char* name;

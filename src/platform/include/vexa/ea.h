@@ -22,19 +22,23 @@ typedef enum { VEXA_SHARE = 0, AD_SHARE = 1 } EA_AD_SHARE;
 // failure. Callable from any thread.
 
 // Writes the path of the entry `name` of the source `path` into `buf`; the entry need not exist.
+// What exists is looked at: a link in the place of the entry, of its store directory or of a folder
+// on the way there, from the hidden folder on or beneath a central root, is refused, and so is a
+// folder in the entry's place; the system log has a line then.
 // `type` is EATYPE_VEXAEA, `ad` is VEXA_SHARE. 0 on success; -1 with errno EINVAL (relative path, a
 // name that is empty, "." or "..", or has a slash), ENAMETOOLONG (the result does not fit), ENOTSUP
-// (another type) or what the volume's state gave.
+// (another type), ELOOP (a link), EISDIR (a folder) or what the volume's state gave.
 VEXAPLATFORM_API int VEXAEAPath(EATYPE type, const char* path, const char* name, char* buf,
                                 int size, EA_AD_SHARE ad);
 
-// Writes the store directory of the source `path` into `buf`. Results as VEXAEAPath.
+// Writes the store directory of the source `path` into `buf`. Results as VEXAEAPath, but nothing is
+// looked at.
 VEXAPLATFORM_API int VEXAEADirPath(EATYPE type, const char* path, char* buf, int size);
 
 // Makes the store directory `dir`, which VEXAEADirPath gave, and its missing parents. `flag` is 1.
-// A symbolic link in the place of the store directory or of the folder that holds it is not
-// followed. 0 when the directory now exists; -1 with errno set, ELOOP or ENOTDIR for a link or
-// another file in its place.
+// A symbolic link in the place of the store directory or of the folder that holds it, or anywhere
+// beneath a central root, is not followed. 0 when the directory now exists; -1 with errno set,
+// ELOOP or ENOTDIR for a link or another file in its place, which the system log tells.
 VEXAPLATFORM_API int VEXAEAMKDir(int flag, const char* dir);
 
 #ifdef __cplusplus

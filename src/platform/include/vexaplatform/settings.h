@@ -1,11 +1,13 @@
 #ifndef VEXAPLATFORM_VEXAPLATFORM_SETTINGS_H_
 #define VEXAPLATFORM_VEXAPLATFORM_SETTINGS_H_
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "vexa/types.h"
+#include "vexaplatform/tool_limits.h"
 
 namespace vexaplatform {
 
@@ -42,6 +44,16 @@ struct HttpSettings {
   std::vector<UriMapping> map;  // for kXAccelRedirect; the file's order
 };
 
+// How external tools are run.
+struct ToolSettings {
+  bool confinement = true;            // Landlock and seccomp, where the kernel has them
+  std::string temp_dir = "/var/tmp";  // absolute; holds a private folder for each run of convert
+  // By the program's file name; "other" is for all that have no entry of their own.
+  std::map<std::string, ToolLimits> limits = {
+      {"convert", {}},  {"djpeg", {768}}, {"jpegtran", {768}}, {"cjpeg", {768}},
+      {"dcraw", {768}}, {"mv", {768}},    {"other", {}}};
+};
+
 struct Settings {
   std::string file;  // where they come from, whether it exists or not
   StoreLayout layout = StoreLayout::kBeside;
@@ -49,6 +61,7 @@ struct Settings {
   std::vector<ShareSettings> shares;              // in the file's order
   ServiceSettings service;
   HttpSettings http;
+  ToolSettings tools;
   std::string error;  // empty, or file, line and what is wrong there; all else is then the default
 };
 

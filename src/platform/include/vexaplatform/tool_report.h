@@ -4,6 +4,7 @@
 #include <string>
 
 #include "vexa/types.h"
+#include "vexaplatform/tool_limits.h"
 
 namespace vexaplatform {
 
@@ -12,7 +13,9 @@ enum class ToolEnding {
   kSucceeded,   // exit status 0
   kExited,      // another exit status
   kSignalled,   // ended by a signal
-  kNotStarted,  // missing, not executable, no resources
+  kNotStarted,  // missing, not executable, no resources, a destination that cannot be written
+  kLimited,     // met one of its limits
+  kIncomplete,  // said that it succeeded, but left an empty or a cut picture
 };
 
 // How the last external tool of the calling thread ended, and which program it was. A caller of the
@@ -20,7 +23,7 @@ enum class ToolEnding {
 struct ToolReport {
   ToolEnding ending = ToolEnding::kNone;
   std::string program;  // path
-  int detail = 0;       // exit status, signal number or errno, by `ending`
+  int detail = 0;       // exit status, signal number, errno or ToolLimit, by `ending`
 };
 
 // Each thread has its own. Throws std::bad_alloc only.

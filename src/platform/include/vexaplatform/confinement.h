@@ -1,0 +1,28 @@
+#ifndef VEXAPLATFORM_VEXAPLATFORM_CONFINEMENT_H_
+#define VEXAPLATFORM_VEXAPLATFORM_CONFINEMENT_H_
+
+#include <string>
+
+#include "vexa/types.h"
+
+namespace vexaplatform {
+
+// What keeps the external tools that vlibc/process.h knows from doing harm, on this machine.
+//
+// Landlock, a facility of the kernel, limits the files that a tool can open; version 3 and later
+// know of truncation too. seccomp denies it sockets, other processes, signals and, but for mv, any
+// change of a file's mode, owner or attributes. Where one is missing the other still holds.
+struct Confinement {
+  bool enabled = true;   // by the settings
+  int landlock = 0;      // version of the kernel's, 0: it has none
+  bool seccomp = false;  // whether the kernel has it
+  std::string policy;    // the folder with ImageMagick's policy for us; empty when it is missing
+  std::string temp_dir;  // where private folders are made
+};
+
+// Callable from any thread. Throws std::bad_alloc only.
+VEXAPLATFORM_API Confinement AskConfinement();
+
+}  // namespace vexaplatform
+
+#endif  // VEXAPLATFORM_VEXAPLATFORM_CONFINEMENT_H_

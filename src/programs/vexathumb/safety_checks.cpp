@@ -1,0 +1,108 @@
+#include "programs/vexathumb/safety_checks.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "vexaplatform/confinement.h"
+
+namespace vexathumb::program {
+namespace {
+
+constexpr int kLandlockWithTruncation = 3;
+
+Finding CheckLandlock(const vexaplatform::Confinement& confinement) {
+  const std::string version = std::to_string(confinement.landlock);
+  if (confinement.landlock == 0) {
+    return {Level::kWarn, "Landlock", "not in this kernel: a tool can open whatever its user can",
+            "run a kernel with Landlock, 5.13 or newer"};
+  }
+  if (confinement.landlock < kLandlockWithTruncation) {
+    return {Level::kOk, "Landlock",
+            "version " + version + ": tools open their own files only, truncation aside", ""};
+  }
+  return {Level::kOk, "Landlock", "version " + version + ": tools open their own files only", ""};
+}
+
+Finding CheckSeccomp(const vexaplatform::Confinement& confinement) {
+  if (confinement.seccomp) {
+    return {Level::kOk, "seccomp", "tools get no sockets, processes, signals or modes", ""};
+  }
+  return {Level::kWarn, "seccomp", "not in this kernel: a tool can make sockets and processes",
+          "run a kernel with seccomp filters"};
+}
+
+Finding CheckPolicy(const vexaplatform::Confinement& confinement) {
+  if (!confinement.policy.empty()) return {Level::kOk, "tool policy", confinement.policy, ""};
+  return {Level::kFail, "tool policy", "share/vexathumb/tool-policy/policy.xml is missing",
+          "install it with the libraries"};
+}
+
+Finding CheckTemporaries(const vexaplatform::Confinement& confinement) {
+  const std::string& folder = confinement.temp_dir;
+  if (access(folder.c_str(), W_OK | X_OK) == 0) {
+    return {Level::kOk, "aliases", "convert gets harmless names, in private folders in " + folder,
+            ""};
+  }
+  return {Level::kFail, "aliases", "no private folder can be made in " + folder,
+          "give the right to write there, or set temp_dir under [tools] in the settings"};
+}
+
+bool ProtectsLinks() {
+  char answer = '1';  // a kernel without the setting is not to be warned of
+  std::ifstream("/proc/sys/fs/protected_symlinks") >> answer;
+  return answer != '0';
+}
+
+// A service manager gives a unit a /tmp of its own by mounting a folder of another name there.
+bool IsTmpShared() {
+  struct stat status = {};
+  if (stat("/tmp", &status) != 0 || (status.st_mode & S_IWOTH) == 0) return false;
+  std::ifstream mounts("/proc/self/mountinfo");
+  for (std::string line; std::getline(mounts, line);) {
+    std::istringstream words(line);
+    std::string id, parent, device, root, place;
+    words >> id >> parent >> device >> root >> place;
+    if (place == "/tmp" && root.find("systemd-private-") != std::string::npos) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::vector<Finding> CheckConfinement() {
+  const vexaplatform::Confinement confinement = vexaplatform::AskConfinement();
+  std::vector<Finding> findings;
+  if (confinement.enabled) {
+    findings = {CheckLandlock(confinement), CheckSeccomp(confinement)};
+  } else {
+    findings = {{Level::kWarn, "confinement", "switched off: tools have the rights of their user",
+                 "take confinement = no out of [tools] in the settings"}};
+  }
+  findings.push_back(CheckPolicy(confinement));
+  findings.push_back(CheckTemporaries(confinement));
+  return findings;
+}
+
+std::vector<Finding> CheckSurroundings() {
+  std::vector<Finding> findings;
+  if (geteuid() == 0) {
+    findings.push_back({Level::kWarn, "user", "runs as root",
+                        "run services as a user of their own, as the systemd units do"});
+  }
+  if (!ProtectsLinks()) {
+    findings.push_back({Level::kWarn, "links",
+                        "fs.protected_symlinks is 0: others' links in "
+                        "shared folders are followed",
+                        "sysctl fs.protected_symlinks=1"});
+  }
+  if (IsTmpShared()) {
+    findings.push_back({Level::kWarn, "/tmp", "is shared with all users of this machine",
+                        "run services with PrivateTmp, as the systemd units do"});
+  }
+  return findings;
+}
+
+}  // namespace vexathumb::program
