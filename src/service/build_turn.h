@@ -1,8 +1,10 @@
 #ifndef VEXATHUMB_SERVICE_BUILD_TURN_H_
 #define VEXATHUMB_SERVICE_BUILD_TURN_H_
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "service/lock_file.h"
 
@@ -43,6 +45,31 @@ class BuildTurn {
 
   LockFile ticket_;
   LockFile place_;
+};
+
+// The source's lock and a place among the builders for work that nobody waits for: taken only while
+// nobody else waits for either, and both given up for those who do. One without the other is never
+// held, since a request for the same source may be what waits.
+class BackgroundTurn {
+ public:
+  BackgroundTurn(std::string directory, std::string source, const BuildLimits& limits)
+      : directory_(std::move(directory)), source_(std::move(source)), limits_(limits) {}
+
+  // Waits for both; false when `give_up`, asked now and then, says so first.
+  bool Take(const std::function<bool()>& give_up);
+
+  // Lets somebody who waits go first, then takes both again, as Take does. Others may have built
+  // for the source meanwhile.
+  bool GiveWay(const std::function<bool()>& give_up);
+
+ private:
+  bool TryTake();
+
+  std::string directory_;
+  std::string source_;
+  BuildLimits limits_;
+  std::optional<LockFile> source_lock_;
+  std::optional<LockFile> place_;
 };
 
 }  // namespace vexathumb::service

@@ -4,14 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <stdexcept>
 #include <system_error>
 
 #include "service/content_type.h"
 #include "service/failure_memory.h"
 #include "service/inspection_memory.h"
-#include "service/store_files.h"
+#include "service/machine_fault.h"
 #include "service/stored_thumbnail.h"
 #include "vexaplatform/tool_report.h"
 
@@ -68,8 +67,6 @@ Inspected Inspect(const ThumbnailRequest& request) {
   }
   return inspected;
 }
-
-std::string NameOf(const std::string& program) { return program.substr(program.rfind('/') + 1); }
 
 class Obtaining {
  public:
@@ -177,31 +174,11 @@ class Obtaining {
     } catch (const std::runtime_error&) {
     }
     if (access(request_.source.c_str(), F_OK) != 0) return Without(Obtained::kMissing, kNoSource);
-    if (const auto fault = FaultOfMachine()) return OrStoredSmaller(Obtained::kToolFault, *fault);
+    if (const auto fault = FaultOfMachine(request_.source, info())) {
+      return OrStoredSmaller(Obtained::kToolFault, *fault);
+    }
     RememberFailure(request_.source, tried, kNoPicture, vexaplatform::LastToolRun().program);
     return OrStoredSmaller(Obtained::kUnusable, kNoPicture);
-  }
-
-  // Why the failure says nothing about the source.
-  std::optional<std::string> FaultOfMachine() const {
-    const vexaplatform::ToolReport last = vexaplatform::LastToolRun();
-    if (last.ending == vexaplatform::ToolEnding::kNotStarted) {
-      return "the program " + NameOf(last.program) + " cannot be started";
-    }
-    const bool ended_by_request =
-        last.detail == SIGTERM || last.detail == SIGINT || last.detail == SIGHUP;
-    if (last.ending == vexaplatform::ToolEnding::kSignalled && ended_by_request) {
-      return "the program " + NameOf(last.program) + " was ended";
-    }
-    if (!HasRoom("/var/tmp")) return "there is no room for temporary files";
-    if (info().IsWebAcceptable()) return std::nullopt;
-    // Raw development came before the last tool, and needs the store for the camera's preview.
-    if (access(ThumbConvertCmd::kDcraw.c_str(), X_OK) != 0) {
-      return "the program " + NameOf(ThumbConvertCmd::kDcraw) + " is missing";
-    }
-    const bool stores = file::IsDestSupportEAWrite(file::Dirname(request_.source));
-    if (stores && !HasStoreRoom(request_.source)) return "there is no room for it in the store";
-    return std::nullopt;
   }
 
   ThumbnailRequest request_;

@@ -303,7 +303,7 @@ TEST_P(BadSource, IsAnsweredWithACodeAndALine) {
       EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
     }
     EXPECT_THAT(run.leftovers, IsEmpty());
-    EXPECT_TRUE(run.json().is_object());
+    EXPECT_TRUE(run.json_lines().at(0).is_object());
   }
 }
 

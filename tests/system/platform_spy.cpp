@@ -1,12 +1,15 @@
 // Stands before the platform library in the program: writes the path of every tool that is started
 // to the file that SPY_JOURNAL names, and answers that all volumes are remote when SPY_REMOTE is
-// set.
+// set. No tool starts while the file is there that SPY_HOLD names, and the process dies over a tool
+// among whose arguments the text in SPY_DEATH occurs. With SPY_MISSING no tool can be started.
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "vexa/fs.h"
@@ -29,16 +32,32 @@ Function* Real(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+void Hold() {
+  const char* held = std::getenv("SPY_HOLD");
+  while (held != nullptr && access(held, F_OK) == 0) usleep(2000);
+}
+
+void DieOver(const char* const argv[]) {
+  const char* deadly = std::getenv("SPY_DEATH");
+  if (deadly == nullptr) return;
+  for (; *argv != nullptr; ++argv) {
+    if (strstr(*argv, deadly) != nullptr) raise(SIGKILL);
+  }
+}
+
 }  // namespace
+
+int VLIBCExecv(const char* path, const char* const argv[], int flag) {
+  Note(path);
+  Hold();
+  DieOver(argv);
+  if (std::getenv("SPY_MISSING") != nullptr) path = "/nonexistent";
+  return Real<decltype(VLIBCExecv)>("VLIBCExecv")(path, argv, flag);
+}
 
 FSTYPE VEXAGetFSType(const char* path, int flag) {
   if (std::getenv("SPY_REMOTE") != nullptr) return FSTYPE_CIFS;
   return Real<decltype(VEXAGetFSType)>("VEXAGetFSType")(path, flag);
-}
-
-int VLIBCExecv(const char* path, const char* const argv[], int flag) {
-  Note(path);
-  return Real<decltype(VLIBCExecv)>("VLIBCExecv")(path, argv, flag);
 }
 
 FILE* VLIBCPopenv(const char* path, const char* mode, const char* const argv[]) {

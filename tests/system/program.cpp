@@ -1,13 +1,16 @@
 #include "system/program.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
@@ -61,6 +64,13 @@ bool RunResult::HasOneErrorLine() const {
          err.back() == '\n';
 }
 
+std::vector<Json> RunResult::json_lines() const {
+  std::vector<Json> objects;
+  std::istringstream lines(out);
+  for (std::string line; std::getline(lines, line);) objects.push_back(Json::parse(line));
+  return objects;
+}
+
 Album::Album() : pictures_(dir_ / "pictures") {
   fs::create_directory(pictures_);
   WriteSettings("");
@@ -84,11 +94,8 @@ std::string Album::IndexedShare() const {
   return "[share " + component->string() + "]\npath = " + dir_.path() + "\nindexed = yes\n";
 }
 
-RunResult Album::Run(const std::vector<std::string>& arguments, const RunOptions& options) const {
-  const kit::TempDir streams;
-  const std::string out = options.output.empty() ? streams / "out" : options.output;
-  const std::string err = streams / "err";
-  kit::WriteFile(err, "");
+std::unique_ptr<RunningProgram> Album::Start(const std::vector<std::string>& arguments,
+                                             const RunOptions& options) const {
   const bool drops_rights = options.as_ordinary_user && geteuid() == 0;
 
   std::vector<std::string> command = {VEXATHUMB_PROGRAM};
@@ -97,7 +104,6 @@ RunResult Album::Run(const std::vector<std::string>& arguments, const RunOptions
                dir_ / "program/vexathumb"};
   }
   command.insert(command.end(), arguments.begin(), arguments.end());
-  const std::vector<char*> argv = Pointers(command);
 
   std::map<std::string, std::string> variables = options.environment;
   // The spy may come before the sanitizer, whose finds are told apart from the program's own codes.
@@ -114,27 +120,80 @@ RunResult Album::Run(const std::vector<std::string>& arguments, const RunOptions
   for (const auto& [name, value] : variables) {
     environment.push_back(std::string(name).append("=").append(value));
   }
-  const std::vector<char*> envp = Pointers(environment);
+  return std::make_unique<RunningProgram>(command, environment, options);
+}
 
-  const pid_t child = fork();
-  if (child < 0) throw std::runtime_error("fork failed");
-  if (child == 0) {
-    Redirect("/dev/null", O_RDONLY, STDIN_FILENO);
-    Redirect(out.c_str(), O_WRONLY | O_CREAT, STDOUT_FILENO);
+RunResult Album::Run(const std::vector<std::string>& arguments, const RunOptions& options) const {
+  return Start(arguments, options)->Wait();
+}
+
+RunningProgram::RunningProgram(const std::vector<std::string>& command,
+                               const std::vector<std::string>& environment,
+                               const RunOptions& options)
+    : output_(options.output.empty() ? streams_ / "out" : options.output),
+      keeps_output_(options.output.empty()) {
+  const std::string err = streams_ / "err";
+  kit::WriteFile(err, "");
+  if (keeps_output_) kit::WriteFile(output_, "");
+  const std::vector<char*> argv = Pointers(command);
+  const std::vector<char*> envp = Pointers(environment);
+  process_ = fork();
+  if (process_ < 0) throw std::runtime_error("fork failed");
+  if (process_ == 0) {
+    Redirect(options.input.c_str(), O_RDONLY, STDIN_FILENO);
+    Redirect(output_.c_str(), O_WRONLY | O_CREAT, STDOUT_FILENO);
     Redirect(err.c_str(), O_WRONLY, STDERR_FILENO);
     if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) _exit(126);
     execve(argv[0], argv.data(), envp.data());
     _exit(127);
   }
+}
+
+RunningProgram::~RunningProgram() {
+  if (is_reaped_) return;
+  KillAll();
+  Reap(0);
+}
+
+bool RunningProgram::IsRunning() { return !is_reaped_ && !Reap(WNOHANG); }
+
+std::string RunningProgram::ErrorsSoFar() const { return kit::ReadFile(streams_ / "err"); }
+
+RunResult RunningProgram::Wait() {
+  if (!is_reaped_) Reap(0);
+  if (keeps_output_) result_.out = kit::ReadFile(output_);
+  result_.err = ErrorsSoFar();
+  result_.leftovers = LeftoversOf(process_);
+  return result_;
+}
+
+bool RunningProgram::Reap(int flags) {
   int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  struct rusage usage = {};
+  pid_t reaped = 0;
+  do {
+    reaped = wait4(process_, &status, flags, &usage);
+  } while (reaped < 0 && errno == EINTR);
+  if (reaped != process_) return false;
+  is_reaped_ = true;
+  result_.exit_code = EndingOf(status);
+  result_.peak_kilobytes = usage.ru_maxrss;
+  return true;
+}
+
+void RunningProgram::KillAll() {
+  // Stopped first, so that none starts another meanwhile.
+  std::vector<pid_t> family = {process_};
+  kill(process_, SIGSTOP);
+  for (size_t i = 0; i < family.size(); ++i) {
+    const std::string task = "/proc/" + std::to_string(family[i]) + "/task/";
+    std::ifstream children(task + std::to_string(family[i]) + "/children");
+    for (pid_t child = 0; children >> child;) {
+      kill(child, SIGSTOP);
+      family.push_back(child);
+    }
   }
-  RunResult result;
-  result.exit_code = EndingOf(status);
-  if (options.output.empty()) result.out = kit::ReadFile(out);
-  result.err = kit::ReadFile(err);
-  result.leftovers = LeftoversOf(child);
-  return result;
+  for (const pid_t process : family) kill(process, SIGKILL);
 }
 
 void Album::OpenToOrdinaryUser() const {

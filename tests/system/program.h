@@ -2,8 +2,11 @@
 #define VEXATHUMB_SYSTEM_PROGRAM_H_
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -25,15 +28,46 @@ struct RunResult {
   std::vector<std::string> leftovers;
 
   Json json() const { return Json::parse(out); }
+  std::vector<Json> json_lines() const;
+  int64_t peak_kilobytes = 0;  // of memory, of the largest process among it and those it started
   // The error output is one line of the program's form.
   bool HasOneErrorLine() const;
 };
 
 struct RunOptions {
-  std::string folder;  // the current folder; the caller's when empty
-  std::map<std::string, std::string> environment;
-  std::string output;             // where standard output goes; kept in `out` when empty
+  std::string folder = {};  // the current folder; the caller's when empty
+  std::map<std::string, std::string> environment = {};
+  std::string output = {};        // where standard output goes; kept in `out` when empty
   bool as_ordinary_user = false;  // of rights; effective when the tests run as root
+  std::string input = "/dev/null";
+};
+
+// A run of the program that is under way. It is killed when this goes.
+class RunningProgram {
+ public:
+  RunningProgram(const std::vector<std::string>& command,
+                 const std::vector<std::string>& environment, const RunOptions& options);
+  RunningProgram(const RunningProgram&) = delete;
+  RunningProgram& operator=(const RunningProgram&) = delete;
+  ~RunningProgram();
+
+  pid_t process() const { return process_; }
+  bool IsRunning();
+  std::string ErrorsSoFar() const;
+  RunResult Wait();
+
+  // Kills it and whatever it has started, and what that has, at one moment.
+  void KillAll();
+
+ private:
+  bool Reap(int flags);
+
+  kit::TempDir streams_;
+  std::string output_;  // where it goes; kept when it goes nowhere else
+  bool keeps_output_;
+  pid_t process_ = -1;
+  bool is_reaped_ = false;
+  RunResult result_;
 };
 
 // An album of its own: pictures go to its folder, the program reads its settings. Runs the program.
@@ -62,6 +96,8 @@ class Album {
   std::string IndexedShare() const;
 
   RunResult Run(const std::vector<std::string>& arguments, const RunOptions& options = {}) const;
+  std::unique_ptr<RunningProgram> Start(const std::vector<std::string>& arguments,
+                                        const RunOptions& options = {}) const;
 
   // Gives an ordinary user, where the tests run as root, the album and a copy of the program.
   void OpenToOrdinaryUser() const;

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "common/util/util.h"
-#include "service/source_walk.h"
+#include "service/media_names.h"
 
 namespace vexathumb::web {
 namespace {
@@ -41,9 +41,14 @@ std::optional<EntryKind> KindOf(const Folder& folder, const dirent& item) {
   const unsigned char type = TypeOf(folder, item);
   if (type == DT_DIR) return EntryKind::kFolder;
   if (type != DT_REG) return std::nullopt;
-  const std::string path = std::string("/") + item.d_name;  // a name alone may be its extension
-  if (service::IsPictureName(path)) return EntryKind::kImage;
-  if (IsSupportVideo(path)) return EntryKind::kVideo;
+  switch (service::MediaKindOf(item.d_name)) {
+    case service::MediaKind::kPicture:
+      return EntryKind::kImage;
+    case service::MediaKind::kVideo:
+      return EntryKind::kVideo;
+    case service::MediaKind::kNone:
+      break;
+  }
   return std::nullopt;
 }
 

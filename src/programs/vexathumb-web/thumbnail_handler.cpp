@@ -2,12 +2,11 @@
 
 #include <syslog.h>
 
-#include <algorithm>
 #include <string>
-#include <thread>
 
 #include "picture_sender.h"
 #include "problem.h"
+#include "service/build_settings.h"
 #include "service/obtain.h"
 #include "shared_file.h"
 #include "thumbnail_parameters.h"
@@ -18,15 +17,10 @@ namespace {
 using service::Obtained;
 
 service::ObtainOptions OptionsFrom(const vexaplatform::ServiceSettings& settings) {
-  // Asking takes the system longer than finding a stored thumbnail's path.
-  static const int processors = static_cast<int>(std::thread::hardware_concurrency());
   service::ObtainOptions options;
   options.lock_directory = settings.lock_dir;
-  options.limits.builders = settings.builders > 0 ? settings.builders : std::max(processors, 1);
-  options.limits.waiting = settings.waiting;
-  options.build.compaction = settings.compaction;
-  options.build.quality = settings.quality;
-  options.build.free_boxes = settings.free_boxes;
+  options.limits = service::BuildLimitsFrom(settings);
+  options.build = service::BuildOptionsFrom(settings);
   return options;
 }
 

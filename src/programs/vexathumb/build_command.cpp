@@ -1,215 +1,153 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <chrono>
-#include <cmath>
-#include <filesystem>
-#include <iostream>
+#include <cstring>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "common/util/util.h"
-#include "programs/vexathumb/columns.h"
+#include "programs/vexathumb/build_report.h"
 #include "programs/vexathumb/commands.h"
-#include "programs/vexathumb/progress.h"
 #include "programs/vexathumb/report.h"
-#include "service/batch_build.h"
-#include "service/source_path.h"
-#include "service/source_walk.h"
+#include "service/background.h"
+#include "service/build_settings.h"
+#include "service/indexer.h"
+#include "service/store_files.h"
+#include "vexaplatform/settings.h"
 
 namespace vexathumb::program {
 namespace {
 
-using service::BuildState;
-using service::BuiltSize;
-
-struct BuildOptions {
+struct BuildCommandOptions {
   std::vector<std::string> paths;
+  std::string files_from;
+  bool null_separated = false;
   std::vector<std::string> sizes = {kSmall, kMedium, kBig, kLarge, kExtraLarge};
+  bool videos = false;
+  bool cross_file_systems = false;
+  int jobs = service::Processors();
+  bool retry_failed = false;
+  bool dry_run = false;
+  bool nice = false;
+  double max_load = 0;
+  int time_limit = 0;
   bool json = false;
   bool table = false;
+
+  BuildForm form() const {
+    if (json) return BuildForm::kJson;
+    return table ? BuildForm::kTable : BuildForm::kText;
+  }
 };
 
-const char* StateText(BuildState state) {
-  if (state == BuildState::kBuilt) return "built";
-  return state == BuildState::kCurrent ? "current" : "failed";
+std::unique_ptr<service::PathList> OpenList(const BuildCommandOptions& options) {
+  if (options.files_from.empty()) return nullptr;
+  const bool is_standard_input = options.files_from == "-";
+  const int fd = is_standard_input ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)
+                                   : open(options.files_from.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    throw Failure{kSourceUnreadable, options.files_from, {strerror(errno), "name a list of files"}};
+  }
+  return std::make_unique<service::PathList>(fd, options.null_separated ? '\0' : '\n');
 }
 
-// Counts what happens and shows it in the form that was asked for.
-class BuildReport {
- public:
-  BuildReport(const BuildOptions& options, size_t files)
-      : options_(options),
-        bar_(files),
-        table_({"file", "size", "served from", "pixels", "bytes", "ms", "where it lies"}) {}
-
-  void Begin(const std::string& file) const { bar_.Show(done_, file); }
-
-  void Add(const std::string& file, const std::vector<BuiltSize>& sizes) {
-    ++done_;
-    for (const BuiltSize& size : sizes) {
-      ++counts_[static_cast<size_t>(size.state)];
-      if (options_.json || options_.table) AddAnswer(file, size);
-    }
-    ReportFailures(file, sizes);
-    if (!options_.json && !options_.table && !bar_.is_shown()) PrintLine(file, sizes);
-  }
-
-  // A named path or a folder that nothing can be built from.
-  void AddUnreadable(const std::string& file, const service::Cause& cause) {
-    ++counts_[static_cast<size_t>(BuildState::kFailed)];
-    bar_.Clear();
-    PrintError(file, cause);
-    BuiltSize nothing;
-    nothing.cause = cause;
-    if (options_.json || options_.table) AddAnswer(file, nothing);
-  }
-
-  void Finish() const {
-    bar_.Clear();
-    if (options_.json) {
-      PrintJson({{"thumbnails", thumbnails_},
-                 {"built", Count(BuildState::kBuilt)},
-                 {"current", Count(BuildState::kCurrent)},
-                 {"failed", Count(BuildState::kFailed)}});
-      return;
-    }
-    if (options_.table) std::cout << table_.Text();
-    if (Count(BuildState::kBuilt) == 0 && !HasFailed()) std::cout << "Nothing to do: ";
-    std::cout << Count(BuildState::kBuilt) << " built, " << Count(BuildState::kCurrent)
-              << " current, " << Count(BuildState::kFailed) << " failed\n";
-  }
-
-  bool HasFailed() const { return Count(BuildState::kFailed) > 0; }
-
- private:
-  size_t Count(BuildState state) const { return counts_[static_cast<size_t>(state)]; }
-
-  void AddAnswer(const std::string& file, const BuiltSize& size) {
-    Answer answer;
-    answer.file = file;
-    answer.size = size.size;
-    answer.from = size.from;
-    answer.output = size.output;
-    answer.error = size.cause.text;
-    if (!size.size.empty()) answer.milliseconds = size.milliseconds;
-    if (!size.output.empty()) answer.picture = service::ReadPictureFacts(size.output);
-    if (options_.json) {
-      Json entry = ToJson(answer);
-      entry["state"] = StateText(size.state);
-      thumbnails_.push_back(entry);
-      return;
-    }
-    const bool failed = size.state == BuildState::kFailed;
-    const std::string milliseconds =
-        answer.milliseconds ? std::to_string(std::lround(*answer.milliseconds)) : "-";
-    table_.Add({file, size.size.empty() ? "-" : size.size, failed ? "failed" : answer.from,
-                PixelsText(answer.picture), BytesText(answer.picture), milliseconds,
-                failed ? size.cause.text : answer.output});
-  }
-
-  // One line for all sizes that failed for the same cause.
-  void ReportFailures(const std::string& file, const std::vector<BuiltSize>& sizes) const {
-    for (size_t i = 0; i < sizes.size();) {
-      const BuiltSize& first = sizes[i];
-      if (first.state != BuildState::kFailed) {
-        ++i;
-        continue;
-      }
-      std::string labels = first.size;
-      for (++i; i < sizes.size() && sizes[i].state == BuildState::kFailed &&
-                sizes[i].cause.text == first.cause.text;
-           ++i) {
-        labels += ", " + sizes[i].size;
-      }
-      bar_.Clear();
-      PrintError(file, {first.cause.text + " (" + labels + ")", first.cause.advice});
-    }
-  }
-
-  static void PrintLine(const std::string& file, const std::vector<BuiltSize>& sizes) {
-    std::cout << ForOutput(file) << ":";
-    for (size_t i = 0; i < sizes.size(); ++i) {
-      std::cout << (i > 0 ? ", " : " ") << sizes[i].size << " " << StateText(sizes[i].state);
-    }
-    std::cout << std::endl;
-  }
-
-  const BuildOptions& options_;
-  ProgressBar bar_;
-  Columns table_;
-  Json thumbnails_ = Json::array();
-  size_t done_ = 0;
-  size_t counts_[3] = {};
-};
-
-struct Sources {
-  std::vector<std::string> pictures;
-  std::vector<service::SourceWalk::Unreadable> missing;  // named ones
-  std::vector<service::SourceWalk::Unreadable> unreadable_folders;
-};
-
-Sources Collect(const std::vector<std::string>& names) {
-  Sources sources;
-  std::set<std::string> seen;
-  const auto add = [&](const std::string& picture) {
-    // Thumbnails of videos are made by the application that plays them.
-    if (!IsSupportVideo(picture) && seen.insert(picture).second) {
-      sources.pictures.push_back(picture);
-    }
-  };
-  for (const std::string& name : names) {
-    const std::string path = service::AbsolutePath(name);
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error)) {
-      const service::SourceWalk walk = service::WalkFolder(path);
-      for (const std::string& picture : walk.pictures) add(picture);
-      sources.unreadable_folders.insert(sources.unreadable_folders.end(), walk.unreadable.begin(),
-                                        walk.unreadable.end());
-      continue;
-    }
-    const std::string cause = service::WhyUnreadable(path);
-    if (cause.empty()) {
-      add(path);
-    } else {
-      sources.missing.push_back({path, cause});
-    }
-  }
-  return sources;
+service::IndexOptions IndexOptionsFrom(const BuildCommandOptions& options) {
+  const vexaplatform::ServiceSettings settings = vexaplatform::CurrentSettings()->service;
+  service::IndexOptions index;
+  index.build.sizes = options.sizes;
+  index.build.build = service::BuildOptionsFrom(settings);
+  index.build.lock_directory = settings.lock_dir;
+  index.build.limits = service::BuildLimitsFrom(settings);
+  index.build.retry_failed = options.retry_failed;
+  index.build.dry_run = options.dry_run;
+  index.build.with_facts = options.form() != BuildForm::kText;
+  index.jobs = options.jobs;
+  if (options.max_load > 0) index.max_load = options.max_load;
+  if (options.time_limit > 0) index.time_limit = std::chrono::seconds(options.time_limit);
+  return index;
 }
 
-ExitCode RunBuild(const BuildOptions& options) {
-  const Sources sources = Collect(options.paths);
-  BuildReport report(options, sources.pictures.size());
-  for (const auto& [path, cause] : sources.missing) {
-    report.AddUnreadable(path, {cause, "name a picture or a folder that can be read"});
+ExitCode RunBuild(const BuildCommandOptions& options) {
+  service::WalkOptions walk;
+  walk.videos = options.videos;
+  walk.cross_file_systems = options.cross_file_systems;
+  std::unique_ptr<service::PathList> list = OpenList(options);
+  const service::PathList* const opened_list = list.get();
+  if (options.nice) service::LowerPriority();
+  if (!options.dry_run) service::SweepTemporaryDirectories();
+
+  // How long a list is nobody knows.
+  std::optional<service::SourceCount> count;
+  if (opened_list == nullptr) count.emplace(options.paths, walk);
+  service::SourceStream sources(options.paths, std::move(list), walk);
+  BuildReport report(options.form(), count ? &*count : nullptr);
+  service::RunSignals signals;
+  const service::IndexOptions index = IndexOptionsFrom(options);
+  const bool is_complete = service::Indexer(sources, index, signals, report).Run();
+  report.Finish(is_complete);
+  if (opened_list != nullptr && !opened_list->error().empty()) {
+    throw Failure{kSourceUnreadable, options.files_from, {opened_list->error(), ""}};
   }
-  for (const auto& [path, cause] : sources.unreadable_folders) {
-    report.AddUnreadable(path, {cause, "give the right to read the folder"});
-  }
-  for (const std::string& picture : sources.pictures) {
-    report.Begin(picture);
-    report.Add(picture, service::BuildSizes(picture, options.sizes));
-  }
-  report.Finish();
-  if (!sources.missing.empty()) return kSourceUnreadable;
-  return report.HasFailed() ? kNoThumbnail : kDone;
+  return report.Result(is_complete);
+}
+
+void AddReportOptions(CLI::App* command, BuildCommandOptions* options) {
+  CLI::Option* json = command->add_flag("--json", options->json, "Report as JSON, a line a source");
+  command->add_flag("--table", options->table, "Report as a table")->excludes(json);
+}
+
+void AddRestraints(CLI::App* command, BuildCommandOptions* options) {
+  command->add_option("--jobs", options->jobs, "Worker processes (as many as processors)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1024));
+  command->add_flag("--nice", options->nice, "Work when nobody else wants processor or disk");
+  command
+      ->add_option("--max-load", options->max_load,
+                   "Begin no file while the machine's load is higher")
+      ->type_name("LOAD")
+      ->check(CLI::PositiveNumber);
+  command->add_option("--time-limit", options->time_limit, "Begin no file after so many seconds")
+      ->type_name("SECONDS")
+      ->check(CLI::PositiveNumber);
 }
 
 }  // namespace
 
 Run AddBuildCommand(CLI::App& app) {
-  const auto options = std::make_shared<BuildOptions>();
+  const auto options = std::make_shared<BuildCommandOptions>();
   CLI::App* command =
       app.add_subcommand("build", "Build the stored thumbnails of pictures and whole folders");
-  command->add_option("FILE|FOLDER", options->paths, "Pictures, and folders of pictures")
-      ->required();
+  command->add_option("PATH", options->paths, "Pictures, and folders of pictures");
+  CLI::Option* list =
+      command
+          ->add_option("--files-from", options->files_from,
+                       "A file that names further ones, a line each; - is standard input")
+          ->type_name("FILE");
+  command
+      ->add_flag("-0,--null", options->null_separated,
+                 "The names in that file end with a null byte, not with the line")
+      ->needs(list);
   command->add_option("--sizes", options->sizes, "Sizes to build (all)")
       ->type_name(kStoredSizes)
       ->allow_extra_args(false)
       ->delimiter(',')
       ->check(CLI::IsMember({kSmall, kMedium, kBig, kLarge, kExtraLarge}));
-  CLI::Option* json = command->add_flag("--json", options->json, "Report as JSON");
-  command->add_flag("--table", options->table, "Report as a table")->excludes(json);
+  command->add_flag("--videos", options->videos, "Make the screenshots that videos lack");
+  command->add_flag("--cross-file-systems", options->cross_file_systems,
+                    "Go into folders on which another file system is mounted");
+  command->add_flag("--retry-failed", options->retry_failed, "Try again what has failed before");
+  command->add_flag("--dry-run", options->dry_run, "Only tell what would be built");
+  AddRestraints(command, options.get());
+  AddReportOptions(command, options.get());
+  command->callback([options] {
+    if (options->paths.empty() && options->files_from.empty()) {
+      throw CLI::RequiredError("PATH or --files-from");
+    }
+  });
   return [options] { return RunBuild(*options); };
 }
 

@@ -9,6 +9,7 @@ enum ExitCode {
   kUsage = 2,
   kSourceUnreadable = 3,
   kInternal = 4,
+  kStoppedEarly = 75,  // worth trying again, as mail programs have it
 };
 
 }  // namespace vexathumb::program

@@ -28,7 +28,7 @@ ExitCode RunProgram(int argc, char** argv) {
   }
   app.footer(
       "Exit codes: 0 done, 1 no thumbnail, 2 wrong use, 3 source missing or unreadable, "
-      "4 internal error.");
+      "4 internal error, 75 stopped early.");
 
   try {
     app.parse(argc, argv);

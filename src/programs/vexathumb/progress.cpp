@@ -3,14 +3,21 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 
 #include "programs/vexathumb/printable.h"
+#include "programs/vexathumb/quantity.h"
 
 namespace vexathumb::program {
 namespace {
 
-constexpr size_t kBarWidth = 24;
+using std::chrono::seconds;
+
+constexpr size_t kBarWidth = 20;
+constexpr seconds kRateSpan{60};
+constexpr seconds kBetweenSamples{1};
+constexpr seconds kBetweenLines{60};
 
 int TerminalWidth() {
   struct winsize size = {};
@@ -18,24 +25,62 @@ int TerminalWidth() {
   return is_known ? size.ws_col : 80;
 }
 
-}  // namespace
-
-ProgressBar::ProgressBar(size_t total)
-    : total_(total), is_shown_(total > 0 && isatty(STDERR_FILENO) != 0) {}
-
-void ProgressBar::Show(size_t done, const std::string& file) const {
-  if (!is_shown_) return;
-  const size_t filled = kBarWidth * done / total_;
-  std::string line = "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "] " +
-                     std::to_string(done) + "/" + std::to_string(total_) + " ";
-  // A name that would wrap the line is left out.
-  const std::string name = Printable(file.substr(file.rfind('/') + 1));
-  if (static_cast<int>(line.size()) + DisplayWidth(name) < TerminalWidth()) line += name;
-  std::cerr << "\r\x1b[K" << line << std::flush;
+std::string Bar(size_t done, size_t total) {
+  const size_t filled = total > 0 ? kBarWidth * std::min(done, total) / total : kBarWidth;
+  return "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "] ";
 }
 
-void ProgressBar::Clear() const {
-  if (is_shown_) std::cerr << "\r\x1b[K" << std::flush;
+}  // namespace
+
+Progress::Progress() : is_terminal_(isatty(STDERR_FILENO) != 0), last_line_(Clock::now()) {
+  samples_.push_back({last_line_, 0});
+}
+
+void Progress::Show(size_t done, std::optional<size_t> total, const std::string& file) {
+  total_ = total;
+  Note(done);
+  if (is_terminal_) {
+    ShowBar(file);
+  } else if (Clock::now() - last_line_ >= kBetweenLines) {
+    last_line_ = Clock::now();
+    std::cerr << "vexathumb: " + Text() + "\n";
+  }
+}
+
+std::string Progress::Text() const {
+  std::string text = std::to_string(done_);
+  if (total_) text += " of " + std::to_string(std::max(*total_, done_));
+  const double rate = Rate();
+  text += " sources, " + RateText(rate);
+  if (total_ && *total_ > done_ && rate > 0) {
+    text += ", " + DurationText(static_cast<double>(*total_ - done_) / rate) + " left";
+  }
+  return text;
+}
+
+void Progress::Clear() const {
+  if (is_terminal_) std::cerr << "\r\x1b[K" << std::flush;
+}
+
+void Progress::Note(size_t done) {
+  done_ = done;
+  const Clock::time_point now = Clock::now();
+  if (now - samples_.back().time >= kBetweenSamples) samples_.push_back({now, done});
+  while (samples_.size() > 1 && now - samples_.front().time > kRateSpan) samples_.pop_front();
+}
+
+double Progress::Rate() const {
+  const Sample& first = samples_.front();
+  const double span = std::chrono::duration<double>(Clock::now() - first.time).count();
+  return span > 0 ? static_cast<double>(done_ - first.done) / span : 0;
+}
+
+void Progress::ShowBar(const std::string& file) const {
+  std::string line = (total_ ? Bar(done_, *total_) : "") + Text();
+  // A name that would wrap the line is left out.
+  const std::string name = " " + Printable(file.substr(file.rfind('/') + 1));
+  if (static_cast<int>(line.size()) + DisplayWidth(name) < TerminalWidth()) line += name;
+  std::cerr << "\r\x1b[K" << line << std::flush;
 }
 
 }  // namespace vexathumb::program

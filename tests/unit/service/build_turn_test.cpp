@@ -201,6 +201,113 @@ TEST_F(BuildTurnTest, TurnsAreReleasedOnDeath) {
 
 TEST_F(BuildTurnTest, ThereIsAlwaysOneBuilder) { EXPECT_TRUE(Take({0, 0})); }
 
+bool Never() { return false; }
+
+TEST_F(BuildTurnTest, BackgroundWorkTakesAFreePlace) {
+  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", {1, 0});
+  EXPECT_TRUE(turn.Take(Never));
+  EXPECT_FALSE(LockFile(options_.lock_directory, "builder.0").TryLock());
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkThatGivesUpHasNoPlace) {
+  const auto builder = Hold({1, 0});
+  builder->AwaitTaken();
+  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", {1, 0});
+  int asked = 0;
+  EXPECT_FALSE(turn.Take([&asked] { return ++asked == 3; }));
+  EXPECT_EQ(asked, 3);
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkKeepsItsPlaceWhileNobodyWaits) {
+  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", {1, 1});
+  ASSERT_TRUE(turn.Take(Never));
+  EXPECT_TRUE(turn.GiveWay([] { return true; }));
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkLetsThoseWhoWaitGoFirst) {
+  const BuildLimits limits = {1, 1};
+  const Signal taken;
+  const Signal give_way;
+  Process background([&] {
+    BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
+    if (!turn.Take(Never)) return 1;
+    taken.Give();
+    give_way.Await();
+    return turn.GiveWay(Never) ? 0 : 1;
+  });
+  taken.Await();
+  const auto waiting = Hold(limits);
+  AwaitHeld("line");
+  give_way.Give();
+  waiting->AwaitTaken();
+  EXPECT_TRUE(background.IsRunning()) << "it waits now";
+  waiting->Release();
+  EXPECT_EQ(background.Wait(), 0);
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkLetsThoseWhoWaitForItsSourceGoFirst) {
+  const BuildLimits limits = {1, 0};
+  const Signal taken;
+  const Signal give_way;
+  Process background([&] {
+    BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
+    if (!turn.Take(Never)) return 1;
+    taken.Give();
+    give_way.Await();
+    return turn.GiveWay(Never) ? 0 : 1;
+  });
+  taken.Await();
+  Holder request([&] { return std::make_unique<SourceLock>(options_.lock_directory, "/s/a.jpg"); });
+  for (const std::string& name : NamesIn(options_.lock_directory)) {
+    if (name.rfind("line.", 0) == 0) AwaitHeld(name);
+  }
+  give_way.Give();
+  request.AwaitTaken();
+  EXPECT_TRUE(background.IsRunning()) << "it waits now";
+  EXPECT_TRUE(Take(limits)) << "it has no place meanwhile";
+  request.Release();
+  EXPECT_EQ(background.Wait(), 0);
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkDoesNotPassThoseWhoWait) {
+  const BuildLimits limits = {1, 1};
+  const auto builder = Hold(limits);
+  builder->AwaitTaken();
+  const auto waiting = Hold(limits);
+  AwaitHeld("line");
+  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
+  int asked = 0;
+  EXPECT_FALSE(turn.Take([&] {
+    if (++asked == 1) builder->Release();
+    if (asked == 1) waiting->AwaitTaken();
+    return asked == 3;
+  }));
+  waiting->Release();
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkWaitsForASourceWithoutAPlace) {
+  const BuildLimits limits = {1, 0};
+  Holder other([&] { return std::make_unique<SourceLock>(options_.lock_directory, "/s/a.jpg"); });
+  other.AwaitTaken();
+  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
+  int asked = 0;
+  EXPECT_FALSE(turn.Take([&] { return !Take(limits) || ++asked == 3; }));
+  EXPECT_EQ(asked, 3);
+  other.Release();
+  EXPECT_TRUE(turn.Take(Never));
+}
+
+TEST_F(BuildTurnTest, BackgroundWorkWaitsForAPlaceWithoutTheSource) {
+  const auto builder = Hold({1, 0});
+  builder->AwaitTaken();
+  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", {1, 0});
+  int asked = 0;
+  EXPECT_FALSE(turn.Take([&] {
+    const SourceLock request(options_.lock_directory, "/s/a.jpg");
+    return ++asked == 3;
+  }));
+}
+
 // Every process notes how many are building while it does.
 TEST_F(BuildTurnTest, ManyProcessesNeverBuildMoreAtOnce) {
   const BuildLimits limits = {2, 20};
