@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -104,6 +105,13 @@ inline void ResetSignal(int signal) {
     unsigned long mask;
   } const standard{SIG_DFL, 0, nullptr, 0};
   syscall(SYS_rt_sigaction, signal, &standard, nullptr, sizeof(standard.mask));
+}
+
+// Readable while the signal, which is blocked, has been sent to this process.
+inline int SignalDescriptor(int signal) {
+  const unsigned long mask = 1UL << static_cast<unsigned>(signal - 1);
+  return static_cast<int>(
+      syscall(SYS_signalfd4, -1, &mask, sizeof(mask), SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
 inline void UnblockSignals() {

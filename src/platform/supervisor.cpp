@@ -173,11 +173,19 @@ class Supervisor {
     if (process < 0) bare::Kill(-tool_, SIGKILL);
     ToolMessages messages(error_output_);
     int64_t deadline = Now() + int64_t{launch_->limits.wall_time} * 1000;
-    pollfd watched[] = {{process, POLLIN, 0}, {launch_->host, POLLIN, 0}, {messages_, POLLIN, 0}};
+    const int interruption = bare::SignalDescriptor(SIGTERM);
+    pollfd watched[] = {{process, POLLIN, 0},
+                        {launch_->host, POLLIN, 0},
+                        {messages_, POLLIN, 0},
+                        {interruption, POLLIN, 0}};
     while (process >= 0 && (watched[0].revents & POLLIN) == 0) {
       const int64_t left = std::clamp<int64_t>(deadline - Now(), 0, INT_MAX);
       bare::Poll(watched, std::size(watched), static_cast<int>(left));
       if (watched[2].revents != 0 && !messages.Take(messages_)) watched[2].fd = -1;
+      if (watched[3].revents != 0) {
+        watched[3].fd = -1;
+        bare::Kill(-tool_, SIGTERM);
+      }
       if (watched[1].revents != 0) {
         host_is_gone_ = true;
         watched[1].fd = -1;

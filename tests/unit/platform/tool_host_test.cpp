@@ -98,6 +98,22 @@ TEST_F(ToolHost, LeavesNothingWhenItIsKilledWhileItReads) {
   }));
 }
 
+TEST_F(ToolHost, HasItsToolsEndedWithItsProcessGroup) {
+  const pid_t host = fork();
+  if (host == 0) {
+    setpgid(0, 0);
+    signal(SIGTERM, SIG_IGN);
+    FILE* stream = OpenDcraw("hang");
+    WriteFile(folder_ / "ready", "");
+    _exit(stream != nullptr && VLIBCPclose(stream) == 256 + SIGTERM ? 0 : 1);
+  }
+  ASSERT_TRUE(Eventually([&] { return std::filesystem::exists(folder_ / "ready"); }));
+  kill(-host, SIGTERM);
+  int status = 0;
+  waitpid(host, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
 TEST_F(ToolHost, MayIgnoreItsChildren) {
   EXPECT_EQ(InChild([this] {
               signal(SIGCHLD, SIG_IGN);

@@ -26,9 +26,10 @@ extern "C" {
 //
 // When a call returns, no process of the tool's group is left, and none of its temporary files; the
 // same holds soon after the host has died, by SIGKILL too, and its destination is gone then as
-// well. A host may ignore SIGCHLD or reap all children: the tools are not among what it sees. The
-// cost of a start does not grow with the host's memory. Callable from several threads at once; a
-// thread of the runner's own exists while a tool runs. After fork(2) a stream is the parent's.
+// well. SIGTERM for the host's process group reaches its tools. A host may ignore SIGCHLD or reap
+// all children: the tools are not among what it sees. The cost of a start does not grow with the
+// host's memory. Callable from several threads at once; a thread of the runner's own exists while a
+// tool runs. After fork(2) a stream is the parent's.
 //
 // How a tool ended, as VLIBCExecv, VLIBCExecl and VLIBCPclose answer it:
 //
