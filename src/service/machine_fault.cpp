@@ -11,28 +11,35 @@
 namespace vexathumb::service {
 namespace {
 
+constexpr char kDoctor[] = "'vexathumb doctor' tells more";
+
 std::string NameOf(const std::string& program) { return program.substr(program.rfind('/') + 1); }
 
 }  // namespace
 
-std::optional<std::string> FaultOfMachine(const std::string& source, const ThumbInfo& info) {
+std::optional<Cause> FaultOfMachine(const std::string& source, const ThumbInfo& info) {
   const vexaplatform::ToolReport last = vexaplatform::LastToolRun();
   if (last.ending == vexaplatform::ToolEnding::kNotStarted) {
-    return "the program " + NameOf(last.program) + " cannot be started";
+    return Cause{"the program " + NameOf(last.program) + " cannot be started", kDoctor};
   }
   const bool ended_by_request =
       last.detail == SIGTERM || last.detail == SIGINT || last.detail == SIGHUP;
   if (last.ending == vexaplatform::ToolEnding::kSignalled && ended_by_request) {
-    return "the program " + NameOf(last.program) + " was ended";
+    return Cause{"the program " + NameOf(last.program) + " was ended", "run again later"};
   }
-  if (!HasRoom("/var/tmp")) return "there is no room for temporary files";
+  if (!HasRoom("/var/tmp")) {
+    return Cause{"there is no room for temporary files", "make room in /var/tmp"};
+  }
+  const Cause no_store_room = {"there is no room for it in the store", "make room on its volume"};
+  const bool stores = file::IsDestSupportEAWrite(file::Dirname(source));
+  const bool has_store = stores && IsStoreWritable(source);
+  if (has_store && !HasRoom(StoreDirectoryOf(source))) return no_store_room;
   if (info.IsWebAcceptable()) return std::nullopt;
   // Raw development came before the last tool, and needs the store for the camera's preview.
   if (access(ThumbConvertCmd::kDcraw.c_str(), X_OK) != 0) {
-    return "the program " + NameOf(ThumbConvertCmd::kDcraw) + " is missing";
+    return Cause{"the program " + NameOf(ThumbConvertCmd::kDcraw) + " is missing", kDoctor};
   }
-  const bool stores = file::IsDestSupportEAWrite(file::Dirname(source));
-  if (stores && !HasStoreRoom(source)) return "there is no room for it in the store";
+  if (stores && !has_store) return no_store_room;
   return std::nullopt;
 }
 

@@ -4,14 +4,15 @@
 #include <optional>
 #include <string>
 
+#include "service/error_cause.h"
 #include "thumb/thumb_info.h"
 
 namespace vexathumb::service {
 
 // After a failed attempt to convert a source on this thread: why the failure says nothing about the
-// source, in one line without paths. Nothing when the source itself is to blame. `info` is its
+// source, without paths of it. Nothing when the source itself is to blame. `info` is its
 // description as far as it could be inspected.
-std::optional<std::string> FaultOfMachine(const std::string& source, const ThumbInfo& info);
+std::optional<Cause> FaultOfMachine(const std::string& source, const ThumbInfo& info);
 
 }  // namespace vexathumb::service
 

@@ -175,7 +175,7 @@ class Obtaining {
     }
     if (access(request_.source.c_str(), F_OK) != 0) return Without(Obtained::kMissing, kNoSource);
     if (const auto fault = FaultOfMachine(request_.source, info())) {
-      return OrStoredSmaller(Obtained::kToolFault, *fault);
+      return OrStoredSmaller(Obtained::kToolFault, fault->text);
     }
     RememberFailure(request_.source, tried, kNoPicture, vexaplatform::LastToolRun().program);
     return OrStoredSmaller(Obtained::kUnusable, kNoPicture);

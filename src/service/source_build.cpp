@@ -261,7 +261,7 @@ class SourceBuilding {
     }
     if (options_.is_stopping()) return EndWith(BuildState::kPostponed, {});
     if (const auto fault = FaultOfMachine(source_, inspected_->info())) {
-      return EndWith(BuildState::kPostponed, {*fault, "'vexathumb doctor' tells more"});
+      return EndWith(BuildState::kPostponed, *fault);
     }
     const Cause cause = inspected_->content_problem().value_or(
         Cause{"no tool could make a thumbnail of it",

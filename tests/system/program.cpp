@@ -35,6 +35,11 @@ void Redirect(const char* path, int flags, int descriptor) {
   if (opened < 0 || dup2(opened, descriptor) < 0) _exit(126);
 }
 
+void LimitOpenFiles(unsigned count) {
+  const rlimit limit = {count, count};
+  if (count != 0 && setrlimit(RLIMIT_NOFILE, &limit) != 0) _exit(126);
+}
+
 int EndingOf(int status) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 256 + WTERMSIG(status);
 }
@@ -144,6 +149,7 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command,
     Redirect(output_.c_str(), O_WRONLY | O_CREAT, STDOUT_FILENO);
     Redirect(err.c_str(), O_WRONLY, STDERR_FILENO);
     if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) _exit(126);
+    LimitOpenFiles(options.open_files);
     execve(argv[0], argv.data(), envp.data());
     _exit(127);
   }

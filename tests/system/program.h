@@ -40,6 +40,7 @@ struct RunOptions {
   std::string output = {};        // where standard output goes; kept in `out` when empty
   bool as_ordinary_user = false;  // of rights; effective when the tests run as root
   std::string input = "/dev/null";
+  unsigned open_files = 0;  // descriptors that it may have at once; as many as we when 0
 };
 
 // A run of the program that is under way. It is killed when this goes.

@@ -9,10 +9,13 @@
 #include "answer.h"
 #include "fastcgi_server.h"
 #include "leftovers.h"
+#include "thumb/exiv2_compat.h"
 
 int main() {
   openlog("vexathumb-web", LOG_PID, LOG_USER);
   signal(SIGPIPE, SIG_IGN);  // a client that goes away is told by write
+  // Whoever uploads a picture could fill the web server's log with what is wrong in it.
+  Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
   if (const auto socket = vexathumb::web::FastCgiSocket()) {
     return vexathumb::web::ServeFastCgi(*socket);
   }

@@ -35,7 +35,8 @@ class Cgi : public testing::Test {
   std::string Answer(const std::string& address, const std::string& script = "") const {
     return RunTool({"/usr/bin/env", "-i", "VEXATHUMB_CONFIG=" + (folder_ / "platform.ini"),
                     "GATEWAY_INTERFACE=CGI/1.1", "REQUEST_METHOD=GET", "SCRIPT_NAME=" + script,
-                    "REQUEST_URI=" + script + address, VEXATHUMB_WEB});
+                    "REQUEST_URI=" + script + address, "/bin/sh", "-c", "exec \"$0\" 2>\"$1\"",
+                    VEXATHUMB_WEB, folder_ / "errors"});
   }
 
   TempDir folder_;
@@ -59,6 +60,14 @@ TEST_F(Cgi, GivesAddressesBelowItsOwn) {
               HasSubstr("\"/cgi-bin/vexathumb-web/thumb/photos/a%20b.png\""));
   EXPECT_THAT(Answer("/album/", "/cgi-bin/vexathumb-web"),
               HasSubstr("\"/cgi-bin/vexathumb-web/album/photos/\""));
+}
+
+TEST_F(Cgi, WritesNothingAboutADamagedPictureIntoTheServersLog) {
+  // A directory of 61084 entries.
+  WriteFile(folder_ / "photos/damaged.tif",
+            std::string("II*\0\x08\0\0\0\x9c\xee", 10) + std::string(100, '\0'));
+  EXPECT_THAT(Answer("/album/photos/"), HasSubstr("damaged.tif"));
+  EXPECT_EQ(ReadFile(folder_ / "errors"), "");
 }
 
 TEST(Program, TellsWhatItIsWhenNoWebServerStartsIt) {
