@@ -204,8 +204,7 @@ TEST(BuildKill, AtAnyMomentLeavesNothingHalfMade) {
       fs::remove_all(album / ".vexaea");
     }
   }
-  EXPECT_EQ(SnapshotOf(album.pictures()).size(), sources.size());
-  std::string after = SnapshotOf(album.pictures());
+  const std::string after = SnapshotOf(album.pictures());
   // The folder's own time has changed.
   EXPECT_EQ(after.substr(after.find('\n')), sources.substr(sources.find('\n')));
 }

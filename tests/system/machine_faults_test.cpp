@@ -40,8 +40,16 @@ std::vector<std::string> BuildOf(const Album& album) {
   return arguments;
 }
 
+// What the tools of a killed host have begun is removed when they end, which is a moment later.
+void RemoveStore(const Album& album) {
+  std::error_code changing;
+  do {
+    fs::remove_all(album / ".vexaea", changing);
+  } while (changing);
+}
+
 TEST(HostKilled, AtAnyMomentOfABuildLeavesNoPartUnderAFinalName) {
-  constexpr int kKills = 50;
+  constexpr int kKills = 50;  // that came before the end
   const Album album;
   WritePictures(album);
   const auto start = std::chrono::steady_clock::now();
@@ -51,8 +59,8 @@ TEST(HostKilled, AtAnyMomentOfABuildLeavesNoPartUnderAFinalName) {
 
   std::mt19937 random(7);
   int killed = 0;
-  for (int i = 0; i < kKills; ++i) {
-    fs::remove_all(album / ".vexaea");
+  while (killed < kKills) {
+    RemoveStore(album);
     const auto run_until_killed = album.Start(BuildOf(album));
     std::this_thread::sleep_for(
         std::chrono::microseconds(random() % static_cast<uint64_t>(whole.count())));
@@ -64,7 +72,6 @@ TEST(HostKilled, AtAnyMomentOfABuildLeavesNoPartUnderAFinalName) {
     }
     for (const std::string& leftover : run.leftovers) fs::remove(leftover);
   }
-  EXPECT_GE(killed, kKills / 2);  // the machine may be faster than it was at first
   const RunResult again = album.Run(BuildOf(album));
   EXPECT_EQ(again.exit_code, 0) << again.err;
   EXPECT_EQ(kit::Corners(album.Stored("b.jpg", "VEXAFILE_THUMB_M_r1.jpg")), kit::kPictureCorners);

@@ -39,7 +39,8 @@ TEST_P(HazardousAddress, OfEachListedPictureIsThatOfItsOwnThumbnail) {
     const HttpResponse listing = site.Get(std::string("/album/photos/") + hazard.name + "/");
     ASSERT_EQ(listing.status, 200) << hazard.name;
     std::multiset<std::string> corners;
-    for (const auto& entry : nlohmann::json::parse(listing.body)["entries"]) {
+    const auto folder = nlohmann::json::parse(listing.body);
+    for (const auto& entry : folder["entries"]) {
       const std::string address = entry["href"];
       const HttpResponse picture = site.Get(address + "?size=small");
       ASSERT_EQ(picture.status, 200) << hazard.name << ": " << address << ": " << picture.body;
