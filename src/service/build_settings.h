@@ -3,6 +3,7 @@
 
 #include "service/build.h"
 #include "service/build_turn.h"
+#include "service/source_build.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::service {
@@ -13,6 +14,9 @@ int Processors();
 // What the settings say about building.
 BuildOptions BuildOptionsFrom(const vexaplatform::ServiceSettings& settings);
 BuildLimits BuildLimitsFrom(const vexaplatform::ServiceSettings& settings);
+
+// For an indexer, without sizes.
+SourceBuildOptions SourceBuildOptionsFrom(const vexaplatform::ServiceSettings& settings);
 
 }  // namespace vexathumb::service
 

@@ -14,7 +14,6 @@
 namespace vexathumb::service {
 namespace {
 
-constexpr char kEntryName[] = "VEXATHUMB_FAILURE.json";
 constexpr off_t kMaxEntrySize = 64 << 10;  // ours are far smaller
 
 using nlohmann::json;
@@ -43,7 +42,7 @@ bool WriteNew(const std::string& path, const std::string& text) {
 }
 
 std::optional<BuildFailure> FailureOf(const std::string& source, const struct stat& st) {
-  const json entry = ReadEntry(file::GetEAPath(source, kEntryName));
+  const json entry = ReadEntry(file::GetEAPath(source, kFailureEntryName));
   try {
     if (!entry.is_object() || entry.at("source") != IdentityOf(st)) return std::nullopt;
     return BuildFailure{entry.at("reason"), entry.at("tool"), entry.at("attempts")};
@@ -63,7 +62,7 @@ std::optional<BuildFailure> RememberedFailure(const std::string& source) {
 void RememberFailure(const std::string& source, const struct stat& tried, const std::string& reason,
                      const std::string& tool) {
   if (!IsStoreWritable(source)) return;
-  const std::string path = file::GetEAPath(source, kEntryName);
+  const std::string path = file::GetEAPath(source, kFailureEntryName);
   const auto before = FailureOf(source, tried);
   const json entry = {{"reason", reason},
                       {"tool", tool},
@@ -77,7 +76,7 @@ void RememberFailure(const std::string& source, const struct stat& tried, const 
 }
 
 void ForgetFailure(const std::string& source) {
-  const std::string path = file::GetEAPath(source, kEntryName);
+  const std::string path = file::GetEAPath(source, kFailureEntryName);
   if (!path.empty()) unlink(path.c_str());
 }
 

@@ -13,8 +13,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kTick{500};
-constexpr milliseconds kLookForMore{20};  // while a list or a folder has nothing yet
-constexpr int kCrashesUntilFailure = 2;   // the first may have been somebody's kill
+constexpr int kCrashesUntilFailure = 2;  // the first may have been somebody's kill
 
 WorkerPool::Job JobOf(const IndexOptions& options) {
   SourceBuildOptions build = options.build;
@@ -34,7 +33,7 @@ WorkerPool::Job JobOf(const IndexOptions& options) {
 
 }  // namespace
 
-Indexer::Indexer(SourceStream& sources, const IndexOptions& options, RunSignals& signals,
+Indexer::Indexer(SourceFeed& sources, const IndexOptions& options, RunSignals& signals,
                  IndexObserver& observer)
     : sources_(sources),
       options_(options),
@@ -53,7 +52,7 @@ bool Indexer::Run() {
     }
     if (!pool_.IsBusy() && (IsStopping() || !HasMore())) break;
     const bool waits_for_more = pool_.HasIdle() && ahead_.IsEmpty() && !sources_.AtEnd();
-    const milliseconds at_most = waits_for_more && !IsStopping() ? kLookForMore : kTick;
+    const milliseconds at_most = waits_for_more && !IsStopping() ? sources_.AskAgainAfter() : kTick;
     for (const WorkerPool::End& end : pool_.Wait(at_most, signals_.waiting_mask())) Handle(end);
     Tick();
   }
@@ -68,7 +67,7 @@ void Indexer::LookAhead() {
   while (!ahead_.IsFull()) {
     const auto item = sources_.Next();
     if (!item) return;
-    if (item->kind == SourceStream::Item::Kind::kSource) {
+    if (item->kind == SourceItem::Kind::kSource) {
       ahead_.Add({item->path, item->bytes});
     } else {
       observer_.OnUnreadable(*item);
@@ -81,7 +80,7 @@ void Indexer::HandOut() {
     if (options_.max_load && IsLoadAbove(*options_.max_load)) return;
     QueuedSource source = ahead_.TakeLargest();
     pool_.Give(source.path);
-    in_hand_[source.path] = std::move(source);
+    in_hand_.emplace(source.path, std::move(source));
   }
 }
 

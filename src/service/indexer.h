@@ -10,7 +10,7 @@
 #include "service/lookahead.h"
 #include "service/run_signals.h"
 #include "service/source_build.h"
-#include "service/source_stream.h"
+#include "service/source_feed.h"
 #include "service/worker_pool.h"
 
 namespace vexathumb::service {
@@ -27,7 +27,7 @@ class IndexObserver {
  public:
   virtual void OnReport(const SourceReport& report) = 0;
   // A named path or a folder that nothing can be built from.
-  virtual void OnUnreadable(const SourceStream::Item& item) = 0;
+  virtual void OnUnreadable(const SourceItem& item) = 0;
   // At least once a second. `in_hand` are the sources that are being worked on; `is_asked`:
   // somebody wants to know where the run is.
   virtual void OnTick(const std::vector<std::string>& in_hand, bool is_asked) = 0;
@@ -36,13 +36,13 @@ class IndexObserver {
   ~IndexObserver() = default;
 };
 
-// Builds for all sources of a stream, in processes of their own (worker_pool.h). A source over
+// Builds for all sources of a feed, in processes of their own (worker_pool.h). A source over
 // which a worker dies twice is remembered as failed. Needs the same memory for any number of
 // sources.
 class Indexer {
  public:
   // All outlive this. Nothing else may run in the process at the time.
-  Indexer(SourceStream& sources, const IndexOptions& options, RunSignals& signals,
+  Indexer(SourceFeed& sources, const IndexOptions& options, RunSignals& signals,
           IndexObserver& observer);
 
   // False when it was told to stop, or the time was over, before all was done.
@@ -60,13 +60,13 @@ class Indexer {
   void PassOnStopRequests() const;
   void Tick();
 
-  SourceStream& sources_;
+  SourceFeed& sources_;
   const IndexOptions& options_;
   RunSignals& signals_;
   IndexObserver& observer_;
   WorkerPool pool_;
   Lookahead ahead_;
-  std::map<std::string, QueuedSource> in_hand_;
+  std::multimap<std::string, QueuedSource> in_hand_;  // one that has changed since may come again
   std::optional<Clock::time_point> deadline_;
 };
 

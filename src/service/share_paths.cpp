@@ -1,13 +1,12 @@
 #include "service/share_paths.h"
 
 #include <fcntl.h>
-#include <linux/openat2.h>
-#include <sys/syscall.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
-#include <cerrno>
 #include <climits>
-#include <system_error>
+
+#include "service/descriptor.h"
+#include "service/open_beneath.h"
 
 namespace vexathumb::service {
 namespace {
@@ -31,34 +30,19 @@ std::string PrefixOf(const vexaplatform::ShareSettings& share) {
   return share.path == "/" ? "/" : share.path + "/";
 }
 
-// Kernels since 5.6 have openat2, unless a filter of system calls takes it away; there is no way
-// without it that holds against a race.
-int OpenBeneath(int directory, const char* relative) {
-  struct open_how how = {};
-  how.flags = O_PATH | O_CLOEXEC | O_NOFOLLOW;
-  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-  return static_cast<int>(syscall(SYS_openat2, directory, relative, &how, sizeof(how)));
-}
-
 }  // namespace
 
 std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
                                       const std::string& relative) {
   if (!relative.empty() && !IsPlainPath(relative)) return std::nullopt;
-  const int root = open(share.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-  if (root < 0) return std::nullopt;
-  const int found = OpenBeneath(root, relative.empty() ? "." : relative.c_str());
-  const int error = errno;
-  close(root);
-  if (found < 0 && error == ENOSYS) {
-    throw std::system_error(error, std::generic_category(), "openat2");
-  }
-  if (found < 0) return std::nullopt;
-
+  const Descriptor root(open(share.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!root) return std::nullopt;
+  const Descriptor found(
+      OpenBeneath(root.get(), relative.empty() ? "." : relative, O_PATH | O_NOFOLLOW));
   SharedPath result;
-  const bool examined = fstat(found, &result.status) == 0;
-  close(found);
-  if (!examined || S_ISLNK(result.status.st_mode)) return std::nullopt;
+  if (!found || fstat(found.get(), &result.status) != 0 || S_ISLNK(result.status.st_mode)) {
+    return std::nullopt;
+  }
   result.path = relative.empty() ? share.path : PrefixOf(share) + relative;
   return result;
 }

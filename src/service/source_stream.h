@@ -1,8 +1,6 @@
 #ifndef VEXATHUMB_SERVICE_SOURCE_STREAM_H_
 #define VEXATHUMB_SERVICE_SOURCE_STREAM_H_
 
-#include <sys/types.h>
-
 #include <deque>
 #include <memory>
 #include <optional>
@@ -10,21 +8,16 @@
 #include <vector>
 
 #include "service/path_list.h"
+#include "service/source_feed.h"
 #include "service/source_walk.h"
 
 namespace vexathumb::service {
 
 // What there is to build for: files, the files below folders, and what a list names, one by one
 // while the folders are being walked.
-class SourceStream {
+class SourceStream : public SourceFeed {
  public:
-  struct Item {
-    enum class Kind { kSource, kMissing, kUnreadableFolder };
-    Kind kind = Kind::kSource;
-    std::string path;   // absolute
-    off_t bytes = 0;    // of a source
-    std::string cause;  // why it is none
-  };
+  using Item = SourceItem;
 
   // Whatever `names` names is a source, whatever its extension, videos only if the options ask for
   // them; each is given once, also when it lies below a folder named besides. Of the files in the
@@ -33,9 +26,8 @@ class SourceStream {
   SourceStream(const std::vector<std::string>& names, std::unique_ptr<PathList> list,
                const WalkOptions& options);
 
-  // Nothing when none has come yet or none will come.
-  std::optional<Item> Next();
-  bool AtEnd() const;
+  std::optional<Item> Next() override;
+  bool AtEnd() const override;
 
  private:
   struct Name {

@@ -23,6 +23,11 @@ const char kVarTmpFiles[] =
     "vexathumb_.*_[0-9]+_[0-9]+|VEXATHUMBTMP_.*|convert_thumbnail__[0-9]+[^]*";
 const char kTmpFiles[] = "thumb\\.[0-9]+\\.[0-9]+\\.[0-9]+(\\..*)?";
 
+// By the time of the last change of the file's status: its modification time may be a source's.
+bool IsOldFile(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_ctime + kLeftoverAge < time(nullptr);
+}
+
 template <typename Use>
 void ForEachName(const std::string& directory, const char* pattern, Use use) {
   if (directory.empty()) return;
@@ -34,11 +39,10 @@ void ForEachName(const std::string& directory, const char* pattern, Use use) {
   }
 }
 
-// By the time of the last change of the file's status: its modification time may be a source's.
 void RemoveIfOld(const std::string& path) {
   struct stat st = {};
-  if (lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return;
-  if (st.st_uid == geteuid() && st.st_ctime + kLeftoverAge < time(nullptr)) unlink(path.c_str());
+  if (lstat(path.c_str(), &st) != 0 || !IsOldFile(st)) return;
+  if (st.st_uid == geteuid()) unlink(path.c_str());
 }
 
 }  // namespace
@@ -47,6 +51,16 @@ int CountFreeBoxes(const std::string& source) {
   int count = 0;
   ForEachName(StoreDirectoryOf(source), kFreeBoxes, [&count](const std::string&) { ++count; });
   return count;
+}
+
+bool IsStoreTemporary(const std::string& name) {
+  static const std::regex matches(kStoreTemporaries);
+  return std::regex_match(name, matches);
+}
+
+bool IsStoreLeftover(const std::string& name, const struct stat& status) {
+  const bool may_remove = status.st_uid == geteuid() || geteuid() == 0;
+  return may_remove && IsOldFile(status) && IsStoreTemporary(name);
 }
 
 void SweepStoreDirectory(const std::string& source) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "common/util/util.h"
@@ -16,6 +17,8 @@
 #include "service/background.h"
 #include "service/build_settings.h"
 #include "service/indexer.h"
+#include "service/manifest.h"
+#include "service/source_stream.h"
 #include "service/store_files.h"
 #include "vexaplatform/settings.h"
 
@@ -26,6 +29,9 @@ struct BuildCommandOptions {
   std::vector<std::string> paths;
   std::string files_from;
   bool null_separated = false;
+  std::string manifest;
+  uint64_t shard = 0;
+  std::vector<std::string> path_maps;
   std::vector<std::string> sizes = {kSmall, kMedium, kBig, kLarge, kExtraLarge};
   bool videos = false;
   bool cross_file_systems = false;
@@ -55,13 +61,24 @@ std::unique_ptr<service::PathList> OpenList(const BuildCommandOptions& options) 
   return std::make_unique<service::PathList>(fd, options.null_separated ? '\0' : '\n');
 }
 
+std::vector<service::SourceItem> OpenShard(const BuildCommandOptions& options) {
+  std::vector<service::PathMapping> mappings;
+  for (const std::string& text : options.path_maps) {
+    mappings.push_back(*service::ParsePathMapping(text));
+  }
+  try {
+    return service::ReadShard(options.manifest, options.shard, mappings);
+  } catch (const service::ManifestError& error) {
+    throw Failure{kSourceUnreadable, options.manifest, {error.what(), ""}};
+  } catch (const std::system_error& error) {
+    throw Failure{kSourceUnreadable, options.manifest, {error.code().message(), "name a manifest"}};
+  }
+}
+
 service::IndexOptions IndexOptionsFrom(const BuildCommandOptions& options) {
-  const vexaplatform::ServiceSettings settings = vexaplatform::CurrentSettings()->service;
   service::IndexOptions index;
+  index.build = service::SourceBuildOptionsFrom(vexaplatform::CurrentSettings()->service);
   index.build.sizes = options.sizes;
-  index.build.build = service::BuildOptionsFrom(settings);
-  index.build.lock_directory = settings.lock_dir;
-  index.build.limits = service::BuildLimitsFrom(settings);
   index.build.retry_failed = options.retry_failed;
   index.build.dry_run = options.dry_run;
   index.build.with_facts = options.form() != BuildForm::kText;
@@ -71,14 +88,25 @@ service::IndexOptions IndexOptionsFrom(const BuildCommandOptions& options) {
   return index;
 }
 
+ExitCode BuildShard(const BuildCommandOptions& options) {
+  service::ListedSources sources(OpenShard(options));
+  BuildReport report(options.form(), nullptr);
+  service::RunSignals signals;
+  const service::IndexOptions index = IndexOptionsFrom(options);
+  const bool is_complete = service::Indexer(sources, index, signals, report).Run();
+  report.Finish(is_complete);
+  return report.Result(is_complete);
+}
+
 ExitCode RunBuild(const BuildCommandOptions& options) {
+  if (options.nice) service::LowerPriority();
+  if (!options.dry_run) service::SweepTemporaryDirectories();
+  if (!options.manifest.empty()) return BuildShard(options);
   service::WalkOptions walk;
   walk.videos = options.videos;
   walk.cross_file_systems = options.cross_file_systems;
   std::unique_ptr<service::PathList> list = OpenList(options);
   const service::PathList* const opened_list = list.get();
-  if (options.nice) service::LowerPriority();
-  if (!options.dry_run) service::SweepTemporaryDirectories();
 
   // How long a list is nobody knows.
   std::optional<service::SourceCount> count;
@@ -98,6 +126,30 @@ ExitCode RunBuild(const BuildCommandOptions& options) {
 void AddReportOptions(CLI::App* command, BuildCommandOptions* options) {
   CLI::Option* json = command->add_flag("--json", options->json, "Report as JSON, a line a source");
   command->add_flag("--table", options->table, "Report as a table")->excludes(json);
+}
+
+void AddManifestOptions(CLI::App* command, BuildCommandOptions* options) {
+  CLI::Option* manifest =
+      command->add_option("--manifest", options->manifest, "Build what 'vexathumb plan' wrote")
+          ->type_name("FILE")
+          ->excludes("PATH")
+          ->excludes("--files-from");
+  CLI::Option* shard = command->add_option("--shard", options->shard, "Its shard, numbered from 1")
+                           ->type_name("K")
+                           ->check(CLI::PositiveNumber)
+                           ->needs(manifest);
+  manifest->needs(shard);
+  command
+      ->add_option("--path-map", options->path_maps,
+                   "What the manifest has below FROM lies below TO here")
+      ->type_name("FROM=TO")
+      ->allow_extra_args(false)
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            return service::ParsePathMapping(text) ? "" : "two absolute paths are wanted";
+          },
+          "", "FROM=TO"))
+      ->needs(manifest);
 }
 
 void AddRestraints(CLI::App* command, BuildCommandOptions* options) {
@@ -141,11 +193,12 @@ Run AddBuildCommand(CLI::App& app) {
                     "Go into folders on which another file system is mounted");
   command->add_flag("--retry-failed", options->retry_failed, "Try again what has failed before");
   command->add_flag("--dry-run", options->dry_run, "Only tell what would be built");
+  AddManifestOptions(command, options.get());
   AddRestraints(command, options.get());
   AddReportOptions(command, options.get());
   command->callback([options] {
-    if (options->paths.empty() && options->files_from.empty()) {
-      throw CLI::RequiredError("PATH or --files-from");
+    if (options->paths.empty() && options->files_from.empty() && options->manifest.empty()) {
+      throw CLI::RequiredError("PATH, --files-from or --manifest");
     }
   });
   return [options] { return RunBuild(*options); };

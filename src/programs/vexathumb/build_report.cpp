@@ -88,8 +88,8 @@ void BuildReport::TellFailure(const SourceReport& report) const {
   PrintError(report.source, {report.cause.text + which, report.cause.advice});
 }
 
-void BuildReport::OnUnreadable(const service::SourceStream::Item& item) {
-  const bool is_missing = item.kind == service::SourceStream::Item::Kind::kMissing;
+void BuildReport::OnUnreadable(const service::SourceItem& item) {
+  const bool is_missing = item.kind == service::SourceItem::Kind::kMissing;
   if (is_missing) ++missing_names_;
   SourceReport report;
   report.source = item.path;

@@ -27,7 +27,7 @@ class BuildReport : public service::IndexObserver {
   BuildReport(BuildForm form, service::SourceCount* count) : form_(form), count_(count) {}
 
   void OnReport(const service::SourceReport& report) override;
-  void OnUnreadable(const service::SourceStream::Item& item) override;
+  void OnUnreadable(const service::SourceItem& item) override;
   void OnTick(const std::vector<std::string>& in_hand, bool is_asked) override;
 
   // Tells the sums. `is_complete`: nothing is left to do that was not tried.

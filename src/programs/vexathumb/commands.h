@@ -15,6 +15,11 @@ using Run = std::function<ExitCode()>;
 Run AddGetCommand(CLI::App& app);
 Run AddBuildCommand(CLI::App& app);
 Run AddInfoCommand(CLI::App& app);
+Run AddWatchCommand(CLI::App& app);
+Run AddPlanCommand(CLI::App& app);
+Run AddFailuresCommand(CLI::App& app);
+Run AddCleanCommand(CLI::App& app);
+Run AddStatCommand(CLI::App& app);
 Run AddDoctorCommand(CLI::App& app);
 
 }  // namespace vexathumb::program
