@@ -89,5 +89,14 @@ TEST(ToolEnvironment, OfAnAnimationLimitsItsFramesByThePolicyAlone) {
   EXPECT_THAT(environment, Not(Contains(StartsWith("MAGICK_LIST_LENGTH_LIMIT="))));
 }
 
+TEST(ToolEnvironment, OfAWebpLimitsItsFramesByThePolicyAlone) {
+  const vexathumb::kit::TempDir folder;
+  vexathumb::kit::WriteFile(folder / "a", std::string("RIFF\0\0\0\0WEBPVP8X", 16));
+  const std::vector<std::string> vector = {"convert", "-strip", (folder / "a") + "[0]", "/d/a.jpg"};
+  const auto environment =
+      ToolEnvironment(Tool::kConvert, FindToolPaths(Tool::kConvert, vector), ToolLimits(), "");
+  EXPECT_THAT(environment, Not(Contains(StartsWith("MAGICK_LIST_LENGTH_LIMIT="))));
+}
+
 }  // namespace
 }  // namespace vexaplatform
