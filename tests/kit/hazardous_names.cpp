@@ -94,8 +94,9 @@ const std::vector<HazardousName>& HazardousNames() {
        {"b"}},
       {"surrogate", "a\xed\xa0\x80", {"a"}},
       {"right_to_left",
-       "a\xe2\x80\xae"
-       "b",
+       std::string("a\xe2\x80")
+           .append("\xae"
+                   "b"),
        {"ab"}},
       {"byte_order_mark",
        "\xef\xbb\xbf"
