@@ -14,6 +14,7 @@
 #include "programs/vexathumb/build_report.h"
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/report.h"
+#include "programs/vexathumb/sizes_option.h"
 #include "service/background.h"
 #include "service/build_settings.h"
 #include "service/indexer.h"
@@ -183,11 +184,7 @@ Run AddBuildCommand(CLI::App& app) {
       ->add_flag("-0,--null", options->null_separated,
                  "The names in that file end with a null byte, not with the line")
       ->needs(list);
-  command->add_option("--sizes", options->sizes, "Sizes to build (all)")
-      ->type_name(kStoredSizes)
-      ->allow_extra_args(false)
-      ->delimiter(',')
-      ->check(CLI::IsMember({kSmall, kMedium, kBig, kLarge, kExtraLarge}));
+  AddSizesOption(command, &options->sizes);
   command->add_flag("--videos", options->videos, "Make the screenshots that videos lack");
   command->add_flag("--cross-file-systems", options->cross_file_systems,
                     "Go into folders on which another file system is mounted");

@@ -13,9 +13,6 @@ namespace vexathumb::program {
 
 using Json = nlohmann::ordered_json;
 
-// The size labels that have a place in the store, as the command line lists them.
-inline constexpr char kStoredSizes[] = "small,medium,big,large,xlarge";
-
 // One answer about one file, with the fields that all commands share. Empty means unknown.
 struct Answer {
   std::string file;

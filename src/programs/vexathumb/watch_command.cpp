@@ -9,6 +9,7 @@
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/named_paths.h"
 #include "programs/vexathumb/report.h"
+#include "programs/vexathumb/sizes_option.h"
 #include "service/background.h"
 #include "service/build_settings.h"
 #include "service/indexer.h"
@@ -134,11 +135,7 @@ Run AddWatchCommand(CLI::App& app) {
   CLI::App* command = app.add_subcommand(
       "watch", "Build for the files below folders as they appear and change, until stopped");
   command->add_option("FOLDER", options->folders, "Folders of pictures")->required();
-  command->add_option("--sizes", options->sizes, "Sizes to build (all)")
-      ->type_name(kStoredSizes)
-      ->allow_extra_args(false)
-      ->delimiter(',')
-      ->check(CLI::IsMember({kSmall, kMedium, kBig, kLarge, kExtraLarge}));
+  AddSizesOption(command, &options->sizes);
   command
       ->add_option("--quiet", options->quiet,
                    "How long a file must have been left alone before it is built for (2)")

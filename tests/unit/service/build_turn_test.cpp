@@ -101,6 +101,8 @@ TEST_F(SourceLockTest, TheNumberOfFilesIsBounded) {
   EXPECT_THAT(NamesIn(options_.lock_directory), SizeIs(256));
 }
 
+bool Never() { return false; }
+
 class BuildTurnTest : public ServiceTest {
  protected:
   std::unique_ptr<Holder> Hold(const BuildLimits& limits) const {
@@ -113,6 +115,14 @@ class BuildTurnTest : public ServiceTest {
   }
   std::optional<BuildTurn> Take(const BuildLimits& limits) const {
     return BuildTurn::Take(options_.lock_directory, limits);
+  }
+  // Background work that has a turn and gives way when it is told to; 0 when it has one again.
+  int TakeAndGiveWay(const BuildLimits& limits, const Signal& taken, const Signal& give_way) const {
+    BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
+    if (!turn.Take(Never)) return 1;
+    taken.Give();
+    give_way.Await();
+    return turn.GiveWay(Never) ? 0 : 1;
   }
   // Until the lock file of that name is held.
   void AwaitHeld(const std::string& name) const {
@@ -201,8 +211,6 @@ TEST_F(BuildTurnTest, TurnsAreReleasedOnDeath) {
 
 TEST_F(BuildTurnTest, ThereIsAlwaysOneBuilder) { EXPECT_TRUE(Take({0, 0})); }
 
-bool Never() { return false; }
-
 TEST_F(BuildTurnTest, BackgroundWorkTakesAFreePlace) {
   BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", {1, 0});
   EXPECT_TRUE(turn.Take(Never));
@@ -228,13 +236,7 @@ TEST_F(BuildTurnTest, BackgroundWorkLetsThoseWhoWaitGoFirst) {
   const BuildLimits limits = {1, 1};
   const Signal taken;
   const Signal give_way;
-  Process background([&] {
-    BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
-    if (!turn.Take(Never)) return 1;
-    taken.Give();
-    give_way.Await();
-    return turn.GiveWay(Never) ? 0 : 1;
-  });
+  Process background([&] { return TakeAndGiveWay(limits, taken, give_way); });
   taken.Await();
   const auto waiting = Hold(limits);
   AwaitHeld("line");
@@ -249,13 +251,7 @@ TEST_F(BuildTurnTest, BackgroundWorkLetsThoseWhoWaitForItsSourceGoFirst) {
   const BuildLimits limits = {1, 0};
   const Signal taken;
   const Signal give_way;
-  Process background([&] {
-    BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
-    if (!turn.Take(Never)) return 1;
-    taken.Give();
-    give_way.Await();
-    return turn.GiveWay(Never) ? 0 : 1;
-  });
+  Process background([&] { return TakeAndGiveWay(limits, taken, give_way); });
   taken.Await();
   Holder request([&] { return std::make_unique<SourceLock>(options_.lock_directory, "/s/a.jpg"); });
   for (const std::string& name : NamesIn(options_.lock_directory)) {
