@@ -18,7 +18,8 @@ namespace vexathumb::service {
 //   the largest size, and that one's result for the others, where its scales make the same pixels.
 //   Sizes of one scale share the result. All have the pixels that they would have one by one.
 // - Of everything else the largest size is made from the source, and smaller ones from a larger
-//   one. So it is with turned JPEGs, and with raw files, whose preview is decoded once.
+//   one; by the JPEG decoder where the box is half as large. So it is with turned JPEGs, and with
+//   raw files, whose preview is decoded once.
 // - Animations are made one by one.
 //
 // Those that share a result have copies of it, not links: other programs write to these names in
@@ -58,6 +59,7 @@ class SizeSeries {
   bool MakeFitted(const Task& task);
   bool MakeAnimation(const Task& task);
   bool MakeFrom(const Picture& larger, const Task& task);
+  bool MakeByHalving(const Picture& larger, const Task& task) const;
   bool MakeFromSource(const Task& task);
   bool BringIntoForm(const Task& task) const;
   ThumbInfo InfoOfJpeg(const Task& task) const;

@@ -58,7 +58,12 @@ void WriteLandscape(const std::string& path, int orientation = 1) {
   kit::PaintLandscape(folder / "a.ppm", {1600, 1200},
                       {7, {80, 120, 200}, {240, 200, 160}, {40, 60, 50}, 0.7F, 0.3F});
   const std::string colours = folder / "a.ppm";
-  kit::RunTool({"/usr/bin/convert", colours, "-quality", "92", path});
+  if (fs::path(path).extension() == ".dng") {
+    kit::RunTool({"/usr/bin/convert", colours, "-quality", "92", folder / "a.jpg"});
+    kit::WriteDngOf(path, colours, folder / "a.jpg");
+  } else {
+    kit::RunTool({"/usr/bin/convert", colours, "-quality", "92", path});
+  }
   if (orientation != 1) {
     kit::AddExif(path, {{"Exif.Image.Orientation", std::to_string(orientation)}});
   }
@@ -124,15 +129,15 @@ INSTANTIATE_TEST_SUITE_P(
                                 6,
                                 {"VEXAFILE_THUMB_S_r1.jpg", "VEXAFILE_THUMB_M_r1.jpg",
                                  "VEXAFILE_THUMB_B_r1.jpg", "VEXAFILE_THUMB_XL_r1.jpg"},
-                                1,
-                                4},
+                                2,
+                                3},
                     SharingCase{"MirroredJpeg",
                                 "a.jpg",
                                 2,
                                 {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
                                  "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
-                                1,
-                                4},
+                                2,
+                                3},
                     SharingCase{"Png",
                                 "a.png",
                                 1,
@@ -145,22 +150,36 @@ INSTANTIATE_TEST_SUITE_P(
                                 8,
                                 {"VEXAFILE_THUMB_S_r3.jpg", "VEXAFILE_THUMB_M_r3.jpg",
                                  "VEXAFILE_THUMB_B_r3.jpg", "VEXAFILE_THUMB_XL_r3.jpg"},
-                                0,
-                                4},
+                                1,
+                                3},
                     SharingCase{"Webp",
                                 "a.webp",
                                 1,
                                 {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
                                  "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
-                                0,
-                                4},
+                                1,
+                                3},
                     SharingCase{"Bmp",
                                 "a.bmp",
                                 1,
                                 {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
                                  "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
-                                0,
-                                4}),
+                                1,
+                                3},
+                    SharingCase{"Heic",
+                                "a.heic",
+                                1,
+                                {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
+                                 "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
+                                1,
+                                3},
+                    SharingCase{"Raw",
+                                "a.dng",
+                                1,
+                                {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
+                                 "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
+                                4,
+                                0}),
     CaseName());
 
 TEST_F(SourceBuildTest, SizesThatShareAResultAreFilesOfTheirOwn) {
