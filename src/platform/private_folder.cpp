@@ -3,18 +3,34 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/random.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "bare_calls.h"
+#include "vexaplatform/settings.h"
+#include "vexaplatform/tool_folders.h"
 
 namespace vexaplatform {
 namespace {
 
 constexpr int kDepth = 4;
+constexpr char kPrefix[] = "vexathumb-tool.";
+constexpr char kDigits[] = "abcdefghijklmnopqrstuvwxyz012345";
+constexpr size_t kRandomDigits = 16;
+constexpr time_t kLeftoverAge = 3600;  // seconds
+
+bool IsPrivateFolderName(const std::string& name) {
+  const size_t prefix = strlen(kPrefix);
+  return name.size() == prefix + kRandomDigits && name.compare(0, prefix, kPrefix) == 0 &&
+         name.find_first_not_of(kDigits, prefix) == std::string::npos;
+}
 
 bool IsDots(const char* name) { return strcmp(name, ".") == 0 || strcmp(name, "..") == 0; }
 
@@ -43,11 +59,10 @@ void Empty(int parent, const char* name, int depth) {
 }  // namespace
 
 std::string PrivateFolderName(const std::string& parent) {
-  static const char kDigits[] = "abcdefghijklmnopqrstuvwxyz012345";
-  uint8_t random[16] = {};
+  uint8_t random[kRandomDigits] = {};
   while (getrandom(random, sizeof(random), 0) != static_cast<ssize_t>(sizeof(random))) {
   }
-  std::string name = parent + "/vexathumb-tool.";
+  std::string name = parent + "/" + kPrefix;
   for (const uint8_t octet : random) name += kDigits[octet % 32];
   return name;
 }
@@ -59,5 +74,22 @@ void RemovePrivateFolder(const char* path) {
     Empty(AT_FDCWD, path, kDepth);
   }
 }
+
+void SweepPrivateFolders(const std::string& parent, time_t age) {
+  const time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  std::error_code error;
+  std::filesystem::directory_iterator entry(parent, error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    if (!IsPrivateFolderName(entry->path().filename().string())) continue;
+    struct stat status {};
+    const bool is_own_folder = lstat(entry->path().c_str(), &status) == 0 &&
+                               S_ISDIR(status.st_mode) && status.st_uid == geteuid();
+    if (is_own_folder && status.st_ctime + age <= now) {
+      RemovePrivateFolder(entry->path().c_str());
+    }
+  }
+}
+
+void SweepToolFolders() { SweepPrivateFolders(CurrentSettings()->tools.temp_dir, kLeftoverAge); }
 
 }  // namespace vexaplatform

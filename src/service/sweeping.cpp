@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "service/store_files.h"
+#include "vexaplatform/tool_folders.h"
 
 namespace vexathumb::service {
 namespace {
@@ -77,6 +78,7 @@ void SweepStoreDirectory(const std::string& source) {
 void SweepTemporaryDirectories() {
   ForEachName("/var/tmp", kVarTmpFiles, RemoveIfOld);
   ForEachName("/tmp", kTmpFiles, RemoveIfOld);
+  vexaplatform::SweepToolFolders();
 }
 
 }  // namespace vexathumb::service
