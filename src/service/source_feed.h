@@ -44,6 +44,8 @@ class ListedSources : public SourceFeed {
   }
   bool AtEnd() const override { return next_ == items_.size(); }
 
+  size_t size() const { return items_.size(); }  // of all, given or not
+
  private:
   std::vector<SourceItem> items_;
   size_t next_ = 0;

@@ -19,6 +19,7 @@
 #include "service/build_settings.h"
 #include "service/indexer.h"
 #include "service/manifest.h"
+#include "service/source_count.h"
 #include "service/source_stream.h"
 #include "service/store_files.h"
 #include "vexaplatform/settings.h"
@@ -91,7 +92,7 @@ service::IndexOptions IndexOptionsFrom(const BuildCommandOptions& options) {
 
 ExitCode BuildShard(const BuildCommandOptions& options) {
   service::ListedSources sources(OpenShard(options));
-  BuildReport report(options.form(), nullptr);
+  BuildReport report(options.form(), [&sources] { return sources.size(); });
   service::RunSignals signals;
   const service::IndexOptions index = IndexOptionsFrom(options);
   const bool is_complete = service::Indexer(sources, index, signals, report).Run();
@@ -113,7 +114,7 @@ ExitCode RunBuild(const BuildCommandOptions& options) {
   std::optional<service::SourceCount> count;
   if (opened_list == nullptr) count.emplace(options.paths, walk);
   service::SourceStream sources(options.paths, std::move(list), walk);
-  BuildReport report(options.form(), count ? &*count : nullptr);
+  BuildReport report(options.form(), [&count] { return count ? count->Total() : std::nullopt; });
   service::RunSignals signals;
   const service::IndexOptions index = IndexOptionsFrom(options);
   const bool is_complete = service::Indexer(sources, index, signals, report).Run();

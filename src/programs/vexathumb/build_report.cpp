@@ -101,8 +101,7 @@ void BuildReport::OnUnreadable(const service::SourceItem& item) {
 }
 
 void BuildReport::OnTick(const std::vector<std::string>& in_hand, bool is_asked) {
-  progress_.Show(sources_, count_ != nullptr ? count_->Total() : std::nullopt,
-                 in_hand.empty() ? "" : in_hand.front());
+  progress_.Show(sources_, total_(), in_hand.empty() ? "" : in_hand.front());
   if (!is_asked) return;
   std::string text = progress_.Text();
   for (size_t i = 0; i < in_hand.size(); ++i) text += (i > 0 ? ", " : "; at ") + in_hand[i];

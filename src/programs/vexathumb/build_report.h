@@ -4,6 +4,8 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,7 +15,6 @@
 #include "programs/vexathumb/progress.h"
 #include "programs/vexathumb/report.h"
 #include "service/indexer.h"
-#include "service/source_count.h"
 
 namespace vexathumb::program {
 
@@ -23,8 +24,9 @@ enum class BuildForm { kText, kTable, kJson };
 // they are done, or as a table at the end; failures and progress on standard error.
 class BuildReport : public service::IndexObserver {
  public:
-  // `count` outlives this; it may be null.
-  BuildReport(BuildForm form, service::SourceCount* count) : form_(form), count_(count) {}
+  // `total` gives the number of sources that there are, nothing while it is not known.
+  BuildReport(BuildForm form, std::function<std::optional<size_t>()> total)
+      : form_(form), total_(std::move(total)) {}
 
   void OnReport(const service::SourceReport& report) override;
   void OnUnreadable(const service::SourceItem& item) override;
@@ -50,7 +52,7 @@ class BuildReport : public service::IndexObserver {
   double Seconds() const;
 
   const BuildForm form_;
-  service::SourceCount* const count_;
+  const std::function<std::optional<size_t>()> total_;
   Progress progress_;
   std::vector<std::vector<std::string>> rows_;  // of the table
   std::array<size_t, kStates> counts_ = {};     // of thumbnails

@@ -38,7 +38,8 @@ void PrintFailure(const std::string& source, const service::BuildFailure& failur
 // Tries all sizes again right away, and tells how that ended as `build` does.
 ExitCode Retry(std::vector<service::SourceItem> failed, bool json) {
   service::ListedSources sources(std::move(failed));
-  BuildReport report(json ? BuildForm::kJson : BuildForm::kText, nullptr);
+  BuildReport report(json ? BuildForm::kJson : BuildForm::kText,
+                     [&sources] { return sources.size(); });
   service::RunSignals signals;
   service::IndexOptions index;
   index.build = service::SourceBuildOptionsFrom(vexaplatform::CurrentSettings()->service);

@@ -17,7 +17,6 @@ using std::chrono::seconds;
 constexpr size_t kBarWidth = 20;
 constexpr seconds kRateSpan{60};
 constexpr seconds kBetweenSamples{1};
-constexpr seconds kBetweenLines{60};
 
 int TerminalWidth() {
   struct winsize size = {};
@@ -32,7 +31,10 @@ std::string Bar(size_t done, size_t total) {
 
 }  // namespace
 
-Progress::Progress() : is_terminal_(isatty(STDERR_FILENO) != 0), last_line_(Clock::now()) {
+Progress::Progress(seconds between_lines)
+    : is_terminal_(isatty(STDERR_FILENO) != 0),
+      between_lines_(between_lines),
+      last_line_(Clock::now()) {
   samples_.push_back({last_line_, 0});
 }
 
@@ -41,7 +43,7 @@ void Progress::Show(size_t done, std::optional<size_t> total, const std::string&
   Note(done);
   if (is_terminal_) {
     ShowBar(file);
-  } else if (Clock::now() - last_line_ >= kBetweenLines) {
+  } else if (Clock::now() - last_line_ >= between_lines_) {
     last_line_ = Clock::now();
     std::cerr << "vexathumb: " + Text() + "\n";
   }

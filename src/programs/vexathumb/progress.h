@@ -13,7 +13,7 @@ namespace vexathumb::program {
 // where that is a terminal, and a line a minute elsewhere.
 class Progress {
  public:
-  Progress();
+  explicit Progress(std::chrono::seconds between_lines = std::chrono::seconds(60));
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress() { Clear(); }
@@ -37,7 +37,8 @@ class Progress {
   double Rate() const;  // sources a second, over the last minute
   void ShowBar(const std::string& file) const;
 
-  bool is_terminal_;
+  const bool is_terminal_;
+  const std::chrono::seconds between_lines_;
   size_t done_ = 0;
   std::optional<size_t> total_;
   std::deque<Sample> samples_;
