@@ -7,17 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "failed_call.h"
 #include "no_throw.h"
 #include "unique_fd.h"
 #include "vexa/copy.h"
 
 namespace vexaplatform {
 namespace {
-
-int Fail(int error) {
-  errno = error;
-  return -1;
-}
 
 // A file under a random hidden name in the folder of the path that it is to get. It goes with the
 // object unless it was moved to that path.
@@ -108,11 +104,11 @@ bool IsHonoured(const VEXACOPYARGS& args) {
 int CheckTarget(const std::string& target, const struct stat& source, bool overwrite) {
   struct stat status {};
   if (lstat(target.c_str(), &status) != 0) return errno == ENOENT ? 0 : -1;
-  if (S_ISDIR(status.st_mode)) return Fail(overwrite ? EISDIR : EEXIST);
-  if (!overwrite) return Fail(EEXIST);
+  if (S_ISDIR(status.st_mode)) return FailWith(overwrite ? EISDIR : EEXIST);
+  if (!overwrite) return FailWith(EEXIST);
   const bool same = stat(target.c_str(), &status) == 0 && status.st_dev == source.st_dev &&
                     status.st_ino == source.st_ino;
-  return same ? Fail(EINVAL) : 0;
+  return same ? FailWith(EINVAL) : 0;
 }
 
 // Makes a folder's entries outlast a loss of power. Not every volume can.
@@ -124,13 +120,13 @@ void SyncFolderOf(const std::string& path) {
 }
 
 int CopyFile(const std::string& source, const std::string& target, const VEXACOPYARGS& args) {
-  if (!IsHonoured(args)) return Fail(ENOTSUP);
+  if (!IsHonoured(args)) return FailWith(ENOTSUP);
   // Without O_NONBLOCK a FIFO would wait here for a writer.
   const UniqueFd from(open(source.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status {};
   if (!from || fstat(from.get(), &status) != 0) return -1;
-  if (S_ISDIR(status.st_mode)) return Fail(EISDIR);
-  if (!S_ISREG(status.st_mode)) return Fail(EINVAL);
+  if (S_ISDIR(status.st_mode)) return FailWith(EISDIR);
+  if (!S_ISREG(status.st_mode)) return FailWith(EINVAL);
   const bool overwrite = args.blOverWrite != 0;
   if (CheckTarget(target, status, overwrite) != 0) return -1;
 
@@ -151,7 +147,7 @@ int CopyFile(const std::string& source, const std::string& target, const VEXACOP
 int VEXAFileCopy(const char* src, const char* dst, PVEXACOPYARGS args) {
   using namespace vexaplatform;
   return NoThrow(-1, [&] {
-    if (src == nullptr || dst == nullptr) return Fail(EINVAL);
+    if (src == nullptr || dst == nullptr) return FailWith(EINVAL);
     return CopyFile(src, dst, args == nullptr ? VEXACOPYARGS{} : *args);
   });
 }

@@ -14,6 +14,7 @@
 
 #include "byte_ranges.h"
 #include "entity_tag.h"
+#include "failed_call.h"
 #include "hand_over.h"
 #include "http_request.h"
 #include "preconditions.h"
@@ -25,11 +26,6 @@
 
 namespace vexaplatform {
 namespace {
-
-int Fail(int error) {
-  errno = error;
-  return -1;
-}
 
 FileDescription Describe(const char* path, const char* mime, const struct stat& status,
                          time_t now) {
@@ -127,12 +123,12 @@ std::optional<Header> HandOverNow(const HttpRequest& request, const char* path,
 }  // namespace
 
 int SendFileResponse(const char* path, const char* mime, Sender sender) {
-  if (path == nullptr || !IsHeaderValue(mime)) return Fail(EINVAL);
+  if (path == nullptr || !IsHeaderValue(mime)) return FailWith(EINVAL);
   // Without O_NONBLOCK a FIFO would wait here for a writer.
   const UniqueFd fd(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status {};
   if (!fd || fstat(fd.get(), &status) != 0) return -1;
-  if (!S_ISREG(status.st_mode)) return Fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+  if (!S_ISREG(status.st_mode)) return FailWith(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
   WaitOutClockTick(status);
 
   const time_t now = time(nullptr);

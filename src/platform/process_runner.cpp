@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "failed_call.h"
 #include "no_throw.h"
 #include "running_tool.h"
 #include "tool_answer.h"
@@ -22,13 +23,8 @@
 namespace vexaplatform {
 namespace {
 
-int Fail(int error) {
-  errno = error;
-  return -1;
-}
-
 int Run(const char* path, const char* const argv[]) {
-  if (path == nullptr || argv == nullptr) return Fail(EINVAL);
+  if (path == nullptr || argv == nullptr) return FailWith(EINVAL);
   auto plan = PlanTool(path, argv);
   if (plan == nullptr) return AnswerOfRefused(path);
   RunningTool tool(std::move(plan));
@@ -154,9 +150,9 @@ FILE* VLIBCPopenv(const char* path, const char* mode, const char* const argv[]) 
 }
 
 int VLIBCPclose(FILE* stream) {
-  if (stream == nullptr) return vexaplatform::Fail(EINVAL);
+  if (stream == nullptr) return vexaplatform::FailWith(EINVAL);
   const auto tool = vexaplatform::Streams().Take(stream);
   fclose(stream);
-  if (tool == nullptr || !tool->Wait()) return vexaplatform::Fail(ECHILD);
+  if (tool == nullptr || !tool->Wait()) return vexaplatform::FailWith(ECHILD);
   return vexaplatform::NoThrow(-1, [&] { return vexaplatform::AnswerOf(tool->plan()); });
 }

@@ -11,6 +11,7 @@
 #include <string>
 #include <system_error>
 
+#include "failed_call.h"
 #include "no_throw.h"
 #include "store_place.h"
 #include "unique_fd.h"
@@ -21,11 +22,6 @@ namespace vexaplatform {
 namespace {
 
 constexpr char kHiddenFolder[] = ".vexaea";
-
-int Fail(int error) {
-  errno = error;
-  return -1;
-}
 
 bool IsEntryName(const std::string& name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
@@ -40,12 +36,12 @@ struct StoreDirectory {
 };
 
 int FindStoreDirectory(EATYPE type, const char* path, StoreDirectory* directory) {
-  if (type != EATYPE_VEXAEA) return Fail(ENOTSUP);
-  if (path == nullptr || path[0] != '/') return Fail(EINVAL);
+  if (type != EATYPE_VEXAEA) return FailWith(ENOTSUP);
+  if (path == nullptr || path[0] != '/') return FailWith(EINVAL);
   const std::string source = path;
   const size_t slash = source.rfind('/');
   const std::string base = source.substr(slash + 1);
-  if (!IsEntryName(base)) return Fail(EINVAL);
+  if (!IsEntryName(base)) return FailWith(EINVAL);
   StorePlace place;
   if (FindStorePlace(slash == 0 ? "/" : source.substr(0, slash), &place) != 0) return -1;
   if (place.folder.back() == '/') place.folder.pop_back();
@@ -72,19 +68,19 @@ int CheckEntry(const StoreDirectory& directory, const std::string& name) {
   const UniqueFd entry = OpenBeneath(base.get(), relative.c_str(), 0);
   struct stat status {};
   if (!entry) return errno == ELOOP ? -1 : 0;
-  return fstat(entry.get(), &status) == 0 && S_ISDIR(status.st_mode) ? Fail(EISDIR) : 0;
+  return fstat(entry.get(), &status) == 0 && S_ISDIR(status.st_mode) ? FailWith(EISDIR) : 0;
 }
 
 int Refuse(const std::string& path, const char* caller) {
   const int error = errno;
   syslog(LOG_ERR, "%s:%d (%s) \"%s is refused as a place of the store: %s\"", "store.cpp", __LINE__,
          caller, path.c_str(), std::generic_category().message(error).c_str());
-  return Fail(error);
+  return FailWith(error);
 }
 
 int Answer(const std::string& result, char* buf, int size) {
-  if (buf == nullptr) return Fail(EINVAL);
-  if (size < 0 || result.size() >= static_cast<size_t>(size)) return Fail(ENAMETOOLONG);
+  if (buf == nullptr) return FailWith(EINVAL);
+  if (size < 0 || result.size() >= static_cast<size_t>(size)) return FailWith(ENAMETOOLONG);
   memcpy(buf, result.c_str(), result.size() + 1);
   return 0;
 }
@@ -141,8 +137,8 @@ int VEXAEAPath(EATYPE type, const char* path, const char* name, char* buf, int s
                EA_AD_SHARE ad) {
   using namespace vexaplatform;
   return NoThrow(-1, [&] {
-    if (ad != VEXA_SHARE) return Fail(ENOTSUP);
-    if (name == nullptr || !IsEntryName(name)) return Fail(EINVAL);
+    if (ad != VEXA_SHARE) return FailWith(ENOTSUP);
+    if (name == nullptr || !IsEntryName(name)) return FailWith(EINVAL);
     StoreDirectory directory;
     if (FindStoreDirectory(type, path, &directory) != 0) return -1;
     const std::string entry = directory.path() + "/" + name;
@@ -163,7 +159,7 @@ int VEXAEADirPath(EATYPE type, const char* path, char* buf, int size) {
 int VEXAEAMKDir(int /*flag*/, const char* dir) {
   using namespace vexaplatform;
   return NoThrow(-1, [dir] {
-    if (dir == nullptr || dir[0] != '/') return Fail(EINVAL);
+    if (dir == nullptr || dir[0] != '/') return FailWith(EINVAL);
     if (MakeStoreDirectory(dir) == 0) return 0;
     return errno == ELOOP || errno == ENOTDIR ? Refuse(dir, "VEXAEAMKDir") : -1;
   });

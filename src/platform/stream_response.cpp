@@ -10,15 +10,15 @@
 namespace vexaplatform {
 namespace {
 
-StreamResult Fail(int error) {
+StreamResult Failed(int error) {
   errno = error;
   return StreamResult::kFailed;
 }
 
 // Reads the next block, which is empty at the end. False when the stream cannot be read.
 bool ReadBlock(FILE* stream, std::vector<char>* block) {
-  constexpr size_t kBlockSize = size_t{1} << 16;
-  block->resize(kBlockSize);
+  constexpr size_t kMost = size_t{1} << 16;
+  block->resize(kMost);
   size_t size = 0;
   do {
     clearerr(stream);
@@ -32,11 +32,11 @@ bool ReadBlock(FILE* stream, std::vector<char>* block) {
 }  // namespace
 
 StreamResult SendStreamResponse(FILE* stream, const char* name, const char* mime) {
-  if (name == nullptr || !IsHeaderValue(mime)) return Fail(EINVAL);
+  if (name == nullptr || !IsHeaderValue(mime)) return Failed(EINVAL);
   // Whether there is anything at all is known before the headers go out, for HEAD too.
   std::vector<char> block;
   if (!ReadBlock(stream, &block)) return StreamResult::kFailed;
-  if (block.empty()) return Fail(ENODATA);
+  if (block.empty()) return Failed(ENODATA);
   ResponseOutput output;
   if (!output.SendHead(StreamHead(name, mime))) return StreamResult::kFailed;
   if (CurrentHttpRequest().method == "HEAD") return StreamResult::kHeadOnly;

@@ -5,6 +5,8 @@
 #include <functional>
 #include <thread>
 
+#include "service/path_name.h"
+
 namespace vexathumb::service {
 namespace {
 
@@ -21,7 +23,7 @@ std::optional<LockFile> TryTakePlace(const std::string& directory, const BuildLi
 }
 
 std::string SourceNumber(const std::string& source) {
-  const std::string base_name = source.substr(source.rfind('/') + 1);
+  const std::string base_name = LastComponent(source);
   return std::to_string(std::hash<std::string>()(base_name) % kSourceLockFiles);
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "service/path_name.h"
 #include "service/store_place_check.h"
 
 namespace vexathumb::service {
@@ -12,7 +13,7 @@ constexpr char kFormerPixdeck[] = "Pixdeck, former scheme";
 constexpr char kDocdeck[] = "Docdeck";
 constexpr char kReeldeck[] = "Reeldeck";
 
-bool IsVideo(const std::string& path) { return IsSupportVideo(path.substr(path.rfind('/') + 1)); }
+bool IsVideo(const std::string& path) { return IsSupportVideo(LastComponent(path)); }
 
 // Whether a request takes what lies there as it is.
 bool IsServed(const StoreEntry& entry, const ThumbInfo& info, bool is_indexed) {

@@ -4,6 +4,7 @@
 
 #include <csignal>
 
+#include "service/path_name.h"
 #include "service/store_files.h"
 #include "thumb/thumb_convert_cmd.h"
 #include "vexaplatform/tool_report.h"
@@ -13,19 +14,17 @@ namespace {
 
 constexpr char kDoctor[] = "'vexathumb doctor' tells more";
 
-std::string NameOf(const std::string& program) { return program.substr(program.rfind('/') + 1); }
-
 }  // namespace
 
 std::optional<Cause> FaultOfMachine(const std::string& source, const ThumbInfo& info) {
   const vexaplatform::ToolReport last = vexaplatform::LastToolRun();
   if (last.ending == vexaplatform::ToolEnding::kNotStarted) {
-    return Cause{"the program " + NameOf(last.program) + " cannot be started", kDoctor};
+    return Cause{"the program " + LastComponent(last.program) + " cannot be started", kDoctor};
   }
   const bool ended_by_request =
       last.detail == SIGTERM || last.detail == SIGINT || last.detail == SIGHUP;
   if (last.ending == vexaplatform::ToolEnding::kSignalled && ended_by_request) {
-    return Cause{"the program " + NameOf(last.program) + " was ended", "run again later"};
+    return Cause{"the program " + LastComponent(last.program) + " was ended", "run again later"};
   }
   if (!HasRoom("/var/tmp")) {
     return Cause{"there is no room for temporary files", "make room in /var/tmp"};
@@ -37,7 +36,7 @@ std::optional<Cause> FaultOfMachine(const std::string& source, const ThumbInfo& 
   if (info.IsWebAcceptable()) return std::nullopt;
   // Raw development came before the last tool, and needs the store for the camera's preview.
   if (access(ThumbConvertCmd::kDcraw.c_str(), X_OK) != 0) {
-    return Cause{"the program " + NameOf(ThumbConvertCmd::kDcraw) + " is missing", kDoctor};
+    return Cause{"the program " + LastComponent(ThumbConvertCmd::kDcraw) + " is missing", kDoctor};
   }
   if (stores && !has_store) return no_store_room;
   return std::nullopt;

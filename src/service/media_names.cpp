@@ -3,13 +3,12 @@
 #include <unordered_set>
 
 #include "common/util/util.h"
+#include "service/path_name.h"
 
 namespace vexathumb::service {
 namespace {
 
 using Extensions = std::unordered_set<std::string>;
-
-std::string LastComponent(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 }  // namespace
 

@@ -15,6 +15,7 @@
 #include "service/descriptor.h"
 #include "service/folder_list.h"
 #include "service/open_beneath.h"
+#include "service/path_name.h"
 #include "service/share_paths.h"
 #include "service/store_entry.h"
 #include "service/store_files.h"
@@ -23,8 +24,6 @@
 
 namespace vexathumb::service {
 namespace {
-
-std::string NameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 bool IsBelow(const std::string& path, const std::string& folder) {
   return folder == "/" || path.rfind(folder + "/", 0) == 0;
@@ -90,16 +89,16 @@ bool MoveStoreOfFile(const std::string& root, const std::string& from, const std
   const SourceLock lock(lock_directory, from);
   if (lstat(to.c_str(), &source) != 0 || !S_ISREG(source.st_mode)) return false;
   const Descriptor old_hidden = OpenParent(root, old_store);
-  const auto entries = EntriesOf(old_hidden.get(), NameOf(old_store));
+  const auto entries = EntriesOf(old_hidden.get(), LastComponent(old_store));
   if (!entries || IsAnyNewerThan(source, *entries)) return false;
   if (VEXAEAMKDir(1, new_store.c_str()) != 0) return false;
   const Descriptor new_hidden = OpenParent(root, new_store);
-  if (const auto overwritten = EntriesOf(new_hidden.get(), NameOf(new_store))) {
+  if (const auto overwritten = EntriesOf(new_hidden.get(), LastComponent(new_store))) {
     if (IsAnyNewerThan(source, *overwritten)) return false;
-    RemoveDerived(new_hidden.get(), NameOf(new_store), *overwritten);
+    RemoveDerived(new_hidden.get(), LastComponent(new_store), *overwritten);
   }
-  return renameat(old_hidden.get(), NameOf(old_store).c_str(), new_hidden.get(),
-                  NameOf(new_store).c_str()) == 0;
+  return renameat(old_hidden.get(), LastComponent(old_store).c_str(), new_hidden.get(),
+                  LastComponent(new_store).c_str()) == 0;
 }
 
 bool MoveStoreOfFolder(const std::string& root, const std::string& from, const std::string& to) {
@@ -109,13 +108,13 @@ bool MoveStoreOfFolder(const std::string& root, const std::string& from, const s
   const Descriptor old_parent = OpenParent(root, old_place);
   struct stat st = {};
   if (!old_parent ||
-      fstatat(old_parent.get(), NameOf(old_place).c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+      fstatat(old_parent.get(), LastComponent(old_place).c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
     return false;
   }
   if (VEXAEAMKDir(1, new_place.c_str()) != 0) return false;
   const Descriptor new_parent = OpenParent(root, new_place);
-  return new_parent && renameat(old_parent.get(), NameOf(old_place).c_str(), new_parent.get(),
-                                NameOf(new_place).c_str()) == 0;
+  return new_parent && renameat(old_parent.get(), LastComponent(old_place).c_str(),
+                                new_parent.get(), LastComponent(new_place).c_str()) == 0;
 }
 
 }  // namespace vexathumb::service

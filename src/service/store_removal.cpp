@@ -11,6 +11,7 @@
 #include "service/descriptor.h"
 #include "service/folder_list.h"
 #include "service/open_beneath.h"
+#include "service/path_name.h"
 #include "service/store_entry.h"
 #include "service/store_files.h"
 
@@ -35,7 +36,7 @@ bool IsGone(const std::string& path) {
 // Where store and source lie in one folder, that very folder is asked.
 bool IsSourceStillGone(const StoreDirectory& directory, int hidden) {
   if (!directory.beside) return IsGone(directory.source);
-  const std::string name = directory.source.substr(directory.source.rfind('/') + 1);
+  const std::string name = LastComponent(directory.source);
   struct stat st = {};
   return fstatat(hidden, ("../" + name).c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
 }
@@ -46,7 +47,7 @@ void RemoveEmptyMirror(const StoreDirectory& directory, int place) {
   std::string folder = file::Dirname(directory.source);
   while (mirror != "." && IsGone(folder)) {
     const Descriptor parent(OpenBeneath(place, file::Dirname(mirror), O_PATH | O_DIRECTORY));
-    const std::string name = mirror.substr(mirror.rfind('/') + 1);
+    const std::string name = LastComponent(mirror);
     if (!parent || unlinkat(parent.get(), name.c_str(), AT_REMOVEDIR) != 0) return;
     mirror = file::Dirname(mirror);
     // The hidden folder is no folder of the sources.
@@ -71,7 +72,7 @@ Freed RemoveOrphan(const StoreDirectory& directory, const RemovalOptions& option
   const Descriptor hidden(
       OpenBeneath(place.get(), file::Dirname(directory.relative), O_PATH | O_DIRECTORY));
   if (!hidden || !IsSourceStillGone(directory, hidden.get())) return freed;
-  const std::string name = directory.source.substr(directory.source.rfind('/') + 1);
+  const std::string name = LastComponent(directory.source);
   const Descriptor store(OpenBeneath(hidden.get(), name, O_RDONLY | O_DIRECTORY));
   const auto entries = store ? ListFolder(store.get()) : std::nullopt;
   if (!entries) return freed;

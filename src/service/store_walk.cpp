@@ -12,6 +12,7 @@
 #include "common/util/util.h"
 #include "service/descriptor.h"
 #include "service/folder_list.h"
+#include "service/path_name.h"
 #include "service/store_files.h"
 #include "vexaplatform/settings.h"
 
@@ -21,7 +22,7 @@ namespace {
 // The name of the folders that hold store directories, as the platform has it.
 std::string HiddenFolderIn(const std::string& folder) {
   const std::string hidden = file::Dirname(StoreDirectoryOf(folder + "/x"));
-  return hidden.substr(hidden.rfind('/') + 1);
+  return LastComponent(hidden);
 }
 
 std::string Join(const std::string& folder, const std::string& name) {
@@ -166,7 +167,7 @@ void WalkStores(const std::string& path, StoreVisitor& visitor) {
   std::error_code error;
   const bool is_folder = std::filesystem::is_directory(path, error);
   const std::string folder = is_folder ? path : file::Dirname(path);
-  const std::string only = is_folder ? "" : path.substr(path.rfind('/') + 1);
+  const std::string only = is_folder ? "" : LastComponent(path);
   const std::string hidden = HiddenFolderIn(folder);
   const std::string root = vexaplatform::CurrentSettings()->root;
 

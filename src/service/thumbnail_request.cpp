@@ -1,9 +1,11 @@
 #include "service/thumbnail_request.h"
 
+#include "service/path_name.h"
+
 namespace vexathumb::service {
 
 bool IsVideo(const ThumbnailRequest& request) {
-  return IsSupportVideo(request.source.substr(request.source.rfind('/') + 1));
+  return IsSupportVideo(LastComponent(request.source));
 }
 
 int OptionsOf(const ThumbnailRequest& request) {

@@ -9,6 +9,7 @@
 
 #include "service/media_names.h"
 #include "service/moved_store.h"
+#include "service/path_name.h"
 
 namespace vexathumb::service {
 namespace {
@@ -17,8 +18,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kUntilLookingForEvents{250};
 constexpr std::chrono::minutes kUntilGivingAgain{1};
-
-std::string NameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 }  // namespace
 
@@ -125,7 +124,7 @@ std::optional<SourceItem> WatchedSources::LookThrough() {
 }
 
 bool WatchedSources::IsWanted(const std::string& path) const {
-  const MediaKind kind = MediaKindOf(NameOf(path));
+  const MediaKind kind = MediaKindOf(LastComponent(path));
   return kind == MediaKind::kPicture || (kind == MediaKind::kVideo && options_.walk.videos);
 }
 

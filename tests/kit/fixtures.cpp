@@ -15,8 +15,6 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
-constexpr Palette kPicturePalette = {"red", "lime", "blue", "yellow"};
-constexpr Palette kPreviewPalette = {"cyan", "magenta", "white", "black"};
 constexpr char kOrientationKey[] = "Exif.Image.Orientation";
 
 ExifValue OrientationValue(int orientation) {

@@ -15,6 +15,8 @@ struct Palette {
   const char* bottom_left;
   const char* bottom_right;
 };
+inline constexpr Palette kPicturePalette = {"red", "lime", "blue", "yellow"};
+inline constexpr Palette kPreviewPalette = {"cyan", "magenta", "white", "black"};
 
 // What ImageMagick does to an upright picture so that the EXIF orientation shows it upright again.
 std::vector<std::string> StoringOptions(int orientation);

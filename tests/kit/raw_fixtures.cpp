@@ -10,9 +10,6 @@
 namespace vexathumb::kit {
 namespace {
 
-constexpr Palette kPicturePalette = {"red", "lime", "blue", "yellow"};
-constexpr Palette kPreviewPalette = {"cyan", "magenta", "white", "black"};
-
 enum Tag : uint16_t {
   kNewSubfileType = 254,
   kImageWidth = 256,

@@ -26,8 +26,8 @@ bool IsWholeJpeg(const std::string& bytes) {
 
 bool IsWholeBmp(const std::string& bytes) {
   constexpr size_t kLengthAt = 2;
-  constexpr size_t kHead = 6;
-  if (bytes.size() < kHead) return false;
+  constexpr size_t kTypeAndSize = 6;
+  if (bytes.size() < kTypeAndSize) return false;
   size_t length = 0;
   for (size_t i = 0; i < 4; ++i) {
     length |= size_t{static_cast<uint8_t>(bytes[kLengthAt + i])} << (8 * i);

@@ -12,6 +12,7 @@
 #include "http/http_file_responder.h"
 #include "problem.h"
 #include "service/cache_control.h"
+#include "service/path_name.h"
 #include "vexaplatform/http_delivery.h"
 
 namespace vexathumb::web {
@@ -54,7 +55,7 @@ int SendTurned(const service::Thumbnail& picture, const service::ThumbnailReques
   JpegTranCmd turner(service::Describe(asked), picture.path, "", true);
   FILE* const turned = turner.popen();
   const RequestEnvironment environment(request.variables);
-  const std::string name = picture.path.substr(picture.path.rfind('/') + 1);
+  const std::string name = service::LastComponent(picture.path);
   return HttpFileResponder().Output(turned, name.c_str(), picture.mime.c_str());
 }
 

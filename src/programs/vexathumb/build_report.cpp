@@ -15,8 +15,6 @@ using service::SourceReport;
 
 constexpr size_t kSlowestShown = 5;
 
-Json TextOrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
-
 Json Milliseconds(double milliseconds) { return std::round(milliseconds * 1000) / 1000; }
 
 Json ToJson(const BuiltSize& size) {

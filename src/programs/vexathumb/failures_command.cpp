@@ -28,7 +28,7 @@ void PrintFailure(const std::string& source, const service::BuildFailure& failur
   if (json) {
     PrintJson({{"file", source},
                {"error", failure.reason},
-               {"tool", failure.tool.empty() ? Json() : Json(failure.tool)},
+               {"tool", TextOrNull(failure.tool)},
                {"attempts", failure.attempts}});
     return;
   }

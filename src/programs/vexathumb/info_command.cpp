@@ -9,6 +9,7 @@
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/report.h"
 #include "service/forecast.h"
+#include "service/path_name.h"
 #include "service/source_path.h"
 #include "thumb/libvexathumb.h"
 
@@ -104,8 +105,6 @@ std::string EntryState(const StoreEntry& entry) {
   return entry.is_current ? "current" : "out of date";
 }
 
-std::string FileName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
 void PrintAsText(const InspectedSource& source, const std::vector<EmbeddedPreview>& previews) {
   const Answer answer = SourceAnswer(source);
   const ThumbInfo& info = source.info();
@@ -129,7 +128,8 @@ void PrintAsText(const InspectedSource& source, const std::vector<EmbeddedPrevie
     served.Add(
         {size.label, size.forecast.from.empty() ? "none" : size.forecast.from, size.forecast.why});
     for (const StoreEntry& entry : size.entries) {
-      stored.Add({size.label, entry.application, FileName(entry.path), EntryState(entry)});
+      stored.Add(
+          {size.label, entry.application, service::LastComponent(entry.path), EntryState(entry)});
     }
   }
   std::cout << "\n" << served.Text() << "\n" << stored.Text();

@@ -8,6 +8,7 @@
 
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/quantity.h"
+#include "service/path_name.h"
 
 namespace vexathumb::program {
 namespace {
@@ -80,7 +81,7 @@ double Progress::Rate() const {
 void Progress::ShowBar(const std::string& file) const {
   std::string line = (total_ ? Bar(done_, *total_) : "") + Text();
   // A name that would wrap the line is left out.
-  const std::string name = " " + Printable(file.substr(file.rfind('/') + 1));
+  const std::string name = " " + Printable(service::LastComponent(file));
   if (static_cast<int>(line.size()) + DisplayWidth(name) < TerminalWidth()) line += name;
   std::cerr << "\r\x1b[K" << line << std::flush;
 }

@@ -10,14 +10,14 @@
 namespace vexathumb::program {
 namespace {
 
-Json TextOrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
-
 template <typename Number>
 Json NumberOrNull(const std::optional<Number>& number) {
   return number ? Json(*number) : Json();
 }
 
 }  // namespace
+
+Json TextOrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
 Json ToJson(const Answer& answer) {
   Json milliseconds;

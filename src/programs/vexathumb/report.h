@@ -13,6 +13,9 @@ namespace vexathumb::program {
 
 using Json = nlohmann::ordered_json;
 
+// In JSON, what is not known is null.
+Json TextOrNull(const std::string& text);
+
 // One answer about one file, with the fields that all commands share. Empty means unknown.
 struct Answer {
   std::string file;
