@@ -35,6 +35,9 @@ void Inspect(const std::string& path) {
   } catch (const std::logic_error&) {  // an orientation that is no number
     unlink(info.GetEXIFPreviewTmpPath().c_str());
     return;
+  } catch (const std::overflow_error&) {  // an offset and a size that no file has
+    unlink(info.GetEXIFPreviewTmpPath().c_str());
+    return;
   }
   CheckDescription(info);
 }

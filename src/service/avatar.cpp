@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <stdexcept>
 #include <string>
 
 #include "service/store_files.h"
@@ -55,7 +56,7 @@ class Ingredient {
       ThumbInfo info(picture.path, kOriginal, {0, 0});
       info.ExtractImgInfo(false);
       size_ = {info.GetWidth(), info.GetHeight()};
-    } catch (const Error&) {
+    } catch (const std::runtime_error&) {
       size_ = {0, 0};  // nothing is scaled by it then
     }
   }

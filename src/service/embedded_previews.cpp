@@ -1,6 +1,7 @@
 #include "service/embedded_previews.h"
 
 #include <mutex>
+#include <stdexcept>
 
 namespace vexathumb::service {
 namespace {
@@ -30,6 +31,8 @@ std::vector<EmbeddedPreview> ListEmbeddedPreviews(const InspectedSource& source)
                           static_cast<uint32_t>(found.height_), found.size_});
     }
   } catch (const Exiv2Error&) {
+    previews.clear();
+  } catch (const std::overflow_error&) {  // an offset and a size that no file has
     previews.clear();
   }
   return previews;

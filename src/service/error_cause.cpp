@@ -18,8 +18,14 @@ Cause CauseOf(const std::exception& error) {
     }
   }
   // A number in the metadata that is none, or is none that fits.
-  if (dynamic_cast<const std::logic_error*>(&error) != nullptr) {
+  if (dynamic_cast<const std::invalid_argument*>(&error) != nullptr ||
+      dynamic_cast<const std::out_of_range*>(&error) != nullptr) {
     return {"its orientation is not a number", "correct its metadata"};
+  }
+  // Sums of offsets and sizes that Exiv2 refuses.
+  if (dynamic_cast<const std::logic_error*>(&error) != nullptr ||
+      dynamic_cast<const std::overflow_error*>(&error) != nullptr) {
+    return {"its metadata are damaged", "the file is likely damaged"};
   }
   return {error.what(), ""};
 }

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <string>
@@ -15,7 +16,9 @@ namespace vexathumb::system_test {
 namespace {
 
 using ::testing::AnyOf;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 constexpr int kFiles = 500;
 constexpr uint32_t kSeed = 21;
@@ -40,6 +43,25 @@ TEST(HostileContent, IsBuiltOrRefusedAndLeavesNoPart) {
   EXPECT_GT(sum["failed"], 0);
   EXPECT_THAT(kit::PartialThumbnails(album.pictures()), IsEmpty());
   for (const auto& [path, bytes] : sources) EXPECT_EQ(kit::ReadFile(path), bytes) << path;
+}
+
+// Whatever has broken a harness, under the names of several types.
+TEST(HostileContent, ThatOnceBrokeAHarnessIsAnsweredLikeAnyBadFile) {
+  const Album album;
+  for (const auto& found : std::filesystem::directory_iterator(FOUND_BY_FUZZING "/thumb_info")) {
+    for (const char* extension : {".jpg", ".cr2", ".tif", ".heic"}) {
+      const std::string file = album / ("a" + std::string(extension));
+      SCOPED_TRACE(found.path().filename().string() + extension);
+      kit::WriteFile(file, kit::ReadFile(found.path()));
+      EXPECT_THAT(album.Run({"get", "--size", "medium", file, "-o", album / "out"}).exit_code,
+                  AnyOf(0, 1));
+      EXPECT_THAT(album.Run({"info", file}).exit_code, AnyOf(0, 1));
+      const RunResult build = album.Run({"build", file});
+      EXPECT_THAT(build.exit_code, AnyOf(0, 1)) << build.err;
+      EXPECT_THAT(build.err, Not(HasSubstr("internal error")));
+      EXPECT_THAT(kit::PartialThumbnails(album.pictures()), IsEmpty());
+    }
+  }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -103,6 +104,8 @@ ServedThumbnail Serve(const LibraryRequest& request, const std::string& file) {
     const bool is_unreadable = error.Code() == Error::kFileNotFound;
     throw Failure{is_unreadable ? kSourceUnreadable : kNoThumbnail, file, service::CauseOf(error)};
   } catch (const std::logic_error& error) {
+    throw Failure{kNoThumbnail, file, service::CauseOf(error)};
+  } catch (const std::overflow_error& error) {
     throw Failure{kNoThumbnail, file, service::CauseOf(error)};
   }
 }

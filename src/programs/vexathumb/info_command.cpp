@@ -1,5 +1,6 @@
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -149,6 +150,9 @@ ExitCode RunInfo(const InfoOptions& options) {
       cause = service::CauseOf(error);
       if (error.Code() != Error::kFileNotFound) code = kNoThumbnail;
     } catch (const std::logic_error& error) {
+      cause = service::CauseOf(error);
+      code = kNoThumbnail;
+    } catch (const std::overflow_error& error) {
       cause = service::CauseOf(error);
       code = kNoThumbnail;
     }
