@@ -60,7 +60,8 @@ class VEXATHUMB_API ThumbInfo {
   // Throws Error 603 when the source cannot be opened, 602 when its content is of no known image
   // type or one that only Exiv2's video and EPS parsers read, 601 for every other failure of Exiv2
   // and for a FIFO, socket or device, which is not opened; std::invalid_argument or
-  // std::out_of_range for an orientation that is no number. IsGood() stays as it was then.
+  // std::out_of_range for an orientation that is no number; std::overflow_error for offsets and
+  // sizes that Exiv2 cannot add. IsGood() stays as it was then.
   void ExtractImgInfo(bool withPreview);
 
   // Chooses the embedded preview for the box and writes it to "/tmp/thumb.<pid>.<time>.<random>"
