@@ -104,19 +104,18 @@ bool SizeSeries::MakeAnimation(const Task& task) {
 bool SizeSeries::MakeFrom(const Picture& larger, const Task& task) {
   const ThumbInfo info = InfoOf(larger.path, task.request);
   if (!info.IsNeedConvert()) return Copy(larger.path, task.path);
-  if (MakeByHalving(larger, task)) return true;
+  if (MakeByHalving(larger, info, task)) return true;
   return ConvertCmd(info, larger.path, task.path).exec() && BringIntoForm(task);
 }
 
 // Where the box is half as large, the decoder's scale fits it, at a tenth of the cost of reading
 // all pixels and fitting them.
-bool SizeSeries::MakeByHalving(const Picture& larger, const Task& task) const {
+bool SizeSeries::MakeByHalving(const Picture& larger, ThumbInfo info, const Task& task) const {
   const ThumbDimension box = task.info.GetDimension();
   const bool halves =
       std::max(larger.width, larger.height) == uint64_t{2} * std::max(box.width_, box.height_);
   if (!halves || !options_.compaction || ContentTypeOf(larger.path) != kJpegType) return false;
-  ThumbInfo info(larger.path, kOriginal, {(larger.width + 1) / 2, (larger.height + 1) / 2});
-  info.ExtractImgInfo(false);
+  info.SetDimension({(larger.width + 1) / 2, (larger.height + 1) / 2});
   if (DJpegCmd(info, larger.path, task.path).exec() && BringIntoForm(task)) return true;
   unlink(task.path.c_str());
   return false;

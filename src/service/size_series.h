@@ -59,7 +59,7 @@ class SizeSeries {
   bool MakeFitted(const Task& task);
   bool MakeAnimation(const Task& task);
   bool MakeFrom(const Picture& larger, const Task& task);
-  bool MakeByHalving(const Picture& larger, const Task& task) const;
+  bool MakeByHalving(const Picture& larger, ThumbInfo info, const Task& task) const;
   bool MakeFromSource(const Task& task);
   bool BringIntoForm(const Task& task) const;
   ThumbInfo InfoOfJpeg(const Task& task) const;
