@@ -9,11 +9,11 @@
 #include <set>
 #include <string>
 
-#include "album_handler.h"
-#include "harness.h"
+#include "fuzz/harness.h"
 #include "kit/temp_dir.h"
-#include "percent_encoding.h"
-#include "problem.h"
+#include "programs/vexathumb-web/album_handler.h"
+#include "programs/vexathumb-web/percent_encoding.h"
+#include "programs/vexathumb-web/problem.h"
 
 namespace vexathumb::web {
 namespace {

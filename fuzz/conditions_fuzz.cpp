@@ -3,10 +3,10 @@
 #include <sstream>
 #include <string>
 
-#include "entity_tag.h"
-#include "harness.h"
-#include "http_date.h"
-#include "preconditions.h"
+#include "fuzz/harness.h"
+#include "platform/http/entity_tag.h"
+#include "platform/http/http_date.h"
+#include "platform/http/preconditions.h"
 
 namespace vexaplatform {
 namespace {

@@ -1,9 +1,9 @@
 // The parameters of an address: of a thumbnail, of a folder, and their percent-encoding.
-#include "harness.h"
-#include "percent_encoding.h"
-#include "problem.h"
-#include "query.h"
-#include "thumbnail_parameters.h"
+#include "fuzz/harness.h"
+#include "programs/vexathumb-web/percent_encoding.h"
+#include "programs/vexathumb-web/problem.h"
+#include "programs/vexathumb-web/query.h"
+#include "programs/vexathumb-web/thumbnail_parameters.h"
 
 namespace vexathumb::web {
 namespace {

@@ -1,8 +1,8 @@
 // A Range header, for files of several sizes.
 #include <string>
 
-#include "byte_ranges.h"
-#include "harness.h"
+#include "fuzz/harness.h"
+#include "platform/http/byte_ranges.h"
 
 namespace vexaplatform {
 namespace {

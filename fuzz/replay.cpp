@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "harness.h"
+#include "fuzz/harness.h"
 #include "kit/files.h"
 
 namespace {

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <sstream>
 
-#include "harness.h"
-#include "problem.h"
-#include "request.h"
+#include "fuzz/harness.h"
+#include "programs/vexathumb-web/problem.h"
+#include "programs/vexathumb-web/request.h"
 
 namespace vexathumb::web {
 namespace {

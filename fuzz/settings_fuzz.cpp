@@ -1,7 +1,7 @@
 // The file of the platform's settings.
-#include "harness.h"
-#include "memory_file.h"
-#include "settings_file.h"
+#include "fuzz/harness.h"
+#include "fuzz/memory_file.h"
+#include "platform/base/settings_file.h"
 
 namespace vexaplatform {
 namespace {

@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 #include "common/error/error.h"
-#include "harness.h"
-#include "memory_file.h"
+#include "fuzz/harness.h"
+#include "fuzz/memory_file.h"
 #include "thumb/thumb_info.h"
 
 namespace vexathumb {

@@ -1,14 +1,14 @@
-#include "album_handler.h"
+#include "programs/vexathumb-web/album_handler.h"
 
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "folder_listing.h"
-#include "percent_encoding.h"
-#include "problem.h"
-#include "query.h"
-#include "response.h"
-#include "shared_file.h"
+#include "programs/vexathumb-web/folder_listing.h"
+#include "programs/vexathumb-web/percent_encoding.h"
+#include "programs/vexathumb-web/problem.h"
+#include "programs/vexathumb-web/query.h"
+#include "programs/vexathumb-web/response.h"
+#include "programs/vexathumb-web/shared_file.h"
 
 namespace vexathumb::web {
 namespace {

@@ -1,15 +1,15 @@
-#include "answer.h"
+#include "programs/vexathumb-web/answer.h"
 
 #include <syslog.h>
 
 #include <exception>
 
-#include "album_handler.h"
-#include "health.h"
-#include "problem.h"
-#include "request.h"
-#include "response.h"
-#include "thumbnail_handler.h"
+#include "programs/vexathumb-web/album_handler.h"
+#include "programs/vexathumb-web/health.h"
+#include "programs/vexathumb-web/problem.h"
+#include "programs/vexathumb-web/request.h"
+#include "programs/vexathumb-web/response.h"
+#include "programs/vexathumb-web/thumbnail_handler.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::web {

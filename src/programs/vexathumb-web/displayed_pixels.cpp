@@ -1,4 +1,4 @@
-#include "displayed_pixels.h"
+#include "programs/vexathumb-web/displayed_pixels.h"
 
 #include <exception>
 #include <mutex>

@@ -1,4 +1,4 @@
-#include "fastcgi_server.h"
+#include "programs/vexathumb-web/fastcgi_server.h"
 
 #include <fcgiapp.h>
 #include <sys/socket.h>
@@ -11,8 +11,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "answer.h"
-#include "leftovers.h"
+#include "programs/vexathumb-web/answer.h"
+#include "programs/vexathumb-web/leftovers.h"
 
 namespace vexathumb::web {
 namespace {

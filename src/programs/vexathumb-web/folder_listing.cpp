@@ -1,4 +1,4 @@
-#include "folder_listing.h"
+#include "programs/vexathumb-web/folder_listing.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "common/util/util.h"
-#include "service/media_names.h"
+#include "service/picture/media_names.h"
 
 namespace vexathumb::web {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "displayed_pixels.h"
+#include "programs/vexathumb-web/displayed_pixels.h"
 
 namespace vexathumb::web {
 

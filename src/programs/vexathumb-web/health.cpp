@@ -1,12 +1,12 @@
-#include "health.h"
+#include "programs/vexathumb-web/health.h"
 
 #include <nlohmann/json.hpp>
 #include <system_error>
 
-#include "problem.h"
-#include "query.h"
-#include "response.h"
-#include "service/lock_file.h"
+#include "programs/vexathumb-web/problem.h"
+#include "programs/vexathumb-web/query.h"
+#include "programs/vexathumb-web/response.h"
+#include "service/base/lock_file.h"
 
 namespace vexathumb::web {
 

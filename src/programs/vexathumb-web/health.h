@@ -1,7 +1,7 @@
 #ifndef VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_HEALTH_H_
 #define VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_HEALTH_H_
 
-#include "request.h"
+#include "programs/vexathumb-web/request.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::web {

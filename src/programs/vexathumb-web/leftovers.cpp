@@ -1,4 +1,4 @@
-#include "leftovers.h"
+#include "programs/vexathumb-web/leftovers.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,8 +7,8 @@
 #include <ctime>
 #include <string>
 
-#include "service/lock_file.h"
-#include "service/store_files.h"
+#include "service/base/lock_file.h"
+#include "service/store/store_files.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::web {

@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "answer.h"
-#include "fastcgi_server.h"
-#include "leftovers.h"
+#include "programs/vexathumb-web/answer.h"
+#include "programs/vexathumb-web/fastcgi_server.h"
+#include "programs/vexathumb-web/leftovers.h"
 #include "thumb/exiv2_compat.h"
 
 int main() {

@@ -1,4 +1,4 @@
-#include "percent_encoding.h"
+#include "programs/vexathumb-web/percent_encoding.h"
 
 #include <charconv>
 

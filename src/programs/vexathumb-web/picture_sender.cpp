@@ -1,4 +1,4 @@
-#include "picture_sender.h"
+#include "programs/vexathumb-web/picture_sender.h"
 
 #include <stdio_ext.h>
 #include <unistd.h>
@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "http/http_file_responder.h"
-#include "problem.h"
-#include "service/cache_control.h"
-#include "service/path_name.h"
+#include "programs/vexathumb-web/problem.h"
+#include "service/base/path_name.h"
+#include "service/serve/cache_control.h"
 #include "vexaplatform/http_delivery.h"
 
 namespace vexathumb::web {

@@ -1,8 +1,8 @@
 #ifndef VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_PICTURE_SENDER_H_
 #define VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_PICTURE_SENDER_H_
 
-#include "request.h"
-#include "service/obtain.h"
+#include "programs/vexathumb-web/request.h"
+#include "service/serve/obtain.h"
 
 namespace vexathumb::web {
 

@@ -1,4 +1,4 @@
-#include "problem.h"
+#include "programs/vexathumb-web/problem.h"
 
 namespace vexathumb::web {
 

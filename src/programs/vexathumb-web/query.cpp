@@ -1,10 +1,10 @@
-#include "query.h"
+#include "programs/vexathumb-web/query.h"
 
 #include <algorithm>
 #include <charconv>
 
-#include "percent_encoding.h"
-#include "problem.h"
+#include "programs/vexathumb-web/percent_encoding.h"
+#include "programs/vexathumb-web/problem.h"
 
 namespace vexathumb::web {
 namespace {

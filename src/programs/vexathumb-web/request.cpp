@@ -1,10 +1,10 @@
-#include "request.h"
+#include "programs/vexathumb-web/request.h"
 
 #include <cstring>
 #include <string_view>
 
-#include "percent_encoding.h"
-#include "problem.h"
+#include "programs/vexathumb-web/percent_encoding.h"
+#include "programs/vexathumb-web/problem.h"
 
 namespace vexathumb::web {
 namespace {

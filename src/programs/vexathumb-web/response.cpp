@@ -1,4 +1,4 @@
-#include "response.h"
+#include "programs/vexathumb-web/response.h"
 
 #include <stdio_ext.h>
 

@@ -4,8 +4,8 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-#include "problem.h"
-#include "request.h"
+#include "programs/vexathumb-web/problem.h"
+#include "programs/vexathumb-web/request.h"
 
 namespace vexathumb::web {
 

@@ -1,6 +1,6 @@
-#include "shared_file.h"
+#include "programs/vexathumb-web/shared_file.h"
 
-#include "problem.h"
+#include "programs/vexathumb-web/problem.h"
 
 namespace vexathumb::web {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "service/share_paths.h"
+#include "service/base/share_paths.h"
 
 namespace vexathumb::web {
 

@@ -1,15 +1,15 @@
-#include "thumbnail_handler.h"
+#include "programs/vexathumb-web/thumbnail_handler.h"
 
 #include <syslog.h>
 
 #include <string>
 
-#include "picture_sender.h"
-#include "problem.h"
-#include "service/build_settings.h"
-#include "service/obtain.h"
-#include "shared_file.h"
-#include "thumbnail_parameters.h"
+#include "programs/vexathumb-web/picture_sender.h"
+#include "programs/vexathumb-web/problem.h"
+#include "programs/vexathumb-web/shared_file.h"
+#include "programs/vexathumb-web/thumbnail_parameters.h"
+#include "service/build/build_settings.h"
+#include "service/serve/obtain.h"
 
 namespace vexathumb::web {
 namespace {

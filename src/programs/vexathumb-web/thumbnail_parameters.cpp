@@ -1,9 +1,9 @@
-#include "thumbnail_parameters.h"
+#include "programs/vexathumb-web/thumbnail_parameters.h"
 
 #include <string>
 
-#include "problem.h"
-#include "query.h"
+#include "programs/vexathumb-web/problem.h"
+#include "programs/vexathumb-web/query.h"
 
 namespace vexathumb::web {
 namespace {

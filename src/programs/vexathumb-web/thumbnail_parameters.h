@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "service/thumbnail_request.h"
+#include "service/build/thumbnail_request.h"
 
 namespace vexathumb::web {
 

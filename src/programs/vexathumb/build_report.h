@@ -14,7 +14,7 @@
 #include "programs/vexathumb/exit_code.h"
 #include "programs/vexathumb/progress.h"
 #include "programs/vexathumb/report.h"
-#include "service/indexer.h"
+#include "service/index/indexer.h"
 
 namespace vexathumb::program {
 

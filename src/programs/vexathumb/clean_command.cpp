@@ -8,7 +8,7 @@
 #include "programs/vexathumb/named_paths.h"
 #include "programs/vexathumb/quantity.h"
 #include "programs/vexathumb/report.h"
-#include "service/cleaning.h"
+#include "service/store/cleaning.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::program {

@@ -9,7 +9,7 @@
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/report.h"
 #include "programs/vexathumb/safety_checks.h"
-#include "service/source_path.h"
+#include "service/base/source_path.h"
 
 namespace vexathumb::program {
 namespace {

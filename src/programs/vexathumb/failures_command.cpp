@@ -10,9 +10,9 @@
 #include "programs/vexathumb/named_paths.h"
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/report.h"
-#include "service/build_settings.h"
-#include "service/failure_list.h"
-#include "service/indexer.h"
+#include "service/build/build_settings.h"
+#include "service/index/indexer.h"
+#include "service/store/failure_list.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::program {

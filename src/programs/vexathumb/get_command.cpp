@@ -11,10 +11,10 @@
 #include "common/error/error.h"
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/report.h"
-#include "service/delivery.h"
-#include "service/inspected_source.h"
-#include "service/served_thumbnail.h"
-#include "service/source_path.h"
+#include "service/base/source_path.h"
+#include "service/picture/inspected_source.h"
+#include "service/serve/delivery.h"
+#include "service/serve/served_thumbnail.h"
 
 namespace vexathumb::program {
 namespace {

@@ -9,9 +9,9 @@
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/report.h"
-#include "service/forecast.h"
-#include "service/path_name.h"
-#include "service/source_path.h"
+#include "service/base/path_name.h"
+#include "service/base/source_path.h"
+#include "service/serve/forecast.h"
 #include "thumb/libvexathumb.h"
 
 namespace vexathumb::program {

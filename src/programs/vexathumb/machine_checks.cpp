@@ -9,8 +9,8 @@
 #include <cstring>
 #include <sstream>
 
-#include "service/silenced_descriptor.h"
-#include "service/store_place_check.h"
+#include "service/base/silenced_descriptor.h"
+#include "service/store/store_place_check.h"
 #include "thumb/thumb_convert_cmd.h"
 #include "vexaplatform/settings.h"
 #include "vlibc/process.h"

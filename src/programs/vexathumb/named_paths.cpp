@@ -8,8 +8,8 @@
 #include <set>
 
 #include "programs/vexathumb/report.h"
-#include "service/source_path.h"
-#include "service/store_walk.h"
+#include "service/base/source_path.h"
+#include "service/store/store_walk.h"
 
 namespace vexathumb::program {
 namespace {

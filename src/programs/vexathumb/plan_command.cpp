@@ -8,8 +8,8 @@
 #include "programs/vexathumb/counted.h"
 #include "programs/vexathumb/quantity.h"
 #include "programs/vexathumb/report.h"
-#include "service/manifest.h"
-#include "service/source_stream.h"
+#include "service/index/manifest.h"
+#include "service/index/source_stream.h"
 
 namespace vexathumb::program {
 namespace {

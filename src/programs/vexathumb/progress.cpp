@@ -8,7 +8,7 @@
 
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/quantity.h"
-#include "service/path_name.h"
+#include "service/base/path_name.h"
 
 namespace vexathumb::program {
 namespace {

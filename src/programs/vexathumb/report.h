@@ -6,8 +6,8 @@
 #include <string>
 
 #include "programs/vexathumb/exit_code.h"
-#include "service/error_cause.h"
-#include "service/picture_facts.h"
+#include "service/picture/error_cause.h"
+#include "service/picture/picture_facts.h"
 
 namespace vexathumb::program {
 

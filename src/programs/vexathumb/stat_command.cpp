@@ -10,7 +10,7 @@
 #include "programs/vexathumb/named_paths.h"
 #include "programs/vexathumb/quantity.h"
 #include "programs/vexathumb/report.h"
-#include "service/store_figures.h"
+#include "service/store/store_figures.h"
 
 namespace vexathumb::program {
 namespace {

@@ -10,10 +10,10 @@
 #include "programs/vexathumb/named_paths.h"
 #include "programs/vexathumb/report.h"
 #include "programs/vexathumb/sizes_option.h"
-#include "service/background.h"
-#include "service/build_settings.h"
-#include "service/indexer.h"
-#include "service/watched_sources.h"
+#include "service/base/background.h"
+#include "service/build/build_settings.h"
+#include "service/index/indexer.h"
+#include "service/watch/watched_sources.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::program {

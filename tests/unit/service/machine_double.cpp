@@ -1,4 +1,4 @@
-#include "machine_double.h"
+#include "unit/service/machine_double.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>

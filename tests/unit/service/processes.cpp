@@ -1,4 +1,4 @@
-#include "processes.h"
+#include "unit/service/processes.h"
 
 #include <grp.h>
 #include <sys/wait.h>

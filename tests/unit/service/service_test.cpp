@@ -1,4 +1,4 @@
-#include "service_test.h"
+#include "unit/service/service_test.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,7 +11,7 @@
 #include "common/util/util.h"
 #include "kit/files.h"
 #include "kit/run_tool.h"
-#include "service/store_files.h"
+#include "service/store/store_files.h"
 
 namespace vexathumb::service {
 

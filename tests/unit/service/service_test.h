@@ -9,9 +9,9 @@
 
 #include "kit/fixtures.h"
 #include "kit/temp_dir.h"
-#include "machine_double.h"
-#include "service/obtain.h"
-#include "service/thumbnail_request.h"
+#include "service/build/thumbnail_request.h"
+#include "service/serve/obtain.h"
+#include "unit/service/machine_double.h"
 
 namespace vexathumb::service {
 

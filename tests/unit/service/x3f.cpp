@@ -1,4 +1,4 @@
-#include "x3f.h"
+#include "unit/service/x3f.h"
 
 #include <cstdint>
 #include <utility>

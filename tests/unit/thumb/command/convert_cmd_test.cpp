@@ -1,6 +1,6 @@
 #include <limits>
 
-#include "command_test.h"
+#include "unit/thumb/command/command_test.h"
 
 namespace vexathumb {
 namespace {

@@ -2,7 +2,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "command_test.h"
+#include "unit/thumb/command/command_test.h"
 
 namespace vexathumb {
 namespace {

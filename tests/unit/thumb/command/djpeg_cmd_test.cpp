@@ -1,7 +1,7 @@
 #include <cstdint>
 #include <filesystem>
 
-#include "command_test.h"
+#include "unit/thumb/command/command_test.h"
 
 namespace vexathumb {
 namespace {

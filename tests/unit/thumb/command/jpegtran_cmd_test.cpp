@@ -1,4 +1,4 @@
-#include "command_test.h"
+#include "unit/thumb/command/command_test.h"
 #include "vlibc/process.h"
 
 namespace vexathumb {

@@ -1,5 +1,5 @@
-#include "command_test.h"
 #include "kit/pixels.h"
+#include "unit/thumb/command/command_test.h"
 #include "vlibc/process.h"
 
 namespace vexathumb {

@@ -1,7 +1,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "request_test.h"
+#include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
 namespace {

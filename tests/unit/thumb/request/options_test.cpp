@@ -1,7 +1,7 @@
 #include <map>
 #include <utility>
 
-#include "request_test.h"
+#include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
 namespace {

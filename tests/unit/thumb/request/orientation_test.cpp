@@ -1,7 +1,7 @@
 #include <functional>
 
 #include "kit/pixels.h"
-#include "request_test.h"
+#include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
 namespace {

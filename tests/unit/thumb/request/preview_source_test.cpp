@@ -1,6 +1,6 @@
 #include <sys/stat.h>
 
-#include "request_test.h"
+#include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
 namespace {

@@ -1,4 +1,4 @@
-#include "request_test.h"
+#include "unit/thumb/request/request_test.h"
 
 #include <sys/stat.h>
 #include <utime.h>

@@ -1,0 +1,73 @@
+#include "platform/tool/running_tool.h"
+
+#include <pthread.h>
+
+#include <cerrno>
+#include <csignal>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include "platform/tool/supervisor.h"
+#include "platform/tool/tool_streams.h"
+
+namespace vexaplatform {
+namespace {
+
+// A thread that waits for its supervisor cannot handle a signal, so it takes none; the caller's
+// handlers run in the others.
+class AllSignalsBlocked {
+ public:
+  AllSignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before_);
+  }
+  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
+  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
+
+void RunInThread(ToolLaunch* launch) {
+  try {
+    RunSupervised(launch);
+  } catch (const std::bad_alloc&) {
+    launch->error = ENOMEM;
+  }
+}
+
+}  // namespace
+
+RunningTool::RunningTool(std::unique_ptr<ToolPlan> plan) : plan_(std::move(plan)) {}
+
+int RunningTool::Start(UniqueFd started_pipe) {
+  ToolLaunch* const launch = &plan_->launch;
+  launch->started_pipe = started_pipe.get();
+  launch->has_error_output = HasErrorOutput();
+  int error = 0;
+  {
+    const AllSignalsBlocked blocked;  // the thread inherits it
+    try {
+      thread_ = std::thread([launch, pipe = std::move(started_pipe)] { RunInThread(launch); });
+    } catch (const std::system_error& failure) {
+      error = failure.code().value();
+    }
+  }
+  if (error == 0) return 0;
+  errno = error;
+  return -1;
+}
+
+bool RunningTool::Wait() {
+  if (getpid() != process_) {
+    thread_.detach();
+    return false;
+  }
+  thread_.join();
+  return true;
+}
+
+}  // namespace vexaplatform

@@ -1,0 +1,38 @@
+#ifndef VEXAPLATFORM_TOOL_RUNNING_TOOL_H_
+#define VEXAPLATFORM_TOOL_RUNNING_TOOL_H_
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <memory>
+#include <thread>
+
+#include "platform/base/unique_fd.h"
+#include "platform/tool/tool_plan.h"
+
+namespace vexaplatform {
+
+// A tool that runs under its supervisor while this process's thread goes on.
+class RunningTool {
+ public:
+  explicit RunningTool(std::unique_ptr<ToolPlan> plan);
+
+  // 0, or -1 with errno set when the supervisor cannot be started. Closes the descriptor
+  // `started_pipe`, if there is one, when the tool runs or cannot.
+  int Start(UniqueFd started_pipe);
+
+  // Waits until nothing of it is left. A process that has only a copy of this, by fork, waits for
+  // nothing: false.
+  bool Wait();
+
+  const ToolPlan& plan() const { return *plan_; }
+
+ private:
+  std::unique_ptr<ToolPlan> plan_;
+  std::thread thread_;
+  pid_t process_ = getpid();
+};
+
+}  // namespace vexaplatform
+
+#endif  // VEXAPLATFORM_TOOL_RUNNING_TOOL_H_

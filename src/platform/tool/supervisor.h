@@ -1,0 +1,18 @@
+#ifndef VEXAPLATFORM_TOOL_SUPERVISOR_H_
+#define VEXAPLATFORM_TOOL_SUPERVISOR_H_
+
+#include "platform/tool/tool_launch.h"
+
+namespace vexaplatform {
+
+// Runs the tool under a supervisor, a process that shares this one's memory, and returns when
+// nothing of the tool is left: no process of its group, no private folder. When the host dies
+// meanwhile, the supervisor kills the tool and removes what it leaves, the destination included.
+//
+// The supervisor is no child that wait(2) or SIGCHLD tells a host of. The calling thread is held up
+// without handling signals, so that it is one that blocks them all.
+void RunSupervised(ToolLaunch* launch);
+
+}  // namespace vexaplatform
+
+#endif  // VEXAPLATFORM_TOOL_SUPERVISOR_H_

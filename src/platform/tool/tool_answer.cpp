@@ -1,0 +1,143 @@
+#include "platform/tool/tool_answer.h"
+
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <system_error>
+
+#include "platform/tool/tool_record.h"
+#include "platform/tool/tool_result.h"
+#include "vlibc/process.h"
+
+namespace vexaplatform {
+namespace {
+
+constexpr int kSignalBase = 256;
+
+// As it may stand in a line of the log.
+std::string InOneLine(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
+  }
+  return text;
+}
+
+void Log(const std::string& program, const std::string& what, const std::string& source) {
+  syslog(LOG_ERR, "%s:%d (%s) \"%s %s%s%s\"", "tool_answer.cpp", __LINE__, __func__,
+         InOneLine(program).c_str(), what.c_str(), source.empty() ? "" : "; source ",
+         InOneLine(source).c_str());
+}
+
+// `obstacle` is the path that the error is about; may be empty.
+int NotRun(const std::string& program, int error, const std::string& obstacle,
+           const std::string& source) {
+  errno = error;
+  RecordStart(program.c_str(), false);
+  const std::string at = obstacle.empty() ? "" : InOneLine(obstacle) + ": ";
+  Log(program, "could not be run: " + at + std::generic_category().message(error), source);
+  errno = error;
+  return -1;
+}
+
+int NotRun(const ToolPlan& plan) {
+  const ToolLaunch& launch = plan.launch;
+  return NotRun(launch.program, launch.error, launch.obstacle == nullptr ? "" : launch.obstacle,
+                plan.paths.source.path);
+}
+
+ToolLimit LimitMet(const ToolLaunch& launch) {
+  if (launch.out_of_time) return ToolLimit::kWallTime;
+  if (launch.wait_status == 0) return ToolLimit::kNone;
+  if (launch.cpu_seconds >= launch.limits.cpu_time) return ToolLimit::kCpuTime;
+  if (WIFSIGNALED(launch.wait_status)) {
+    if (WTERMSIG(launch.wait_status) == SIGXFSZ) return ToolLimit::kFileSize;
+    if (WTERMSIG(launch.wait_status) == SIGXCPU) return ToolLimit::kCpuTime;
+  }
+  return launch.told;
+}
+
+std::string LimitText(ToolLimit limit, const ToolLimits& limits) {
+  switch (limit) {
+    case ToolLimit::kAddressSpace:
+      return "address space of " + std::to_string(limits.address_space) + " MiB, or of its policy";
+    case ToolLimit::kCpuTime:
+      return "CPU time of " + std::to_string(limits.cpu_time) + " s";
+    case ToolLimit::kWallTime:
+      return "wall time of " + std::to_string(limits.wall_time) + " s";
+    case ToolLimit::kFileSize:
+      return "file size of " + std::to_string(limits.file_size) + " MiB";
+    case ToolLimit::kOpenFiles:
+      return "open files, " + std::to_string(limits.open_files);
+    case ToolLimit::kJpegMemory:
+      return "memory for a JPEG of " + std::to_string(limits.jpeg_memory) + " MiB";
+    case ToolLimit::kPolicy:
+      return "one of ImageMagick's policy";
+    case ToolLimit::kNone:
+      break;
+  }
+  return "";
+}
+
+int Limited(const ToolPlan& plan, ToolLimit limit) {
+  Log(plan.launch.program, "met its limit: " + LimitText(limit, plan.launch.limits),
+      plan.paths.source.path);
+  RecordEnd(ToolEnding::kLimited, static_cast<int>(limit));
+  return VLIBC_ENDED_BY_LIMIT;
+}
+
+int Signalled(int signal) {
+  RecordEnd(ToolEnding::kSignalled, signal);
+  return kSignalBase + signal;
+}
+
+bool IsResultWhole(const ToolPlan& plan) {
+  const bool writes_picture = plan.paths.understood && !plan.paths.destination.path.empty();
+  return !writes_picture || plan.tool == Tool::kMv || IsWholePicture(plan.paths.destination.path);
+}
+
+int Exited(const ToolPlan& plan, int status) {
+  if (status == 0 && !IsResultWhole(plan)) {
+    Log(plan.launch.program, "said that it succeeded, but its picture is empty or cut short",
+        plan.paths.source.path);
+    RecordEnd(ToolEnding::kIncomplete, 0);
+    return VLIBC_INCOMPLETE_RESULT;
+  }
+  RecordEnd(status == 0 ? ToolEnding::kSucceeded : ToolEnding::kExited, status);
+  return status;
+}
+
+int Ended(const ToolPlan& plan) {
+  const ToolLaunch& launch = plan.launch;
+  RecordStart(launch.program.c_str(), true);
+  if (!launch.supervised) return Signalled(SIGKILL);
+  const ToolLimit limit = LimitMet(launch);
+  if (limit != ToolLimit::kNone) return Limited(plan, limit);
+  if (WIFSIGNALED(launch.wait_status)) return Signalled(WTERMSIG(launch.wait_status));
+  return Exited(plan, WEXITSTATUS(launch.wait_status));
+}
+
+// What mv wrote becomes its destination, or goes. `answer` is that of mv itself.
+int PutInPlace(const ToolPlan& plan, int answer) {
+  const std::string& destination = plan.paths.destination.path;
+  if (answer == 0 && rename(plan.staged.c_str(), destination.c_str()) == 0) return 0;
+  const int error = errno;
+  unlink(plan.staged.c_str());
+  return answer == 0 ? NotRun(plan.launch.program, error, destination, plan.paths.source.path)
+                     : answer;
+}
+
+}  // namespace
+
+int AnswerOf(const ToolPlan& plan) {
+  if (!plan.launch.started) return NotRun(plan);
+  const int answer = Ended(plan);
+  return plan.staged.empty() ? answer : PutInPlace(plan, answer);
+}
+
+int AnswerOfRefused(const std::string& program) { return NotRun(program, errno, "", ""); }
+
+}  // namespace vexaplatform

@@ -1,0 +1,27 @@
+#ifndef VEXAPLATFORM_TOOL_TOOL_PLAN_H_
+#define VEXAPLATFORM_TOOL_TOOL_PLAN_H_
+
+#include <memory>
+#include <string>
+
+#include "platform/tool/tool_launch.h"
+#include "platform/tool/tool_paths.h"
+
+namespace vexaplatform {
+
+// What is to be run, and what is done with the result.
+struct ToolPlan {
+  Tool tool = Tool::kOther;
+  ToolPaths paths;     // of the caller's vector
+  std::string staged;  // what mv writes, to be renamed to its destination; may be empty
+  ToolLaunch launch;
+};
+
+// Prepares the run of a program under the settings of now: limits, environment and, for the tools
+// that are known and whose vector is understood, aliases and confinement. Null with errno when it
+// must not be run. Throws std::bad_alloc only.
+std::unique_ptr<ToolPlan> PlanTool(const char* program, const char* const argv[]);
+
+}  // namespace vexaplatform
+
+#endif  // VEXAPLATFORM_TOOL_TOOL_PLAN_H_

@@ -1,0 +1,76 @@
+#include "platform/tool/tool_process.h"
+
+#include <sys/prctl.h>
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+
+#include "platform/tool/bare_calls.h"
+#include "platform/tool/landlock.h"
+#include "platform/tool/seccomp_filter.h"
+
+namespace vexaplatform {
+namespace {
+
+constexpr rlim_t kMiB = 1 << 20;
+constexpr rlim_t kGraceSeconds = 5;  // between the signal that can be handled and SIGKILL
+
+// A limit of the host's own that is lower stays.
+bool SetLimit(int resource, rlim_t soft, rlim_t hard) {
+  rlimit limit{};
+  if (getrlimit(static_cast<__rlimit_resource>(resource), &limit) != 0) return false;
+  if (hard < limit.rlim_max) limit.rlim_max = hard;
+  limit.rlim_cur = soft < limit.rlim_max ? soft : limit.rlim_max;
+  return setrlimit(static_cast<__rlimit_resource>(resource), &limit) == 0;
+}
+
+bool SetLimits(const ToolLimits& limits) {
+  const auto memory = static_cast<rlim_t>(limits.address_space) * kMiB;
+  const auto cpu = static_cast<rlim_t>(limits.cpu_time);
+  const auto file = static_cast<rlim_t>(limits.file_size) * kMiB;
+  const auto files = static_cast<rlim_t>(limits.open_files);
+  return SetLimit(RLIMIT_AS, memory, memory) && SetLimit(RLIMIT_CPU, cpu, cpu + kGraceSeconds) &&
+         SetLimit(RLIMIT_FSIZE, file, file) && SetLimit(RLIMIT_NOFILE, files, files) &&
+         SetLimit(RLIMIT_CORE, 0, 0);
+}
+
+// The supervisor has /dev/null as its standard streams.
+bool TakeStreams(const ToolLaunch& launch) {
+  if (launch.input >= 0 && bare::DuplicateTo(launch.input, STDIN_FILENO) < 0) return false;
+  if (launch.output >= 0 && bare::DuplicateTo(launch.output, STDOUT_FILENO) < 0) return false;
+  return bare::DuplicateTo(launch.messages, STDERR_FILENO) >= 0;
+}
+
+void ResetSignals() {
+  for (int signal = 1; signal < NSIG; ++signal) bare::ResetSignal(signal);
+  bare::UnblockSignals();
+}
+
+bool Confine(const ToolLaunch& launch) {
+  if (!launch.confined) return true;
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return false;
+  if (launch.ruleset >= 0 && EnterLandlockRuleset(launch.ruleset) != 0) return false;
+  return launch.filter.empty() || EnterFilter(launch.filter) == 0;
+}
+
+bool Prepare(const ToolLaunch& launch, pid_t parent) {
+  if (setpgid(0, 0) != 0 || prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) return false;
+  if (getppid() != parent) return false;  // it died before
+  if (!TakeStreams(launch)) return false;
+  ResetSignals();
+  return SetLimits(launch.limits) && Confine(launch);
+}
+
+}  // namespace
+
+void BecomeTool(ToolLaunch* launch, pid_t parent) {
+  if (Prepare(*launch, parent)) {
+    bare::CloseRange(STDERR_FILENO + 1, INT_MAX);
+    execve(launch->program.c_str(), launch->argv.data(), launch->envp.data());
+  }
+  launch->error = errno;
+  for (;;) syscall(SYS_exit_group, 127);
+}
+
+}  // namespace vexaplatform

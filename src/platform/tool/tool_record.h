@@ -1,0 +1,17 @@
+#ifndef VEXAPLATFORM_TOOL_TOOL_RECORD_H_
+#define VEXAPLATFORM_TOOL_TOOL_RECORD_H_
+
+#include "vexaplatform/tool_report.h"
+
+namespace vexaplatform {
+
+// Records for LastToolRun that the calling thread's tool at `path` was started, or not, with the
+// current errno.
+void RecordStart(const char* path, bool started);
+
+// Records how it ended; `detail` as ToolReport has it.
+void RecordEnd(ToolEnding ending, int detail);
+
+}  // namespace vexaplatform
+
+#endif  // VEXAPLATFORM_TOOL_TOOL_RECORD_H_

@@ -1,0 +1,37 @@
+#ifndef VEXAPLATFORM_TOOL_TOOL_STREAMS_H_
+#define VEXAPLATFORM_TOOL_TOOL_STREAMS_H_
+
+#include "platform/base/unique_fd.h"
+
+namespace vexaplatform {
+
+// The two ends of a channel between a host and a tool. Neither is one of the descriptors 0, 1 and
+// 2, which a tool takes for its standard streams, and both are closed on exec.
+struct Channel {
+  UniqueFd hosts_end;
+  UniqueFd tools_end;
+};
+
+// Gives the descriptor a number above 2, closed on exec: in a host without standard streams new
+// ones take their numbers. 0, or -1 with errno set.
+int MoveAboveStandardStreams(UniqueFd* fd);
+
+// These make a channel. 0, or -1 with errno set.
+
+// The host writes into it.
+int MakeInputChannel(Channel* channel);
+
+// The host reads from it. Its end is an error, not an end of file, unless an octet that waits at
+// the tool's end is read before that is closed.
+int MakeOutputChannel(Channel* channel);
+
+// Nothing is sent but signs of life, from the tool's end to the host's.
+int MakeSignChannel(Channel* channel);
+
+// Whether this process has a standard error that a tool may write to: not what ends, in a pipe, a
+// socket or a file, in its standard output.
+bool HasErrorOutput();
+
+}  // namespace vexaplatform
+
+#endif  // VEXAPLATFORM_TOOL_TOOL_STREAMS_H_

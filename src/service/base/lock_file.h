@@ -1,0 +1,28 @@
+#ifndef VEXATHUMB_SERVICE_BASE_LOCK_FILE_H_
+#define VEXATHUMB_SERVICE_BASE_LOCK_FILE_H_
+
+#include <string>
+
+namespace vexathumb::service {
+
+// A lock between processes on a file of a directory that all users share. The system releases it
+// when the holder dies. The file itself stays.
+class LockFile {
+ public:
+  // Opens `directory`/`name`, making both where they are missing, without following a link in the
+  // file's place. Throws std::system_error.
+  LockFile(const std::string& directory, const std::string& name);
+  ~LockFile();
+  LockFile(LockFile&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+  LockFile& operator=(LockFile&& other) = delete;
+
+  void Lock();     // waits; throws std::system_error
+  bool TryLock();  // false when another holds it
+
+ private:
+  int fd_;
+};
+
+}  // namespace vexathumb::service
+
+#endif  // VEXATHUMB_SERVICE_BASE_LOCK_FILE_H_

@@ -1,0 +1,34 @@
+#include "service/build/build_settings.h"
+
+#include <algorithm>
+#include <thread>
+
+namespace vexathumb::service {
+
+int Processors() {
+  // Asking takes the system longer than finding a stored thumbnail's path.
+  static const int processors = static_cast<int>(std::thread::hardware_concurrency());
+  return std::max(processors, 1);
+}
+
+BuildOptions BuildOptionsFrom(const vexaplatform::ServiceSettings& settings) {
+  BuildOptions options;
+  options.compaction = settings.compaction;
+  options.quality = settings.quality;
+  options.free_boxes = settings.free_boxes;
+  return options;
+}
+
+BuildLimits BuildLimitsFrom(const vexaplatform::ServiceSettings& settings) {
+  return {settings.builders > 0 ? settings.builders : Processors(), settings.waiting};
+}
+
+SourceBuildOptions SourceBuildOptionsFrom(const vexaplatform::ServiceSettings& settings) {
+  SourceBuildOptions options;
+  options.build = BuildOptionsFrom(settings);
+  options.lock_directory = settings.lock_dir;
+  options.limits = BuildLimitsFrom(settings);
+  return options;
+}
+
+}  // namespace vexathumb::service

@@ -1,0 +1,45 @@
+#include "service/build/machine_fault.h"
+
+#include <unistd.h>
+
+#include <csignal>
+
+#include "service/base/path_name.h"
+#include "service/store/store_files.h"
+#include "thumb/thumb_convert_cmd.h"
+#include "vexaplatform/tool_report.h"
+
+namespace vexathumb::service {
+namespace {
+
+constexpr char kDoctor[] = "'vexathumb doctor' tells more";
+
+}  // namespace
+
+std::optional<Cause> FaultOfMachine(const std::string& source, const ThumbInfo& info) {
+  const vexaplatform::ToolReport last = vexaplatform::LastToolRun();
+  if (last.ending == vexaplatform::ToolEnding::kNotStarted) {
+    return Cause{"the program " + LastComponent(last.program) + " cannot be started", kDoctor};
+  }
+  const bool ended_by_request =
+      last.detail == SIGTERM || last.detail == SIGINT || last.detail == SIGHUP;
+  if (last.ending == vexaplatform::ToolEnding::kSignalled && ended_by_request) {
+    return Cause{"the program " + LastComponent(last.program) + " was ended", "run again later"};
+  }
+  if (!HasRoom("/var/tmp")) {
+    return Cause{"there is no room for temporary files", "make room in /var/tmp"};
+  }
+  const Cause no_store_room = {"there is no room for it in the store", "make room on its volume"};
+  const bool stores = file::IsDestSupportEAWrite(file::Dirname(source));
+  const bool has_store = stores && IsStoreWritable(source);
+  if (has_store && !HasRoom(StoreDirectoryOf(source))) return no_store_room;
+  if (info.IsWebAcceptable()) return std::nullopt;
+  // Raw development came before the last tool, and needs the store for the camera's preview.
+  if (access(ThumbConvertCmd::kDcraw.c_str(), X_OK) != 0) {
+    return Cause{"the program " + LastComponent(ThumbConvertCmd::kDcraw) + " is missing", kDoctor};
+  }
+  if (stores && !has_store) return no_store_room;
+  return std::nullopt;
+}
+
+}  // namespace vexathumb::service

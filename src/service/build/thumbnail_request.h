@@ -1,0 +1,43 @@
+#ifndef VEXATHUMB_SERVICE_BUILD_THUMBNAIL_REQUEST_H_
+#define VEXATHUMB_SERVICE_BUILD_THUMBNAIL_REQUEST_H_
+
+#include <string>
+
+#include "thumb/libvexathumb.h"
+
+namespace vexathumb::service {
+
+// What a user of our programs asks for.
+struct ThumbnailRequest {
+  std::string source;           // absolute path
+  std::string label;            // a size label; empty for a free box
+  ThumbDimension box = {0, 0};  // pixels as displayed; of the label, or free
+  int turns = 0;                // clockwise quarter turns, 0 to 3
+  bool pixdeck = true;          // look in the photo-album application's slots
+  bool docdeck = true;          // look in the file-manager application's slot
+  bool any_share = false;       // use the photo-album's slots whether the share is indexed or not
+  bool only_stored = false;     // never build
+  bool allow_smaller = false;   // a smaller stored size may take the place
+  bool avatar = false;          // fill the box instead of fitting into it
+  bool animated_gif = false;    // an animated GIF stays animated
+
+  bool IsFreeBox() const { return label.empty(); }
+};
+
+// By the source's name, as the library decides it.
+bool IsVideo(const ThumbnailRequest& request);
+
+// The library's option bits for the request. A free box has no photo-album name, so that bit is
+// left out for it.
+int OptionsOf(const ThumbnailRequest& request);
+
+// The source's description for the request, not inspected yet. Throws Error 601 when the source's
+// status cannot be had.
+ThumbInfo Describe(const ThumbnailRequest& request);
+
+// Makes a description of the request's source, inspected or not, one for this request.
+void ApplyWishes(const ThumbnailRequest& request, ThumbInfo* info);
+
+}  // namespace vexathumb::service
+
+#endif  // VEXATHUMB_SERVICE_BUILD_THUMBNAIL_REQUEST_H_

@@ -1,0 +1,127 @@
+#include "service/index/indexer.h"
+
+#include <sys/stat.h>
+
+#include <utility>
+
+#include "service/base/background.h"
+#include "service/store/failure_memory.h"
+
+namespace vexathumb::service {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kTick{500};
+constexpr int kCrashesUntilFailure = 2;  // the first may have been somebody's kill
+
+WorkerPool::Job JobOf(const IndexOptions& options) {
+  SourceBuildOptions build = options.build;
+  build.is_stopping = WorkerPool::IsInterrupted;
+  return [build](const std::string& source) {
+    SourceReport report;
+    try {
+      report = BuildSource(source, build);
+    } catch (const std::exception& error) {
+      report.source = source;
+      report.state = BuildState::kPostponed;
+      report.cause = {error.what(), "'vexathumb doctor' checks this machine"};
+    }
+    return Pack(report);
+  };
+}
+
+}  // namespace
+
+Indexer::Indexer(SourceFeed& sources, const IndexOptions& options, RunSignals& signals,
+                 IndexObserver& observer)
+    : sources_(sources),
+      options_(options),
+      signals_(signals),
+      observer_(observer),
+      pool_(options.jobs, JobOf(options)) {
+  if (options.time_limit) deadline_ = Clock::now() + *options.time_limit;
+}
+
+bool Indexer::Run() {
+  for (;;) {
+    PassOnStopRequests();
+    if (!IsStopping()) {
+      LookAhead();
+      HandOut();
+    }
+    if (!pool_.IsBusy() && (IsStopping() || !HasMore())) break;
+    const bool waits_for_more = pool_.HasIdle() && ahead_.IsEmpty() && !sources_.AtEnd();
+    const milliseconds at_most = waits_for_more && !IsStopping() ? sources_.AskAgainAfter() : kTick;
+    for (const WorkerPool::End& end : pool_.Wait(at_most, signals_.waiting_mask())) Handle(end);
+    Tick();
+  }
+  return !HasMore();
+}
+
+bool Indexer::IsStopping() const {
+  return signals_.StopRequests() > 0 || (deadline_ && Clock::now() >= *deadline_);
+}
+
+void Indexer::LookAhead() {
+  while (!ahead_.IsFull()) {
+    const auto item = sources_.Next();
+    if (!item) return;
+    if (item->kind == SourceItem::Kind::kSource) {
+      ahead_.Add({item->path, item->bytes});
+    } else {
+      observer_.OnUnreadable(*item);
+    }
+  }
+}
+
+void Indexer::HandOut() {
+  while (pool_.HasIdle() && !ahead_.IsEmpty()) {
+    if (options_.max_load && IsLoadAbove(*options_.max_load)) return;
+    QueuedSource source = ahead_.TakeLargest();
+    pool_.Give(source.path);
+    in_hand_.emplace(source.path, std::move(source));
+  }
+}
+
+void Indexer::Handle(const WorkerPool::End& end) {
+  const auto found = in_hand_.find(end.task);
+  if (found == in_hand_.end()) return;
+  QueuedSource source = std::move(found->second);
+  in_hand_.erase(found);
+  if (end.result) {
+    observer_.OnReport(Unpack(*end.result));
+  } else {
+    HandleCrash(std::move(source), end.death);
+  }
+}
+
+void Indexer::HandleCrash(QueuedSource source, const std::string& death) {
+  ++source.crashes;
+  if (source.crashes < kCrashesUntilFailure) {
+    ahead_.Add(std::move(source));
+    return;
+  }
+  SourceReport report;
+  report.source = source.path;
+  report.state = BuildState::kFailed;
+  report.cause = {"the process that worked on it " + death, "report the file to the developers"};
+  struct stat st = {};
+  if (!options_.build.dry_run && stat(source.path.c_str(), &st) == 0) {
+    RememberFailure(source.path, st, report.cause.text, "");
+  }
+  observer_.OnReport(report);
+}
+
+// Again and again: a worker may have started the next tool after the last time.
+void Indexer::PassOnStopRequests() const {
+  if (signals_.StopRequests() > 1) pool_.Interrupt();
+}
+
+void Indexer::Tick() {
+  std::vector<std::string> in_hand;
+  for (const auto& [path, source] : in_hand_) in_hand.push_back(path);
+  observer_.OnTick(in_hand, signals_.TakeQuestion());
+}
+
+}  // namespace vexathumb::service

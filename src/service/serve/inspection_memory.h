@@ -1,0 +1,26 @@
+#ifndef VEXATHUMB_SERVICE_SERVE_INSPECTION_MEMORY_H_
+#define VEXATHUMB_SERVICE_SERVE_INSPECTION_MEMORY_H_
+
+#include <sys/stat.h>
+
+#include <optional>
+#include <string>
+
+#include "service/build/thumbnail_request.h"
+
+namespace vexathumb::service {
+
+// What this process has lately read of sources' metadata, so that a stored thumbnail is found
+// without reading them again: the StatusMemory of inspections.
+
+// `info` has been inspected, and `before` is the source's status from before that.
+void RememberInspection(const std::string& source, const struct stat& before,
+                        const ThumbInfo& info);
+
+// The description of the request's source, inspected earlier. Nothing when it is not remembered or
+// has changed since.
+std::optional<ThumbInfo> RecallInspection(const ThumbnailRequest& request);
+
+}  // namespace vexathumb::service
+
+#endif  // VEXATHUMB_SERVICE_SERVE_INSPECTION_MEMORY_H_

@@ -1,0 +1,55 @@
+#ifndef VEXATHUMB_SERVICE_STORE_STORE_FILES_H_
+#define VEXATHUMB_SERVICE_STORE_STORE_FILES_H_
+
+#include <sys/stat.h>
+
+#include <optional>
+#include <string>
+
+namespace vexathumb::service {
+
+// Our own files in a source's store directory, beside the library's.
+
+// A temporary name in the directory of `path` that keeps the name's extension: the tools choose a
+// format by it. No two calls of a process give the same.
+std::string TemporaryFor(const std::string& path);
+
+// The store directory of a source; empty when the platform refuses.
+std::string StoreDirectoryOf(const std::string& source);
+
+// The status of a regular file of a store, nothing when `path` is none: links, which somebody with
+// rights in the share may have put in the place of the file, its store directory or the folder of
+// these, are not followed.
+std::optional<struct stat> StatusOfStoredFile(const std::string& path);
+
+// Whether the source's store directory is there, made where it was missing, and may be written to.
+bool IsStoreWritable(const std::string& source);
+
+// Whether some megabytes more fit into a directory, and into the source's store directory. They are
+// tried to allocate, so this is for after a failure.
+bool HasRoom(const std::string& directory);
+bool HasStoreRoom(const std::string& source);
+
+// Copies a finished picture to its name in the store, with its times; it appears there complete.
+bool PutIntoStore(const std::string& picture, const std::string& stored);
+
+// How many of the source's stored thumbnails are for free boxes and avatars.
+int CountFreeBoxes(const std::string& source);
+
+// Whether the name is one that a store directory's temporaries have, of ours or of the library's.
+bool IsStoreTemporary(const std::string& name);
+
+// Whether an entry of a store directory is what a killed process has left there: a temporary by
+// its name, a regular file, older than an hour, and of this user, unless that is root.
+bool IsStoreLeftover(const std::string& name, const struct stat& status);
+
+// Removes what killed processes have left behind, temporaries of ours and of the library's, and
+// free boxes of a source that has changed: older than an hour, and nobody else's files. The first
+// of one source's store directory, the second of /tmp and /var/tmp. Results of others' calls that
+// are still in use are younger.
+void SweepStoreDirectory(const std::string& source);
+void SweepTemporaryDirectories();
+
+}  // namespace vexathumb::service
+
+#endif  // VEXATHUMB_SERVICE_STORE_STORE_FILES_H_

@@ -1,0 +1,116 @@
+#include "service/store/store_removal.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <optional>
+
+#include "common/util/util.h"
+#include "service/base/descriptor.h"
+#include "service/base/folder_list.h"
+#include "service/base/open_beneath.h"
+#include "service/base/path_name.h"
+#include "service/store/build_turn.h"
+#include "service/store/store_entry.h"
+#include "service/store/store_files.h"
+
+namespace vexathumb::service {
+namespace {
+
+Descriptor OpenPlace(const StoreDirectory& directory) {
+  return Descriptor(open(directory.place.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+void RemoveFile(int folder, const FolderEntry& entry, bool dry_run, Freed* freed) {
+  if (!dry_run && unlinkat(folder, entry.name.c_str(), 0) != 0) return;
+  ++freed->files;
+  freed->bytes += static_cast<uint64_t>(entry.status.st_size);
+}
+
+bool IsGone(const std::string& path) {
+  struct stat st = {};
+  return lstat(path.c_str(), &st) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+// Where store and source lie in one folder, that very folder is asked.
+bool IsSourceStillGone(const StoreDirectory& directory, int hidden) {
+  if (!directory.beside) return IsGone(directory.source);
+  const std::string name = LastComponent(directory.source);
+  struct stat st = {};
+  return fstatat(hidden, ("../" + name).c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
+}
+
+// From a store's hidden folder upwards. Nobody builds in the mirror of a folder that is gone.
+void RemoveEmptyMirror(const StoreDirectory& directory, int place) {
+  std::string mirror = file::Dirname(directory.relative);
+  std::string folder = file::Dirname(directory.source);
+  while (mirror != "." && IsGone(folder)) {
+    const Descriptor parent(OpenBeneath(place, file::Dirname(mirror), O_PATH | O_DIRECTORY));
+    const std::string name = LastComponent(mirror);
+    if (!parent || unlinkat(parent.get(), name.c_str(), AT_REMOVEDIR) != 0) return;
+    mirror = file::Dirname(mirror);
+    // The hidden folder is no folder of the sources.
+    if (name.front() != '.') folder = file::Dirname(folder);
+  }
+}
+
+}  // namespace
+
+Freed& Freed::operator+=(const Freed& other) {
+  directories += other.directories;
+  files += other.files;
+  bytes += other.bytes;
+  kept_foreign = kept_foreign || other.kept_foreign;
+  return *this;
+}
+
+Freed RemoveOrphan(const StoreDirectory& directory, const RemovalOptions& options) {
+  Freed freed;
+  const SourceLock lock(options.lock_directory, directory.source);
+  const Descriptor place = OpenPlace(directory);
+  const Descriptor hidden(
+      OpenBeneath(place.get(), file::Dirname(directory.relative), O_PATH | O_DIRECTORY));
+  if (!hidden || !IsSourceStillGone(directory, hidden.get())) return freed;
+  const std::string name = LastComponent(directory.source);
+  const Descriptor store(OpenBeneath(hidden.get(), name, O_RDONLY | O_DIRECTORY));
+  const auto entries = store ? ListFolder(store.get()) : std::nullopt;
+  if (!entries) return freed;
+  for (const FolderEntry& entry : *entries) {
+    const bool is_derived =
+        S_ISREG(entry.status.st_mode) && ClassifyStoreEntry(entry.name).owner != StoreOwner::kOther;
+    if (is_derived) {
+      RemoveFile(store.get(), entry, options.dry_run, &freed);
+    } else {
+      freed.kept_foreign = true;
+    }
+  }
+  if (freed.kept_foreign) return freed;
+  if (options.dry_run || unlinkat(hidden.get(), name.c_str(), AT_REMOVEDIR) == 0) {
+    ++freed.directories;
+  }
+  if (!options.dry_run && !directory.beside) RemoveEmptyMirror(directory, place.get());
+  return freed;
+}
+
+Freed RemoveLeftovers(const StoreDirectory& directory, const RemovalOptions& options) {
+  Freed freed;
+  const Descriptor place = OpenPlace(directory);
+  const Descriptor store(OpenBeneath(place.get(), directory.relative, O_RDONLY | O_DIRECTORY));
+  const auto entries = store ? ListFolder(store.get()) : std::nullopt;
+  if (!entries) return freed;
+  std::optional<SourceLock> lock;  // taken by the first that there is anything to do for
+  for (FolderEntry entry : *entries) {
+    if (!IsStoreLeftover(entry.name, entry.status)) continue;
+    if (!lock) lock.emplace(options.lock_directory, directory.source);
+    // Whoever had the lock before may have made one of the same name.
+    if (fstatat(store.get(), entry.name.c_str(), &entry.status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !IsStoreLeftover(entry.name, entry.status)) {
+      continue;
+    }
+    RemoveFile(store.get(), entry, options.dry_run, &freed);
+  }
+  return freed;
+}
+
+}  // namespace vexathumb::service

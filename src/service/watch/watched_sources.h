@@ -1,0 +1,65 @@
+#ifndef VEXATHUMB_SERVICE_WATCH_WATCHED_SOURCES_H_
+#define VEXATHUMB_SERVICE_WATCH_WATCHED_SOURCES_H_
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "service/index/source_feed.h"
+#include "service/index/source_walk.h"
+#include "service/watch/folder_watch.h"
+#include "service/watch/settling.h"
+
+namespace vexathumb::service {
+
+struct WatchOptions {
+  std::chrono::milliseconds quiet{2000};  // for which a source must have been left alone
+  WalkOptions walk;
+  std::string lock_directory;
+  bool dry_run = false;  // thumbnails stay where they are
+};
+
+// What there is to build for below some folders, for as long as these are there: at first
+// everything, then what is new, changed or moved, once nobody writes it any more. Thumbnails follow
+// their sources (moved_store.h). Where more happens than the system keeps, all is looked through
+// again.
+class WatchedSources : public SourceFeed {
+ public:
+  // Something that whoever runs this should hear of: a path, which may be empty, and one line.
+  using Note = std::function<void(const std::string& path, const std::string& what)>;
+
+  // `folders` are absolute. Throws std::system_error when they cannot be watched at all.
+  WatchedSources(std::vector<std::string> folders, WatchOptions options, Note note);
+
+  std::optional<SourceItem> Next() override;
+  bool AtEnd() const override { return folders_.empty(); }
+  std::chrono::milliseconds AskAgainAfter() const override;
+
+  // Gives a source once more, after a minute, or when it has been written: nothing could be built
+  // of it just now.
+  void GiveAgain(const std::string& source);
+
+ private:
+  void Begin();
+  void Follow(const FolderEvent& event);
+  void FollowMove(const FolderEvent& event);
+  std::optional<SourceItem> LookThrough();
+  bool IsWanted(const std::string& path) const;
+  std::string RootOf(const std::string& path) const;
+
+  std::vector<std::string> folders_;
+  const WatchOptions options_;
+  const Note note_;
+  std::optional<FolderWatch> watch_;
+  Settling settling_;
+  std::deque<std::string> to_look_through_;
+  std::optional<SourceWalk> walk_;
+};
+
+}  // namespace vexathumb::service
+
+#endif  // VEXATHUMB_SERVICE_WATCH_WATCHED_SOURCES_H_

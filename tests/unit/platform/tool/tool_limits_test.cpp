@@ -1,0 +1,267 @@
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "kit/case_name.h"
+#include "unit/platform/tool/tool_fixture.h"
+
+namespace vexaplatform {
+namespace {
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+using vexathumb::kit::CaseName;
+using vexathumb::kit::TakeLog;
+
+struct LimitCase {
+  const char* name;
+  const char* settings;
+  const char* order;
+  ToolLimit limit;
+  const char* text;
+};
+
+void PrintTo(const LimitCase& limit, std::ostream* out) { *out << limit.name; }
+
+const LimitCase kLimits[] = {
+    {"AddressSpace", "address_space = 100\n", "allocate", ToolLimit::kAddressSpace,
+     "address space of 100 MiB"},
+    {"CpuTime", "cpu_time = 1\nwall_time = 3600\n", "burn", ToolLimit::kCpuTime, "CPU time of 1 s"},
+    {"WallTime", "wall_time = 1\n", "hang", ToolLimit::kWallTime, "wall time of 1 s"},
+    {"WallTimeOfOneThatIgnoresTheSignal", "wall_time = 1\n", "stubborn", ToolLimit::kWallTime,
+     "wall time of 1 s"},
+    {"WallTimeOfOneThatFloods", "wall_time = 1\n", "flood", ToolLimit::kWallTime,
+     "wall time of 1 s"},
+    {"OpenFiles", "open_files = 20\n", "open", ToolLimit::kOpenFiles, "open files, 20"},
+};
+
+class ToolLimitTest : public ToolTest, public testing::WithParamInterface<LimitCase> {
+ protected:
+  void ExpectTold(const std::string& tool) const {
+    const ToolReport report = LastToolRun();
+    EXPECT_EQ(report.ending, ToolEnding::kLimited);
+    EXPECT_EQ(report.detail, static_cast<int>(GetParam().limit));
+    const auto log = TakeLog();
+    ASSERT_EQ(log.size(), 1U);
+    EXPECT_THAT(log[0].text, HasSubstr(Program(tool) + " met its limit: " + GetParam().text));
+    EXPECT_THAT(log[0].text, HasSubstr("; source " + source()));
+  }
+};
+
+TEST_P(ToolLimitTest, EndsATool) {
+  Set("[tool convert]\n" + std::string(GetParam().settings));
+  EXPECT_EQ(Convert(GetParam().order), VLIBC_ENDED_BY_LIMIT);
+  ExpectTold("convert");
+  EXPECT_FALSE(LeftTemporaries());
+}
+
+TEST_P(ToolLimitTest, EndsAToolWhileItsOutputIsRead) {
+  Set("[tool dcraw]\n" + std::string(GetParam().settings));
+  FILE* stream = OpenDcraw(GetParam().order);
+  ASSERT_NE(stream, nullptr);
+  char block[4096];
+  while (fread(block, 1, sizeof(block), stream) > 0) {
+  }
+  // An ordinary exit status is the reader's to judge, when it closes the stream.
+  const bool exits =
+      GetParam().limit == ToolLimit::kAddressSpace || GetParam().limit == ToolLimit::kOpenFiles;
+  EXPECT_EQ(ferror(stream) == 0, exits);
+  EXPECT_EQ(VLIBCPclose(stream), VLIBC_ENDED_BY_LIMIT);
+  ExpectTold("dcraw");
+}
+
+INSTANTIATE_TEST_SUITE_P(, ToolLimitTest, testing::ValuesIn(kLimits), CaseName());
+
+TEST_F(ToolTest, MeetsItsLimitOfFileSize) {
+  Set("[tool convert]\nfile_size = 1\n");
+  EXPECT_EQ(Convert("fill"), VLIBC_ENDED_BY_LIMIT);
+  EXPECT_EQ(LastToolRun().detail, static_cast<int>(ToolLimit::kFileSize));
+  EXPECT_EQ(std::filesystem::file_size(destination()), 1U << 20U);
+}
+
+struct RealLimitCase {
+  const char* name;
+  std::vector<const char*> vector;  // SOURCE, FRAME and TARGET stand for the paths
+  std::string picture;
+  ToolLimit limit;
+  const char* text;
+};
+
+void PrintTo(const RealLimitCase& limit, std::ostream* out) { *out << limit.name; }
+
+class LimitOfARealTool : public ToolTest, public testing::WithParamInterface<RealLimitCase> {};
+
+TEST_P(LimitOfARealTool, IsNamedInTheLog) {
+  Order(GetParam().picture);
+  std::vector<std::string> words(GetParam().vector.begin(), GetParam().vector.end());
+  std::vector<const char*> argv;
+  for (std::string& word : words) {
+    word = word == "SOURCE"   ? source()
+           : word == "FRAME"  ? source() + "[0]"
+           : word == "TARGET" ? destination()
+                              : word;
+    argv.push_back(word.c_str());
+  }
+  argv.push_back(nullptr);
+  EXPECT_EQ(VLIBCExecv(argv[0], argv.data(), 1), VLIBC_ENDED_BY_LIMIT);
+  EXPECT_EQ(LastToolRun().detail, static_cast<int>(GetParam().limit));
+  const auto log = TakeLog();
+  ASSERT_EQ(log.size(), 1U);
+  EXPECT_THAT(log[0].text, HasSubstr(words[0] + " met its limit: " + GetParam().text));
+  EXPECT_THAT(log[0].text, HasSubstr("; source " + source()));
+}
+
+// The frame header of a gray JPEG of 65500 x 65500, sequential or progressive, and what is needed
+// to get as far as its decoding.
+std::string HugeJpeg(char start_of_frame) {
+  const std::string quantization = "\xff\xdb\0\x43\0"s + std::string(64, '\1');
+  const std::string frame = "\xff"s + start_of_frame + "\0\x0b\x08\xff\xdc\xff\xdc\1\1\x11\0"s;
+  const std::string counts = "\1"s + std::string(15, '\0');
+  const std::string codes =
+      "\xff\xc4\0\x14\0"s + counts + "\0"s + "\xff\xc4\0\x14\x10"s + counts + "\0"s;
+  const char last = start_of_frame == '\xc2' ? '\0' : '\x3f';
+  const std::string scan = "\xff\xda\0\x08\1\1\0\0"s + last + "\0"s;
+  return "\xff\xd8"s + quantization + frame + codes + scan + "\0\xff\xd9"s;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , LimitOfARealTool,
+    testing::Values(RealLimitCase{"JpegtransMemory",
+                                  {"/usr/bin/jpegtran", "-rotate", "90", "-outfile", "TARGET",
+                                   "SOURCE"},
+                                  HugeJpeg('\xc0'),
+                                  ToolLimit::kJpegMemory,
+                                  "memory for a JPEG of 512 MiB"},
+                    RealLimitCase{"DjpegsMemory",
+                                  {"/usr/bin/djpeg", "-bmp", "-outfile", "TARGET", "SOURCE"},
+                                  HugeJpeg('\xc2'),
+                                  ToolLimit::kJpegMemory,
+                                  "memory for a JPEG of 512 MiB"},
+                    RealLimitCase{"ConvertsPolicy",
+                                  {"/usr/bin/convert", "-strip", "FRAME", "TARGET"},
+                                  "P5 40000 1 255\n" + std::string(40000, 'x'),
+                                  ToolLimit::kPolicy,
+                                  "one of ImageMagick's policy"}),
+    CaseName());
+
+TEST_F(ToolTest, PassesOnTheFirstOfAFloodOfMessages) {
+  Set("[tool convert]\nwall_time = 1\n");
+  testing::internal::CaptureStderr();
+  Convert("flood");
+  const size_t size = testing::internal::GetCapturedStderr().size();
+  EXPECT_GT(size, 1000U);
+  EXPECT_LE(size, size_t{64} << 10U);
+}
+
+struct ResultCase {
+  const char* name;
+  std::string picture;
+  bool whole;
+};
+
+void PrintTo(const ResultCase& result, std::ostream* out) { *out << result.name; }
+
+class ToolResult : public ToolTest, public testing::WithParamInterface<ResultCase> {};
+
+TEST_P(ToolResult, IsLookedAtThoughTheToolSucceeded) {
+  EXPECT_EQ(Djpeg("write\n" + GetParam().picture), GetParam().whole ? 0 : VLIBC_INCOMPLETE_RESULT);
+  EXPECT_EQ(LastToolRun().ending,
+            GetParam().whole ? ToolEnding::kSucceeded : ToolEnding::kIncomplete);
+  EXPECT_EQ(TakeLog().size(), GetParam().whole ? 0U : 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , ToolResult,
+    testing::Values(
+        ResultCase{"Empty", "", false}, ResultCase{"WholeBmp", "BM\x0a\0\0\0data"s, true},
+        ResultCase{"CutBmp", "BM\x0b\0\0\0data"s, false},
+        ResultCase{"WholeJpeg", "\xff\xd8\xff\xe0 data \xff\xd9", true},
+        ResultCase{"CutJpeg", "\xff\xd8\xff\xe0 data", false},
+        ResultCase{"WholePng", "\x89PNG\r\n\x1a\n data\0\0\0\0IEND\xae\x42\x60\x82"s, true},
+        ResultCase{"CutPng", "\x89PNG\r\n\x1a\n data\0\0\0\0IEND"s, false},
+        ResultCase{"WholeGif", "GIF89a data;", true}, ResultCase{"CutGif", "GIF89a data", false},
+        ResultCase{"OtherFormat", "II*\0 data"s, true}),
+    CaseName());
+
+TEST_F(ToolTest, LeavesNoEmptyDestinationWhereItFails) {
+  EXPECT_EQ(Convert("exit 1"), 1);
+  EXPECT_FALSE(std::filesystem::exists(destination()));
+}
+
+TEST_F(ToolTest, EndsAStreamWithAnErrorWhenASignalEndsIt) {
+  FILE* stream = OpenDcraw("cut\nhalf a picture");
+  ASSERT_NE(stream, nullptr);
+  char block[4096] = {};
+  EXPECT_EQ(read(fileno(stream), block, sizeof(block)), 14);
+  EXPECT_EQ(read(fileno(stream), block, sizeof(block)), -1);
+  EXPECT_EQ(errno, ECONNRESET);
+  EXPECT_EQ(VLIBCPclose(stream), 256 + SIGSEGV);
+}
+
+struct RefusedDestination {
+  const char* name;
+  void (*make)(const std::string&);
+  int error;
+};
+
+void PrintTo(const RefusedDestination& refused, std::ostream* out) { *out << refused.name; }
+
+class DestinationThatIsNoFile : public ToolTest,
+                                public testing::WithParamInterface<RefusedDestination> {};
+
+TEST_P(DestinationThatIsNoFile, IsRefusedBeforeTheToolRuns) {
+  GetParam().make(destination());
+  EXPECT_EQ(Djpeg("write\nanything"), -1);
+  EXPECT_EQ(errno, GetParam().error);
+  EXPECT_EQ(LastToolRun().ending, ToolEnding::kNotStarted);
+  const auto log = TakeLog();
+  ASSERT_EQ(log.size(), 1U);
+  EXPECT_THAT(log[0].text, HasSubstr("could not be run: " + destination() + ": "));
+}
+
+TEST_F(ToolTest, IsNotRunWithoutAPlaceForItsPrivateFolder) {
+  settings_.Write("[tools]\ntemp_dir = /nonexistent\n");
+  EXPECT_EQ(Convert("write\npicture"), -1);
+  EXPECT_EQ(errno, ENOENT);
+  const auto log = TakeLog();
+  ASSERT_EQ(log.size(), 1U);
+  EXPECT_THAT(log[0].text, HasSubstr("could not be run: /nonexistent/vexathumb-tool."));
+  EXPECT_FALSE(std::filesystem::exists(destination()));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , DestinationThatIsNoFile,
+    testing::Values(
+        RefusedDestination{"Folder",
+                           [](const std::string& path) { std::filesystem::create_directory(path); },
+                           EISDIR},
+        RefusedDestination{
+            "Link",
+            [](const std::string& path) { std::filesystem::create_symlink("elsewhere", path); },
+            ELOOP},
+        RefusedDestination{"Fifo", [](const std::string& path) { mkfifo(path.c_str(), 0600); },
+                           EINVAL}),
+    CaseName());
+
+TEST_F(ToolTest, IsNeverMovedIntoAFolder) {
+  std::filesystem::create_directory(destination());
+  vexathumb::kit::WriteFile(source(), "moved");
+  EXPECT_EQ(VLIBCExecl("/bin/mv", 0, source().c_str(), destination().c_str(), nullptr), -1);
+  EXPECT_EQ(errno, EISDIR);
+  EXPECT_TRUE(std::filesystem::is_empty(destination()));
+  EXPECT_TRUE(std::filesystem::exists(source()));
+}
+
+TEST_F(ToolTest, IsMovedWholeOrNotAtAll) {
+  vexathumb::kit::WriteFile(source(), "moved");
+  vexathumb::kit::WriteFile(destination(), "former");
+  EXPECT_EQ(VLIBCExecl("/bin/mv", 0, source().c_str(), destination().c_str(), nullptr), 0);
+  EXPECT_EQ(vexathumb::kit::ReadFile(destination()), "moved");
+  EXPECT_FALSE(std::filesystem::exists(source()));
+  EXPECT_NE(VLIBCExecl("/bin/mv", 0, source().c_str(), destination().c_str(), nullptr), 0);
+  EXPECT_EQ(vexathumb::kit::ReadFile(destination()), "moved");
+}
+
+}  // namespace
+}  // namespace vexaplatform

@@ -1,0 +1,111 @@
+#include "programs/vexathumb-web/request.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "programs/vexathumb-web/problem.h"
+
+namespace vexathumb::web {
+namespace {
+
+Request Read(std::vector<std::string> variables) {
+  std::vector<char*> entries;
+  for (std::string& variable : variables) entries.push_back(variable.data());
+  entries.push_back(nullptr);
+  return ReadRequest(entries.data());
+}
+
+struct Address {
+  const char* name;
+  std::string uri;
+  Room room;
+  std::vector<std::string> path;
+  std::string query;
+};
+
+class RequestOf : public testing::TestWithParam<Address> {};
+
+TEST_P(RequestOf, AddressIsReadAsSent) {
+  const Request request = Read({"REQUEST_METHOD=GET", "REQUEST_URI=" + GetParam().uri});
+  EXPECT_EQ(request.method, "GET");
+  EXPECT_EQ(request.room, GetParam().room);
+  EXPECT_EQ(request.path, GetParam().path);
+  EXPECT_EQ(request.query, GetParam().query);
+  EXPECT_EQ(request.base, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , RequestOf,
+    testing::Values(
+        Address{"Thumbnail", "/thumb/a/b.jpg?size=big", Room::kThumb, {"a", "b.jpg"}, "size=big"},
+        Address{"Album", "/album/", Room::kAlbum, {""}, ""},
+        Address{"AlbumWithoutSlash", "/album", Room::kAlbum, {}, ""},
+        Address{"Health", "/health", Room::kHealth, {}, ""},
+        Address{
+            "EncodedBytes", "/thumb/a%20b/%C3%A9%ff", Room::kThumb, {"a b", "\xc3\xa9\xff"}, ""},
+        Address{"DecodedOnce", "/thumb/a/%252e%252e", Room::kThumb, {"a", "%2e%2e"}, ""},
+        Address{"DotsStay", "/thumb/a/../../etc", Room::kThumb, {"a", "..", "..", "etc"}, ""},
+        Address{"EncodedDotsStay", "/thumb/a/%2e%2E/b", Room::kThumb, {"a", "..", "b"}, ""},
+        Address{"EncodedSlashIsNoSeparator", "/thumb/a%2fb", Room::kThumb, {"a/b"}, ""},
+        Address{"DoubledSlash", "/thumb//a", Room::kThumb, {"", "a"}, ""},
+        Address{"SlashAtTheEnd", "/thumb/a/", Room::kThumb, {"a", ""}, ""},
+        Address{"EncodedQuestionMark", "/thumb/a%3Fb?x", Room::kThumb, {"a?b"}, "x"},
+        Address{"SecondQuestionMark", "/album/a?x=?", Room::kAlbum, {"a"}, "x=?"},
+        Address{"PlusStays", "/thumb/a+b", Room::kThumb, {"a+b"}, ""},
+        Address{"WithHost", "http://host:80/thumb/a?q", Room::kThumb, {"a"}, "q"},
+        Address{"HostAlone", "http://host", Room::kNone, {}, ""},
+        Address{"HostAndQuery", "http://host?q", Room::kNone, {}, "q"},
+        Address{"LongerName", "/thumbs/a", Room::kNone, {}, ""},
+        Address{"EncodedName", "/%74humb/a", Room::kNone, {}, ""},
+        Address{"OtherCase", "/Thumb/a", Room::kNone, {}, ""},
+        Address{"SlashBefore", "//thumb/a", Room::kNone, {}, ""},
+        Address{"Root", "/", Room::kNone, {}, ""}, Address{"Star", "*", Room::kNone, {}, ""}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST(Request, LeavesTheProgramsOwnAddressOut) {
+  const Request request = Read({"REQUEST_METHOD=HEAD", "SCRIPT_NAME=/cgi-bin/vexathumb-web",
+                                "REQUEST_URI=/cgi-bin/vexathumb-web/thumb/a?size=big"});
+  EXPECT_TRUE(request.IsHead());
+  EXPECT_EQ(request.room, Room::kThumb);
+  EXPECT_EQ(request.base, "/cgi-bin/vexathumb-web");
+  EXPECT_THAT(request.path, testing::ElementsAre("a"));
+  EXPECT_EQ(request.query, "size=big");
+}
+
+TEST(Request, DoesNotMistakeARoomForTheProgram) {
+  const Request request =
+      Read({"REQUEST_METHOD=GET", "SCRIPT_NAME=/thumb", "REQUEST_URI=/thumb/thumb/a"});
+  EXPECT_EQ(request.room, Room::kThumb);
+  EXPECT_THAT(request.path, testing::ElementsAre("thumb", "a"));
+}
+
+struct Refused {
+  const char* name;
+  std::vector<std::string> variables;
+  int status;
+};
+
+class RefusedRequest : public testing::TestWithParam<Refused> {};
+
+TEST_P(RefusedRequest, IsAProblem) {
+  try {
+    Read(GetParam().variables);
+    FAIL() << "not refused";
+  } catch (const Problem& problem) {
+    EXPECT_EQ(problem.status(), GetParam().status);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , RefusedRequest,
+    testing::Values(Refused{"NoAddress", {"REQUEST_METHOD=GET", "REQUEST_URI_=/"}, 500},
+                    Refused{"EmptyAddress", {"REQUEST_METHOD=GET", "REQUEST_URI="}, 500},
+                    Refused{"BadEncoding", {"REQUEST_URI=/thumb/a%2"}, 404},
+                    Refused{"NullByte", {"REQUEST_URI=/thumb/a%00.jpg"}, 404}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+}  // namespace
+}  // namespace vexathumb::web

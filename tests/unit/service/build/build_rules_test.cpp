@@ -1,0 +1,248 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "common/util/util.h"
+#include "kit/case_name.h"
+#include "kit/files.h"
+#include "kit/fixtures.h"
+#include "kit/pixels.h"
+#include "service/build/build.h"
+#include "service/picture/content_type.h"
+#include "service/store/store_files.h"
+#include "unit/service/service_test.h"
+
+namespace vexathumb::service {
+namespace {
+
+using kit::CaseName;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr char kMediumEntry[] = "VEXAFILE_THUMB_M.jpg";
+
+class BuildRulesTest : public ServiceTest {
+ protected:
+  ~BuildRulesTest() override { EXPECT_THAT(OwnTemporaries(), IsEmpty()); }
+
+  std::optional<BuiltPicture> Build(const ThumbnailRequest& request) const {
+    return BuildThumbnail(request, Inspected(request), options_.build);
+  }
+  // As a program that uses the library alone leaves it.
+  void BuildWithLibraryAlone() const {
+    Thumb thumb(source_, Thumb::ALL_EA);
+    thumb.CalcOutputFile(kOriginal);
+    ASSERT_EQ(thumb.Convert({kMedium}), 1);
+  }
+
+  const std::string source_ = Picture("a.jpg");
+};
+
+TEST_F(BuildRulesTest, ASourceThatServesAsItIsIsThePicture) {
+  WritePhoto(source_, {300, 200});
+  const auto picture = Build(ForLabel(source_, kMedium));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->path, source_);
+  EXPECT_FALSE(picture->throw_away);
+  EXPECT_EQ(machine_.Runs(), 0);
+}
+
+TEST_F(BuildRulesTest, WhatIsNoPictureGivesNothing) {
+  WriteText(source_);
+  EXPECT_FALSE(Build(ForLabel(source_, kMedium)));
+}
+
+TEST_F(BuildRulesTest, ADamagedPictureGivesNothingAndLeavesNoThumbnail) {
+  WriteUndecodable(source_);
+  EXPECT_FALSE(Build(ForLabel(source_, kMedium)));
+  EXPECT_EQ(machine_.Runs("djpeg"), 1);
+  EXPECT_EQ(machine_.Runs("convert"), 1);
+  EXPECT_FALSE(std::filesystem::exists(StorePath(source_, kMediumEntry)));
+}
+
+TEST_F(BuildRulesTest, AnAnimationStaysOneOnDemand) {
+  const std::string gif = Picture("a.gif");
+  kit::WriteAnimatedGif(gif, {800, 600}, 3);
+  ThumbnailRequest request = ForLabel(gif, kMedium);
+  request.animated_gif = true;
+  const auto picture = Build(request);
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->path, StorePath(gif, "VEXAFILE_THUMB_M.gif"));
+  EXPECT_EQ(picture->mime, "image/gif");
+  EXPECT_EQ(kit::Examine(picture->path).frames, 3);
+}
+
+TEST_F(BuildRulesTest, AThumbnailThatIsThereByNowIsNotBuiltAgain) {
+  WritePhoto(source_, {800, 600});
+  ASSERT_TRUE(Build(ForLabel(source_, kMedium)));
+  const int runs = machine_.Runs();
+  ThumbnailRequest request = ForLabel(source_, kMedium);
+  request.docdeck = false;  // the place it is built to is not one that is asked for
+  EXPECT_TRUE(Build(request));
+  EXPECT_EQ(machine_.Runs(), runs);
+}
+
+TEST_F(BuildRulesTest, AStaleThumbnailIsBuiltAgain) {
+  WritePhoto(source_, {800, 600});
+  ASSERT_TRUE(Build(ForLabel(source_, kMedium)));
+  SetModificationTime(source_, kSourceTime + 1);
+  const int runs = machine_.Runs();
+  ASSERT_TRUE(Build(ForLabel(source_, kMedium)));
+  EXPECT_GT(machine_.Runs(), runs);
+  EXPECT_EQ(ModificationTimeOf(StorePath(source_, kMediumEntry)), kSourceTime + 1);
+}
+
+TEST_F(BuildRulesTest, BmpDataOfTheLibraryAreOnlyCompacted) {
+  WritePhoto(source_, {800, 600});
+  BuildWithLibraryAlone();
+  ASSERT_EQ(ContentTypeOf(StorePath(source_, kMediumEntry)), kBmpType);
+  const int runs = machine_.Runs();
+  const auto picture = Build(ForLabel(source_, kMedium));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->mime, "image/jpeg");
+  EXPECT_EQ(ContentTypeOf(picture->path), kJpegType);
+  EXPECT_EQ(machine_.Runs(), runs + 1);
+  EXPECT_EQ(machine_.Runs("cjpeg"), 1);
+}
+
+TEST_F(BuildRulesTest, AnotherToolEncodesWhereTheCompactorFails) {
+  WritePhoto(source_, {800, 600});
+  machine_.Break("cjpeg", ToolFault::kMissing);
+  const auto picture = Build(ForLabel(source_, kMedium));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(ContentTypeOf(picture->path), kJpegType);
+  EXPECT_FALSE(picture->throw_away);
+}
+
+TEST_F(BuildRulesTest, AnotherToolDecodesWhereTheFastOneFails) {
+  WritePhoto(source_, {800, 600});
+  machine_.Break("djpeg", ToolFault::kFails);
+  const auto picture = Build(ForLabel(source_, kMedium));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->path, StorePath(source_, kMediumEntry));
+  EXPECT_EQ(kit::Corners(picture->path), kit::kPictureCorners);
+}
+
+// The decoded picture of 400 by 300 pixels is far larger than this source of few bytes.
+TEST_F(BuildRulesTest, WithoutCompactionALargeResultIsThrownAwayUnderItsOwnName) {
+  WritePhoto(source_, {800, 600});
+  options_.build.compaction = false;
+  const auto picture = Build(ForLabel(source_, kMedium));
+  ASSERT_TRUE(picture);
+  EXPECT_TRUE(picture->throw_away);
+  EXPECT_EQ(picture->mime, "image/bmp");
+  EXPECT_EQ(ContentTypeOf(picture->path), kBmpType);
+  EXPECT_EQ(file::Dirname(picture->path), StoreDirectoryOf(source_));
+  EXPECT_THAT(Stored(source_), Not(Contains(kMediumEntry)));
+  EXPECT_THAT(Stored(source_), SizeIs(1));
+}
+
+// With a megabyte behind it the same source outweighs its decoded thumbnail.
+TEST_F(BuildRulesTest, WithoutCompactionASmallResultStays) {
+  WritePhoto(source_, {800, 600});
+  kit::WriteFile(source_, kit::ReadFile(source_) + std::string(1 << 20, '\0'));
+  SetModificationTime(source_, kSourceTime);
+  options_.build.compaction = false;
+  const auto picture = Build(ForLabel(source_, kMedium));
+  ASSERT_TRUE(picture);
+  EXPECT_FALSE(picture->throw_away);
+  EXPECT_EQ(picture->mime, "image/bmp");
+  EXPECT_THAT(Stored(source_), ElementsAre(kMediumEntry));
+}
+
+TEST_F(BuildRulesTest, ATurnedResultIsNoBmpDataAndStaysWithoutCompactionToo) {
+  WritePhoto(source_, {800, 600}, 6);
+  options_.build.compaction = false;
+  const auto picture = Build(ForLabel(source_, kMedium));
+  ASSERT_TRUE(picture);
+  EXPECT_FALSE(picture->throw_away);
+  EXPECT_EQ(picture->mime, "image/jpeg");
+}
+
+TEST_F(BuildRulesTest, AResultOfASourceThatChangesMeanwhileIsNotTakenForCurrent) {
+  WritePhoto(source_, {800, 600});
+  const ThumbnailRequest request = ForLabel(source_, kMedium);
+  machine_.on_run = [&](const std::string& /*program*/, const auto& /*argv*/) {
+    SetModificationTime(source_, kSourceTime + 100);
+    return ToolFault::kNone;
+  };
+  ASSERT_TRUE(Build(request));
+  EXPECT_FALSE(Inspected(request).IsThumbUptoDate(StorePath(source_, kMediumEntry)));
+}
+
+TEST_F(BuildRulesTest, OtherStoredThumbnailsKeepTheirTime) {
+  WritePhoto(source_, {800, 600});
+  WriteStored(source_, "VEXAFILE_THUMB_S.jpg", "other", 42);
+  WriteStored(source_, "VEXAPHOTO_THUMB_M.jpg", "other", 43);
+  ASSERT_TRUE(Build(ForLabel(source_, kMedium)));
+  EXPECT_EQ(ModificationTimeOf(StorePath(source_, "VEXAFILE_THUMB_S.jpg")), 42);
+  EXPECT_EQ(ModificationTimeOf(StorePath(source_, "VEXAPHOTO_THUMB_M.jpg")), 43);
+}
+
+TEST_F(BuildRulesTest, LeftoversInTheStoreAreSwept) {
+  WritePhoto(source_, {800, 600});
+  WriteStored(source_, "VEXAFILETMP_THUMB_r2.jpg", "of a killed process");
+  machine_.clock_ahead = 2 * 60 * 60;
+  ASSERT_TRUE(Build(ForLabel(source_, kMedium)));
+  EXPECT_THAT(Stored(source_), ElementsAre(kMediumEntry));
+}
+
+struct BoxCase {
+  const char* name;
+  ThumbnailRequest (*request)(const std::string& source);
+  bool counts;
+};
+
+class FreeBoxLimitTest : public BuildRulesTest, public testing::WithParamInterface<BoxCase> {
+ protected:
+  FreeBoxLimitTest() { WritePhoto(source_, {800, 600}); }
+
+  void StoreBoxes(int count) const {
+    for (int i = 1; i <= count; ++i) {
+      WriteStored(source_, "VEXAFILE_THUMB_" + std::to_string(i) + "x1.jpg", "box");
+    }
+  }
+};
+
+TEST_P(FreeBoxLimitTest, SixteenAreStored) {
+  StoreBoxes(15);
+  const auto picture = Build(GetParam().request(source_));
+  ASSERT_TRUE(picture);
+  EXPECT_FALSE(picture->throw_away);
+  EXPECT_TRUE(std::filesystem::exists(picture->path));
+}
+
+TEST_P(FreeBoxLimitTest, TheSeventeenthIsThrownAway) {
+  StoreBoxes(16);
+  const auto picture = Build(GetParam().request(source_));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->throw_away, GetParam().counts);
+  EXPECT_EQ(CountFreeBoxes(source_), 16);
+  EXPECT_EQ(kit::Examine(picture->path).format, "JPEG");
+  EXPECT_THAT(kit::ReadFile(picture->path), Not(HasSubstr("box")));
+  EXPECT_EQ(std::filesystem::path(picture->path).filename().string().rfind("VEXATHUMBTMP_", 0) == 0,
+            GetParam().counts);
+}
+
+TEST_P(FreeBoxLimitTest, TheLimitIsASetting) {
+  options_.build.free_boxes = 0;
+  EXPECT_EQ(Build(GetParam().request(source_))->throw_away, GetParam().counts);
+  EXPECT_EQ(CountFreeBoxes(source_), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Requests, FreeBoxLimitTest,
+    testing::Values(
+        BoxCase{"FreeBox", [](const auto& source) { return ForBox(source, 200, 100); }, true},
+        BoxCase{"Avatar", [](const auto& source) { return ForAvatar(source, 64, 64); }, true},
+        BoxCase{"NamedSize", [](const auto& source) { return ForLabel(source, kMedium); }, false}),
+    CaseName());
+
+}  // namespace
+}  // namespace vexathumb::service

@@ -1,0 +1,197 @@
+#include "service/build/stored_preview.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "common/util/util.h"
+#include "kit/case_name.h"
+#include "kit/files.h"
+#include "kit/fixtures.h"
+#include "kit/log_capture.h"
+#include "kit/pixels.h"
+#include "service/picture/content_type.h"
+#include "unit/service/processes.h"
+#include "unit/service/service_test.h"
+
+namespace vexathumb::service {
+namespace {
+
+using kit::CaseName;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr char kStored[] = "VEXAFILE_THUMB_S.jpg";
+
+class EmbeddedPreviewTest : public ServiceTest {
+ protected:
+  ~EmbeddedPreviewTest() override {
+    EXPECT_THAT(OwnTemporaries(), IsEmpty()) << "nothing may be left";
+  }
+
+  static void WriteWithPreview(const std::string& path, int orientation) {
+    kit::JpegOptions options;
+    options.size = {800, 600};
+    options.orientation = orientation;
+    options.exif_thumbnail = kit::Size{160, 120};
+    kit::WriteJpeg(path, options);
+    SetModificationTime(path, kSourceTime);
+  }
+
+  const std::string source_ = Picture("a.jpg");
+};
+
+struct TurnCase {
+  std::string name;
+  int orientation;
+  int turns;
+  const char* corners;
+  const char* entry;
+  bool copied;
+};
+
+class UprightPreviewTest : public EmbeddedPreviewTest,
+                           public testing::WithParamInterface<TurnCase> {};
+
+TEST_P(UprightPreviewTest, IsStoredUprightWithTheSourcesTime) {
+  WriteWithPreview(source_, GetParam().orientation);
+  ThumbnailRequest request = ForLabel(source_, kSmall);
+  request.turns = GetParam().turns;
+  const auto picture = StoreEmbeddedPreview(request);
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->path, StorePath(source_, GetParam().entry));
+  EXPECT_EQ(picture->mime, "image/jpeg");
+  EXPECT_FALSE(picture->throw_away);
+  EXPECT_EQ(kit::Corners(picture->path), GetParam().corners);
+  EXPECT_EQ(ModificationTimeOf(picture->path), kSourceTime);
+  EXPECT_EQ(machine_.Runs() == 0, GetParam().copied);
+  EXPECT_THAT(Stored(source_), ElementsAre(GetParam().entry));
+}
+
+constexpr char kUpright[] = "cyan magenta white black";
+constexpr char kOnceMore[] = "white cyan black magenta";
+
+INSTANTIATE_TEST_SUITE_P(
+    Orientations, UprightPreviewTest,
+    testing::Values(TurnCase{"None", 0, 0, kUpright, kStored, true},
+                    TurnCase{"Normal", 1, 0, kUpright, kStored, true},
+                    TurnCase{"Mirrored", 2, 0, kUpright, kStored, false},
+                    TurnCase{"UpsideDown", 3, 0, kUpright, "VEXAFILE_THUMB_S_r2.jpg", false},
+                    TurnCase{"MirroredUpsideDown", 4, 0, kUpright, "VEXAFILE_THUMB_S_r2.jpg",
+                             false},
+                    TurnCase{"MirroredRight", 5, 0, kUpright, "VEXAFILE_THUMB_S_r1.jpg", false},
+                    TurnCase{"Right", 6, 0, kUpright, "VEXAFILE_THUMB_S_r1.jpg", false},
+                    TurnCase{"MirroredLeft", 7, 0, kUpright, "VEXAFILE_THUMB_S_r3.jpg", false},
+                    TurnCase{"Left", 8, 0, kUpright, "VEXAFILE_THUMB_S_r3.jpg", false},
+                    TurnCase{"TurnedByTheUser", 1, 1, kOnceMore, "VEXAFILE_THUMB_S_r1.jpg", false},
+                    TurnCase{"TurnedByBoth", 6, 1, kOnceMore, "VEXAFILE_THUMB_S_r2.jpg", false}),
+    CaseName());
+
+TEST_F(EmbeddedPreviewTest, OfAPngIsConvertedToThePromisedForm) {
+  const std::string jpeg = elsewhere_ / "thumbnail.jpg";
+  WritePhoto(jpeg, {160, 120});
+  const std::string png = Picture("a.png");
+  kit::WritePng(png, {{800, 600}, 0});
+  kit::AddExifThumbnail(png, jpeg);
+  const auto picture = StoreEmbeddedPreview(ForLabel(png, kSmall));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->path, StorePath(png, "VEXAFILE_THUMB_S.png"));
+  EXPECT_EQ(picture->mime, "image/png");
+  EXPECT_EQ(ContentTypeOf(picture->path), kPngType);
+}
+
+TEST_F(EmbeddedPreviewTest, OfARawFileIsConverted) {
+  const std::string raw = Picture("a.dng");
+  kit::WriteDng(raw);
+  SetModificationTime(raw, kSourceTime);
+  const auto picture = StoreEmbeddedPreview(ForLabel(raw, kSmall));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(ContentTypeOf(picture->path), kJpegType);
+  EXPECT_EQ(kit::Corners(picture->path), kUpright);
+  EXPECT_EQ(ModificationTimeOf(picture->path), kSourceTime);
+}
+
+TEST_F(EmbeddedPreviewTest, ReplacesAStaleThumbnail) {
+  WriteWithPreview(source_, 1);
+  WriteStored(source_, kStored, "stale", 1);
+  ASSERT_TRUE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+  EXPECT_EQ(kit::Corners(StorePath(source_, kStored)), kUpright);
+}
+
+TEST_F(EmbeddedPreviewTest, NoneIsNone) {
+  WritePhoto(source_, {800, 600});
+  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+  EXPECT_FALSE(std::filesystem::exists(share_ / ".vexaea"));
+}
+
+TEST_F(EmbeddedPreviewTest, OneThatIsTooSmallIsNone) {
+  WriteWithPreview(source_, 1);
+  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kBig)));
+  EXPECT_THAT(Stored(source_), IsEmpty());
+}
+
+TEST_F(EmbeddedPreviewTest, IsNotUsedWithoutAStore) {
+  WriteWithPreview(source_, 1);
+  machine_.volume_type = FSTYPE_NFS;
+  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+  EXPECT_THAT(NamesIn(share_.path()), ElementsAre("a.jpg"));
+}
+
+TEST_F(EmbeddedPreviewTest, IsNotUsedWhereTheStoreCannotBeMade) {
+  WriteWithPreview(source_, 1);
+  kit::WriteFile(share_ / ".vexaea", "");
+  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+}
+
+TEST_F(EmbeddedPreviewTest, ThatCannotBeTurnedLeavesNothing) {
+  WriteWithPreview(source_, 6);
+  machine_.Break("convert", ToolFault::kFails);
+  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+  EXPECT_THAT(Stored(source_), IsEmpty());
+}
+
+TEST_F(EmbeddedPreviewTest, OfASourceWithABrokenOrientationLeavesNothing) {
+  WriteWithPreview(source_, 1);
+  kit::AddExif(source_, {{"Exif.Image.Orientation", "sideways", Exiv2::asciiString}});
+  EXPECT_THROW(StoreEmbeddedPreview(ForLabel(source_, kSmall)), std::logic_error);
+}
+
+TEST_F(EmbeddedPreviewTest, OfAMissingSourceIsRefused) {
+  EXPECT_THROW(StoreEmbeddedPreview(ForLabel(Picture("missing.jpg"), kSmall)), Error);
+}
+
+// 0: it has seen no file or a whole and current one; 1: another.
+int WatchUntilDone(const std::string& path, const std::string& done) {
+  while (!std::filesystem::exists(done)) {
+    if (!std::filesystem::exists(path)) continue;
+    const time_t time = ModificationTimeOf(path);
+    const std::string bytes = kit::ReadFile(path);
+    if (bytes.size() < 4 || bytes.substr(bytes.size() - 2) != "\xff\xd9") return 1;
+    if (time != kSourceTime) return 1;
+  }
+  return 0;
+}
+
+class AtomicPreviewTest : public EmbeddedPreviewTest,
+                          public testing::WithParamInterface<TurnCase> {};
+
+TEST_P(AtomicPreviewTest, IsWholeAndCurrentWheneverItIsThere) {
+  WriteWithPreview(source_, GetParam().orientation);
+  const std::string stored = StorePath(source_, GetParam().entry);
+  Process reader([&] { return WatchUntilDone(stored, elsewhere_ / "done"); });
+  for (int round = 0; round < 10; ++round) {
+    EXPECT_TRUE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+  }
+  kit::WriteFile(elsewhere_ / "done", "");
+  EXPECT_EQ(reader.Wait(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, AtomicPreviewTest,
+                         testing::Values(TurnCase{"Copied", 1, 0, "", kStored, true},
+                                         TurnCase{"Turned", 6, 0, "", "VEXAFILE_THUMB_S_r1.jpg",
+                                                  false}),
+                         CaseName());
+
+}  // namespace
+}  // namespace vexathumb::service

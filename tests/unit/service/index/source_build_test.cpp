@@ -1,0 +1,394 @@
+#include "service/index/source_build.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+
+#include "kit/case_name.h"
+#include "kit/files.h"
+#include "kit/fixtures.h"
+#include "kit/landscape.h"
+#include "kit/pixels.h"
+#include "kit/run_tool.h"
+#include "kit/ssim.h"
+#include "service/build/reencoding.h"
+#include "service/picture/content_type.h"
+#include "service/store/build_turn.h"
+#include "service/store/failure_memory.h"
+#include "thumb/libvexathumb.h"
+#include "unit/service/processes.h"
+#include "unit/service/service_test.h"
+#include "unit/service/x3f.h"
+
+namespace vexathumb::service {
+namespace {
+
+namespace fs = std::filesystem;
+using kit::CaseName;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class SourceBuildTest : public ServiceTest {
+ protected:
+  SourceBuildTest() {
+    build_.sizes = {kSmall, kMedium, kBig, kLarge, kExtraLarge};
+    build_.lock_directory = options_.lock_directory;
+    build_.limits = options_.limits;
+  }
+
+  SourceReport Build(const std::string& source) const { return BuildSource(source, build_); }
+
+  SourceBuildOptions build_;
+};
+
+std::vector<BuildState> StatesIn(const SourceReport& report) {
+  std::vector<BuildState> states;
+  for (const BuiltSize& size : report.sizes) states.push_back(size.state);
+  return states;
+}
+
+// A picture with as much detail as a photograph, in the format of the path's extension.
+void WriteLandscape(const std::string& path, int orientation = 1) {
+  const kit::TempDir folder;
+  kit::PaintLandscape(folder / "a.ppm", {1600, 1200},
+                      {7, {80, 120, 200}, {240, 200, 160}, {40, 60, 50}, 0.7F, 0.3F});
+  const std::string colours = folder / "a.ppm";
+  if (fs::path(path).extension() == ".dng") {
+    kit::RunTool({"/usr/bin/convert", colours, "-quality", "92", folder / "a.jpg"});
+    kit::WriteDngOf(path, colours, folder / "a.jpg");
+  } else {
+    kit::RunTool({"/usr/bin/convert", colours, "-quality", "92", path});
+  }
+  if (orientation != 1) {
+    kit::AddExif(path, {{"Exif.Image.Orientation", std::to_string(orientation)}});
+  }
+  SetModificationTime(path, kSourceTime);
+}
+
+struct SharingCase {
+  const char* name;
+  const char* source;
+  int orientation;
+  std::vector<std::string> stored;  // of 1600 x 1200 pixels
+  int djpeg;
+  int convert;
+};
+
+class SharingTest : public SourceBuildTest, public testing::WithParamInterface<SharingCase> {};
+
+// The library's own conversion of the same source, in the store of a copy.
+void ConvertDirectly(const std::string& source, const std::string& copy) {
+  fs::copy_file(source, copy);
+  SetModificationTime(copy, kSourceTime);
+  Thumb thumb(copy, Thumb::ANIMATE_GIF);
+  thumb.CalcOutputFile(kOriginal);
+  thumb.ConvertAll();
+}
+
+TEST_P(SharingTest, LooksAsIfEachWereMadeFromTheSource) {
+  const SharingCase& c = GetParam();
+  const std::string source = Picture(c.source);
+  WriteLandscape(source, c.orientation);
+  const SourceReport report = Build(source);
+  EXPECT_EQ(report.state, BuildState::kBuilt);
+  EXPECT_THAT(StatesIn(report),
+              ElementsAre(BuildState::kBuilt, BuildState::kBuilt, BuildState::kBuilt,
+                          BuildState::kBuilt, BuildState::kCurrent));
+  EXPECT_EQ(machine_.Runs("djpeg"), c.djpeg);
+  EXPECT_EQ(machine_.Runs("convert"), c.convert);
+  const std::string copy = Picture(std::string("copy-") + c.source);
+  ConvertDirectly(source, copy);
+  for (const std::string& entry : c.stored) {
+    SCOPED_TRACE(entry);
+    const std::string made = StorePath(source, entry);
+    EXPECT_EQ(ModificationTimeOf(made), kSourceTime);
+    EXPECT_NE(ContentTypeOf(made), kBmpType);
+    const std::string direct = StorePath(copy, entry);
+    Compact(direct, BuildOptions().quality);  // as the web service would
+    EXPECT_GE(kit::Ssim(made, direct), 0.97);
+  }
+  EXPECT_EQ(Stored(source).size(), c.stored.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, SharingTest,
+    testing::Values(SharingCase{"Jpeg",
+                                "a.jpg",
+                                1,
+                                {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
+                                 "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
+                                4,
+                                0},
+                    SharingCase{"TurnedJpeg",
+                                "a.jpg",
+                                6,
+                                {"VEXAFILE_THUMB_S_r1.jpg", "VEXAFILE_THUMB_M_r1.jpg",
+                                 "VEXAFILE_THUMB_B_r1.jpg", "VEXAFILE_THUMB_XL_r1.jpg"},
+                                2,
+                                3},
+                    SharingCase{"MirroredJpeg",
+                                "a.jpg",
+                                2,
+                                {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
+                                 "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
+                                2,
+                                3},
+                    SharingCase{"Png",
+                                "a.png",
+                                1,
+                                {"VEXAFILE_THUMB_S.png", "VEXAFILE_THUMB_M.png",
+                                 "VEXAFILE_THUMB_B.png", "VEXAFILE_THUMB_XL.png"},
+                                0,
+                                4},
+                    SharingCase{"TurnedTiff",
+                                "a.tif",
+                                8,
+                                {"VEXAFILE_THUMB_S_r3.jpg", "VEXAFILE_THUMB_M_r3.jpg",
+                                 "VEXAFILE_THUMB_B_r3.jpg", "VEXAFILE_THUMB_XL_r3.jpg"},
+                                1,
+                                3},
+                    SharingCase{"Webp",
+                                "a.webp",
+                                1,
+                                {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
+                                 "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
+                                1,
+                                3},
+                    SharingCase{"Bmp",
+                                "a.bmp",
+                                1,
+                                {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
+                                 "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
+                                1,
+                                3},
+                    SharingCase{"Heic",
+                                "a.heic",
+                                1,
+                                {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
+                                 "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
+                                1,
+                                3},
+                    SharingCase{"Raw",
+                                "a.dng",
+                                1,
+                                {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_M.jpg",
+                                 "VEXAFILE_THUMB_B.jpg", "VEXAFILE_THUMB_XL.jpg"},
+                                4,
+                                0}),
+    CaseName());
+
+TEST_F(SourceBuildTest, SizesThatShareAResultAreFilesOfTheirOwn) {
+  const std::string source = Picture("a.jpg");
+  WritePhoto(source, {4000, 3000});
+  Build(source);
+  EXPECT_EQ(machine_.Runs("djpeg"), 3);
+  const std::string small = StorePath(source, "VEXAFILE_THUMB_S.jpg");
+  const std::string medium = StorePath(source, "VEXAFILE_THUMB_M.jpg");
+  EXPECT_EQ(kit::ReadFile(small), kit::ReadFile(medium));
+  EXPECT_NE(InodeOf(small), InodeOf(medium));
+}
+
+TEST_F(SourceBuildTest, AJpegIsReadOnceAndEverySizeHasThePixelsOfADirectConversion) {
+  const std::string source = Picture("a.jpg");
+  WritePhoto(source, {4001, 2999});
+  ptrdiff_t reads = 0;
+  machine_.on_run = [&](const auto&, const auto& argv) {
+    reads += std::count(argv.begin(), argv.end(), source);
+    return ToolFault::kNone;
+  };
+  Build(source);
+  EXPECT_EQ(reads, 1);
+  const std::string copy = Picture("copy.jpg");
+  ConvertDirectly(source, copy);
+  for (const char* size : {"S", "M", "B", "XL"}) {
+    const std::string entry = std::string("VEXAFILE_THUMB_") + size + ".jpg";
+    const auto made = kit::Examine(StorePath(source, entry));
+    const auto direct = kit::Examine(StorePath(copy, entry));
+    EXPECT_EQ(made.width, direct.width) << entry;
+    EXPECT_EQ(made.height, direct.height) << entry;
+  }
+}
+
+TEST_F(SourceBuildTest, ARawPreviewIsExtractedOnce) {
+  const std::string source = Picture("a.dng");
+  kit::WriteDng(source, {{1600, 1200}, kit::RawPreview::kJpeg, {1600, 1200}});
+  EXPECT_EQ(Build(source).state, BuildState::kBuilt);
+  EXPECT_EQ(machine_.Runs("dcraw"), 1);
+  for (const char* entry : {"VEXAFILE_THUMB_S.jpg", "VEXAFILE_THUMB_XL.jpg"}) {
+    EXPECT_EQ(kit::Corners(StorePath(source, entry)), kit::kPreviewCorners);
+  }
+}
+
+TEST_F(SourceBuildTest, APictureThatFitsSeveralBoxesIsConvertedOnce) {
+  const std::string source = Picture("a.tif");
+  kit::WriteTiff(source, {{300, 200}});
+  EXPECT_EQ(Build(source).state, BuildState::kBuilt);
+  EXPECT_EQ(machine_.Runs("convert"), 2);  // 300 pixels, and 120
+  EXPECT_EQ(kit::Examine(StorePath(source, "VEXAFILE_THUMB_M.jpg")).width, 300);
+}
+
+TEST_F(SourceBuildTest, AnimationsStayAnimated) {
+  const std::string source = Picture("a.gif");
+  kit::WriteAnimatedGif(source, {400, 300}, 4);
+  Build(source);
+  EXPECT_EQ(kit::Examine(StorePath(source, "VEXAFILE_THUMB_S.gif")).frames, 4);
+  EXPECT_EQ(kit::Examine(StorePath(source, "VEXAFILE_THUMB_M.gif")).frames, 4);
+}
+
+TEST_F(SourceBuildTest, AJpegThatItsDecoderRefusesIsConverted) {
+  const std::string source = Picture("a.jpg");
+  WritePhoto(source, {1600, 1200});
+  machine_.Break("djpeg", ToolFault::kFails);
+  EXPECT_EQ(Build(source).state, BuildState::kBuilt);
+  EXPECT_EQ(machine_.Runs("djpeg"), 2);  // with the source, and with the largest size
+  EXPECT_EQ(machine_.Runs("convert"), 4);
+  EXPECT_EQ(kit::Examine(StorePath(source, "VEXAFILE_THUMB_S.jpg")).width, 120);
+}
+
+TEST_F(SourceBuildTest, WithoutCompactionTheDecodersDataStay) {
+  const std::string source = Picture("a.jpg");
+  WritePhoto(source, {1600, 1200});
+  build_.build.compaction = false;
+  Build(source);
+  EXPECT_EQ(ContentTypeOf(StorePath(source, "VEXAFILE_THUMB_S.jpg")), kBmpType);
+  EXPECT_EQ(machine_.Runs("cjpeg"), 0);
+}
+
+TEST_F(SourceBuildTest, OnlyWhatIsMissingIsMade) {
+  const std::string source = Picture("a.jpg");
+  WritePhoto(source, {1600, 1200});
+  Build(source);
+  unlink(StorePath(source, "VEXAFILE_THUMB_M.jpg").c_str());
+  const ino_t small = InodeOf(StorePath(source, "VEXAFILE_THUMB_S.jpg"));
+  EXPECT_THAT(StatesIn(Build(source)),
+              ElementsAre(BuildState::kCurrent, BuildState::kBuilt, BuildState::kCurrent,
+                          BuildState::kCurrent, BuildState::kCurrent));
+  EXPECT_EQ(InodeOf(StorePath(source, "VEXAFILE_THUMB_S.jpg")), small);
+}
+
+TEST_F(SourceBuildTest, AnEmptyEntryIsNotCurrent) {
+  const std::string source = Picture("a.jpg");
+  WritePhoto(source, {200, 150});
+  WriteStored(source, "VEXAFILE_THUMB_S.jpg", "");
+  EXPECT_EQ(Build(source).state, BuildState::kBuilt);
+}
+
+TEST_F(SourceBuildTest, AFailureIsRememberedWithItsReason) {
+  const std::string source = Picture("a.jpg");
+  WriteUndecodable(source);
+  const SourceReport report = Build(source);
+  EXPECT_EQ(report.state, BuildState::kFailed);
+  ASSERT_TRUE(RememberedFailure(source));
+  EXPECT_EQ(RememberedFailure(source)->reason, report.cause.text);
+  const int runs = machine_.Runs();
+  EXPECT_TRUE(Build(source).is_known_failure);
+  EXPECT_EQ(machine_.Runs(), runs);
+  build_.retry_failed = true;
+  EXPECT_FALSE(Build(source).is_known_failure);
+  EXPECT_GT(machine_.Runs(), runs);
+  EXPECT_THAT(Stored(source), ElementsAre("VEXATHUMB_FAILURE.json"));
+}
+
+TEST_F(SourceBuildTest, WhatCannotBeDoneAtTheMomentIsPostponed) {
+  const std::string source = Picture("a.jpg");
+  WritePhoto(source, {800, 600});
+  machine_.on_run = [](const auto&, const auto&) { return ToolFault::kTerminated; };
+  EXPECT_EQ(Build(source).state, BuildState::kPostponed);
+  EXPECT_FALSE(RememberedFailure(source));
+  EXPECT_THAT(Stored(source), IsEmpty());
+}
+
+TEST_F(SourceBuildTest, ASourceThatChangesMeanwhileIsPostponed) {
+  const std::string source = Picture("a.png");
+  kit::WritePng(source, {{800, 600}});
+  SetModificationTime(source, kSourceTime);
+  machine_.on_run = [&](const auto&, const auto&) {
+    SetModificationTime(source, kSourceTime + 1);
+    return ToolFault::kNone;
+  };
+  const SourceReport report = Build(source);
+  EXPECT_EQ(report.state, BuildState::kPostponed);
+  EXPECT_EQ(report.cause.text, "it is being written");
+  EXPECT_THAT(Stored(source), IsEmpty());
+}
+
+TEST_F(SourceBuildTest, StopsBetweenSizes) {
+  const std::string source = Picture("a.png");
+  kit::WritePng(source, {{1600, 1200}});
+  SetModificationTime(source, kSourceTime);
+  bool stop = false;
+  build_.is_stopping = [&stop] { return stop; };
+  machine_.on_run = [&stop](const auto&, const auto&) {
+    stop = true;
+    return ToolFault::kNone;
+  };
+  EXPECT_EQ(Build(source).state, BuildState::kPostponed);
+  EXPECT_THAT(Stored(source), ElementsAre("VEXAFILE_THUMB_XL.png"));
+}
+
+TEST_F(SourceBuildTest, WaitsForThoseWhoBuildForTheSourceAndTakesTheirResult) {
+  const std::string source = Picture("a.jpg");
+  WritePhoto(source, {800, 600});
+  build_.sizes = {kBig};
+  const Signal locked;
+  const Signal done;
+  Process other([&] {
+    const SourceLock lock(options_.lock_directory, source);
+    locked.Give();
+    done.Await();
+    WriteStored(source, "VEXAFILE_THUMB_B.jpg", "\xff\xd8\xff built by another");
+    return 0;
+  });
+  locked.Await();
+  Process builder([&] { return Build(source).state == BuildState::kCurrent ? 0 : 1; });
+  done.Give();
+  EXPECT_EQ(builder.Wait(), 0);
+  EXPECT_EQ(machine_.Runs(), 0);
+}
+
+TEST_F(SourceBuildTest, ARequestForTheSourceIsAnsweredBetweenSizes) {
+  const std::string source = Picture("a.png");
+  kit::WritePng(source, {{1600, 1200}});
+  SetModificationTime(source, kSourceTime);
+  const Signal begun;
+  Process request([&] {
+    begun.Await();
+    const SourceLock lock(options_.lock_directory, source);
+    if (!Stored(source).empty() && Stored(source).size() < 4) {
+      WriteStored(source, "VEXAFILE_THUMB_S.png", "built by another");
+    }
+    return 0;
+  });
+  machine_.on_run = [&](const auto&, const auto&) {
+    begun.Give();
+    const std::string line = "line.";  // of those who wait for a source
+    const auto waits = [&] {
+      for (const std::string& name : NamesIn(options_.lock_directory)) {
+        if (name.rfind(line, 0) != 0) continue;
+        if (!LockFile(options_.lock_directory, name).TryLock()) return true;
+      }
+      return false;
+    };
+    while (request.IsRunning() && !waits()) usleep(1000);
+    return ToolFault::kNone;
+  };
+  EXPECT_THAT(StatesIn(Build(source)),
+              ElementsAre(BuildState::kCurrent, BuildState::kBuilt, BuildState::kBuilt,
+                          BuildState::kBuilt, BuildState::kCurrent));
+  EXPECT_EQ(request.Wait(), 0);
+  EXPECT_EQ(kit::ReadFile(StorePath(source, "VEXAFILE_THUMB_S.png")), "built by another");
+}
+
+TEST_F(SourceBuildTest, FilesOfATypeThatOnlyDcrawKnowsAreBuilt) {
+  const std::string source = Picture("a.x3f");
+  WriteX3f(source);
+  EXPECT_EQ(Build(source).state, BuildState::kBuilt);
+}
+
+}  // namespace
+}  // namespace vexathumb::service

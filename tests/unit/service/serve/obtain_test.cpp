@@ -1,0 +1,386 @@
+#include "service/serve/obtain.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "kit/case_name.h"
+#include "kit/files.h"
+#include "kit/fixtures.h"
+#include "kit/pixels.h"
+#include "service/store/failure_memory.h"
+#include "unit/service/service_test.h"
+#include "unit/service/x3f.h"
+
+namespace vexathumb::service {
+namespace {
+
+using kit::CaseName;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr char kJpeg[] = "\xff\xd8\xff\xe0 thumbnail";
+constexpr char kBigEntry[] = "VEXAFILE_THUMB_B.jpg";
+constexpr char kSmallEntry[] = "VEXAFILE_THUMB_S.jpg";
+constexpr char kFailureEntry[] = "VEXATHUMB_FAILURE.json";
+
+void FailAll(MachineDouble& machine) {
+  machine.on_run = [](const auto&, const auto&) { return ToolFault::kFails; };
+}
+
+class ObtainTest : public ServiceTest {
+ protected:
+  ~ObtainTest() override { EXPECT_THAT(OwnTemporaries(), IsEmpty()) << "nothing may be left"; }
+
+  const std::string source_ = Picture("a.jpg");
+};
+
+struct OutcomeCase {
+  const char* name;
+  const char* source;
+  std::function<void(const std::string& path)> write;
+  std::function<void(ThumbnailRequest&)> change;
+  Obtained outcome;
+  const char* reason;
+};
+
+void Nothing(ThumbnailRequest& /*request*/) {}
+void Original(ThumbnailRequest& request) { request = ForLabel(request.source, kOriginal); }
+void OnlyStored(ThumbnailRequest& request) { request.only_stored = true; }
+void WriteNothing(const std::string& /*path*/) {}
+void WriteLargeJpeg(const std::string& path) { WritePhoto(path, {800, 600}); }
+
+class OutcomeTest : public ObtainTest, public testing::WithParamInterface<OutcomeCase> {};
+
+TEST_P(OutcomeTest, IsSaidWithAReasonWithoutPaths) {
+  const OutcomeCase& c = GetParam();
+  c.write(Picture(c.source));
+  ThumbnailRequest request = ForLabel(Picture(c.source), kBig);
+  c.change(request);
+  const Thumbnail answer = Obtain(request);
+  EXPECT_EQ(answer.outcome, c.outcome);
+  EXPECT_EQ(answer.reason, c.reason);
+  EXPECT_EQ(answer.path, "");
+  EXPECT_FALSE(answer.throw_away);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    WithoutAPicture, OutcomeTest,
+    testing::Values(
+        OutcomeCase{"Missing", "a.jpg", WriteNothing, Nothing, Obtained::kMissing,
+                    "there is no such file"},
+        OutcomeCase{"MissingFolder", "no/a.jpg", WriteNothing, Nothing, Obtained::kMissing,
+                    "there is no such file"},
+        OutcomeCase{"DanglingLink", "a.jpg",
+                    [](const auto& path) { std::filesystem::create_symlink("gone", path); },
+                    Nothing, Obtained::kMissing, "there is no such file"},
+        OutcomeCase{"NotStored", "a.jpg", WriteLargeJpeg, OnlyStored, Obtained::kNotStored,
+                    "it is not stored"},
+        OutcomeCase{"VideoNotStored", "a.mp4", WriteText, OnlyStored, Obtained::kNotStored,
+                    "it is not stored"},
+        OutcomeCase{"VideoWithoutScreenshot", "a.mp4", WriteText, Nothing, Obtained::kUnusable,
+                    "the video has no stored screenshot"},
+        OutcomeCase{"OriginalThatBrowsersCannotShow", "a.tif",
+                    [](const auto& path) { kit::WriteTiff(path); }, Original, Obtained::kUnusable,
+                    "browsers cannot show the original"},
+        OutcomeCase{"Text", "a.jpg", WriteText, Nothing, Obtained::kUnusable,
+                    "it is not a picture that the tools can read"},
+        OutcomeCase{"Undecodable", "a.jpg", WriteUndecodable, Nothing, Obtained::kUnusable,
+                    "it is not a picture that the tools can read"},
+        OutcomeCase{"Empty", "a.jpg", [](const auto& path) { kit::WriteFile(path, ""); }, Nothing,
+                    Obtained::kUnusable, "its metadata are damaged"},
+        OutcomeCase{"Fifo", "a.jpg", [](const auto& path) { kit::WriteFifo(path); }, Nothing,
+                    Obtained::kUnusable, "its metadata are damaged"},
+        OutcomeCase{"BrokenOrientation", "a.jpg",
+                    [](const auto& path) {
+                      WriteLargeJpeg(path);
+                      kit::AddExif(path, {{"Exif.Image.Orientation", "up", Exiv2::asciiString}});
+                    },
+                    Nothing, Obtained::kUnusable, "its orientation is not a number"}),
+    CaseName());
+
+TEST_F(ObtainTest, ASourceThatServesAsItIsIsThePicture) {
+  WritePhoto(source_, {300, 200});
+  const Thumbnail answer = Obtain(ForLabel(source_, kBig));
+  EXPECT_EQ(answer.outcome, Obtained::kPicture);
+  EXPECT_EQ(answer.path, source_);
+  EXPECT_EQ(answer.mime, "image/jpeg");
+  EXPECT_FALSE(answer.throw_away);
+  EXPECT_EQ(machine_.Runs(), 0);
+  EXPECT_FALSE(std::filesystem::exists(share_ / ".vexaea"));
+}
+
+TEST_F(ObtainTest, AnOriginalIsTheSourceWhateverItsSize) {
+  WritePhoto(source_, {2000, 1000}, 6);
+  const Thumbnail answer = Obtain(ForLabel(source_, kOriginal));
+  EXPECT_EQ(answer.path, source_);
+  EXPECT_EQ(machine_.Runs(), 0);
+}
+
+TEST_F(ObtainTest, ABmpHasTheTypeThatBrowsersKnow) {
+  kit::WriteBmp(Picture("a.bmp"), {40, 30});
+  EXPECT_EQ(Obtain(ForLabel(Picture("a.bmp"), kBig)).mime, "image/bmp");
+}
+
+TEST_F(ObtainTest, BuildsAndFindsItAgain) {
+  WritePhoto(source_, {1600, 1200});
+  const Thumbnail built = Obtain(ForLabel(source_, kBig));
+  EXPECT_EQ(built.outcome, Obtained::kPicture);
+  EXPECT_EQ(built.path, StorePath(source_, kBigEntry));
+  const ino_t inode = InodeOf(built.path);
+  const int runs = machine_.Runs();
+  const Thumbnail found = Obtain(ForLabel(source_, kBig));
+  EXPECT_EQ(found.path, built.path);
+  EXPECT_EQ(found.mime, "image/jpeg");
+  EXPECT_FALSE(found.throw_away);
+  EXPECT_EQ(InodeOf(found.path), inode);
+  EXPECT_EQ(machine_.Runs(), runs);
+}
+
+TEST_F(ObtainTest, APhotoAlbumThumbnailIsTurnedWhenSent) {
+  WritePhoto(source_, {800, 600});
+  WriteStored(source_, "VEXAPHOTO_THUMB_B.jpg", kJpeg);
+  ThumbnailRequest request = ForLabel(source_, kBig);
+  request.any_share = true;
+  request.turns = 1;
+  const Thumbnail answer = Obtain(request);
+  EXPECT_EQ(answer.path, StorePath(source_, "VEXAPHOTO_THUMB_B.jpg"));
+  EXPECT_TRUE(answer.turn_when_sent);
+}
+
+TEST_F(ObtainTest, AVideosScreenshotIsFound) {
+  WriteText(Picture("a.mp4"));
+  WriteStored(Picture("a.mp4"), "VEXAVIDEO_VIDEO_SCREENSHOT.jpg", kJpeg);
+  ThumbnailRequest request = ForLabel(Picture("a.mp4"), kBig);
+  request.any_share = true;
+  EXPECT_EQ(Obtain(request).outcome, Obtained::kPicture);
+}
+
+TEST_F(ObtainTest, BmpDataAreAHitOnlyWithoutCompaction) {
+  WritePhoto(source_, {800, 600});
+  kit::TempDir dir;
+  WriteDecodedJpeg(dir / "decoded");
+  WriteStored(source_, kBigEntry, kit::ReadFile(dir / "decoded"));
+  options_.build.compaction = false;
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).mime, "image/bmp");
+  EXPECT_EQ(machine_.Runs(), 0);
+  options_.build.compaction = true;
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).mime, "image/jpeg");
+  EXPECT_EQ(machine_.Runs("cjpeg"), 1);
+}
+
+struct SmallerCase {
+  const char* name;
+  const char* source;
+  std::function<void(const std::string& path)> write;
+  std::function<void(ThumbnailRequest&)> change;
+};
+
+class SmallerTest : public ObtainTest, public testing::WithParamInterface<SmallerCase> {
+ protected:
+  Thumbnail ObtainSmaller(bool allowed) const {
+    const std::string source = Picture(GetParam().source);
+    ThumbnailRequest request = ForLabel(source, kBig);
+    request.any_share = true;
+    GetParam().change(request);
+    request.allow_smaller = allowed;
+    return Obtain(request);
+  }
+  void Prepare() const {
+    const std::string source = Picture(GetParam().source);
+    GetParam().write(source);
+    SetModificationTime(source, kSourceTime);
+    WriteStored(source, "VEXAPHOTO_THUMB_S.jpg", kJpeg);
+    WriteStored(source, "VEXAPHOTO_THUMB_M.jpg", kJpeg);
+    WriteStored(source, "VEXAPHOTO_THUMB_XL.jpg", kJpeg);
+  }
+};
+
+TEST_P(SmallerTest, TheLargestStoredOneBelowTakesThePlace) {
+  Prepare();
+  EXPECT_EQ(ObtainSmaller(true).path,
+            StorePath(Picture(GetParam().source), "VEXAPHOTO_THUMB_M.jpg"));
+  EXPECT_EQ(ObtainSmaller(true).outcome, Obtained::kPicture) << "from memory too";
+}
+
+TEST_P(SmallerTest, NoneTakesThePlaceUnlessAllowed) {
+  Prepare();
+  EXPECT_NE(ObtainSmaller(false).outcome, Obtained::kPicture);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Requests, SmallerTest,
+    testing::Values(SmallerCase{"OnlyStored", "a.jpg", WriteLargeJpeg, OnlyStored},
+                    SmallerCase{"Video", "a.mp4", WriteText, Nothing},
+                    SmallerCase{"Undecodable", "a.jpg", WriteUndecodable, Nothing}),
+    CaseName());
+
+TEST_F(ObtainTest, AnOriginalThatBrowsersCannotShowMayBecomeTheLargestSize) {
+  kit::WriteTiff(Picture("a.tif"), {{400, 300}, 0});
+  ThumbnailRequest request = ForLabel(Picture("a.tif"), kOriginal);
+  request.allow_smaller = true;
+  const Thumbnail answer = Obtain(request);
+  EXPECT_EQ(answer.path, StorePath(Picture("a.tif"), "VEXAFILE_THUMB_XL.jpg"));
+  EXPECT_EQ(kit::Corners(answer.path), kit::kPictureCorners);
+}
+
+TEST_F(ObtainTest, AFailureIsRememberedAndAnsweredQuickly) {
+  WriteUndecodable(source_);
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
+  const int runs = machine_.Runs();
+  EXPECT_GT(runs, 0);
+  const auto failure = RememberedFailure(source_);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->tool, "/usr/bin/convert");
+  const Thumbnail again = Obtain(ForLabel(source_, kSmall));
+  EXPECT_EQ(again.outcome, Obtained::kUnusable);
+  EXPECT_EQ(again.reason, failure->reason);
+  EXPECT_EQ(machine_.Runs(), runs);
+}
+
+TEST_F(ObtainTest, ARememberedSourceIsTriedAgainWhenToldTo) {
+  WritePhoto(source_, {800, 600});
+  FailAll(machine_);
+  ASSERT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
+  machine_.on_run = nullptr;
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
+  options_.retry_failed = true;
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kPicture);
+  EXPECT_THAT(Stored(source_), Not(Contains(kFailureEntry)));
+}
+
+TEST_F(ObtainTest, ARememberedSourceIsTriedAgainWhenItHasChanged) {
+  WriteUndecodable(source_);
+  Obtain(ForLabel(source_, kBig));
+  WritePhoto(source_, {800, 600});
+  SetModificationTime(source_, kSourceTime + 1);
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kPicture);
+}
+
+TEST_F(ObtainTest, AStoredThumbnailIsFoundWhateverIsRemembered) {
+  WriteUndecodable(source_);
+  Obtain(ForLabel(source_, kBig));
+  WriteStored(source_, kSmallEntry, kJpeg);
+  EXPECT_EQ(Obtain(ForLabel(source_, kSmall)).outcome, Obtained::kPicture);
+}
+
+struct MachineFaultCase {
+  const char* name;
+  const char* source;
+  std::function<void(const std::string& path)> write;
+  std::function<void(MachineDouble& machine, const std::string& share)> spoil;
+  const char* reason;
+};
+
+class MachineFaultTest : public ObtainTest, public testing::WithParamInterface<MachineFaultCase> {};
+
+TEST_P(MachineFaultTest, IsSaidAndNotRememberedOfTheSource) {
+  const std::string source = Picture(GetParam().source);
+  GetParam().write(source);
+  GetParam().spoil(machine_, share_.path());
+  const Thumbnail answer = Obtain(ForLabel(source, kBig));
+  EXPECT_EQ(answer.outcome, Obtained::kToolFault);
+  EXPECT_THAT(answer.reason, HasSubstr(GetParam().reason));
+  EXPECT_FALSE(RememberedFailure(source));
+}
+
+void WriteTiffSource(const std::string& path) { kit::WriteTiff(path, {{800, 600}, 0}); }
+void WriteRawWithoutPreview(const std::string& path) {
+  kit::DngOptions options;
+  options.preview = kit::RawPreview::kNone;
+  kit::WriteDng(path, options);
+}
+void WriteX3fSource(const std::string& path) { WriteX3f(path); }
+
+std::function<void(MachineDouble&, const std::string&)> Break(const char* program,
+                                                              ToolFault fault) {
+  return [program, fault](MachineDouble& machine, const std::string& /*share*/) {
+    machine.Break(program, fault);
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, MachineFaultTest,
+    testing::Values(
+        MachineFaultCase{"ToolMissing", "a.tif", WriteTiffSource,
+                         Break("convert", ToolFault::kMissing),
+                         "the program convert cannot be started"},
+        MachineFaultCase{"ToolTerminated", "a.tif", WriteTiffSource,
+                         Break("convert", ToolFault::kTerminated), "was ended"},
+        MachineFaultCase{"RawToolMissing", "a.x3f", WriteX3fSource,
+                         Break("dcraw", ToolFault::kMissing), "the program dcraw"},
+        MachineFaultCase{"RawToolMissingForAFileThatOthersTryToo", "a.dng",
+                         [](const auto& path) { WriteRawWithoutPreview(path); },
+                         Break("dcraw", ToolFault::kMissing), "the program dcraw is missing"},
+        MachineFaultCase{"StoreFull", "a.x3f", WriteX3fSource,
+                         [](auto& machine, const auto& share) {
+                           FailAll(machine);
+                           machine.full_directory = share;
+                         },
+                         "no room for it in the store"},
+        MachineFaultCase{"StoreCannotBeMade", "a.x3f", WriteX3fSource,
+                         [](auto&, const auto& share) { kit::WriteFile(share + "/.vexaea", ""); },
+                         "no room for it in the store"},
+        MachineFaultCase{"NoRoomForTemporaries", "a.tif", WriteTiffSource,
+                         [](auto& machine, const auto&) {
+                           FailAll(machine);
+                           machine.full_directory = "/var/tmp";
+                         },
+                         "no room for temporary files"}),
+    CaseName());
+
+TEST_F(ObtainTest, AfterAFaultOfTheMachineTheNextRequestIsFine) {
+  kit::WriteTiff(Picture("a.tif"), {{800, 600}, 0});
+  machine_.Break("convert", ToolFault::kMissing);
+  EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Obtained::kToolFault);
+  machine_.on_run = nullptr;
+  machine_.missing_program.clear();
+  EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Obtained::kPicture);
+}
+
+TEST_F(ObtainTest, ASourceThatVanishesMeanwhileIsMissing) {
+  WritePhoto(source_, {800, 600});
+  machine_.on_run = [this](const auto& /*program*/, const auto& /*argv*/) {
+    unlink(source_.c_str());
+    return ToolFault::kNone;
+  };
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kMissing);
+  EXPECT_FALSE(std::filesystem::exists(StorePath(source_, kFailureEntry)));
+}
+
+TEST_F(ObtainTest, ASourceThatVanishesWhileItsAvatarIsMadeIsMissing) {
+  WritePhoto(source_, {800, 600});
+  machine_.on_run = [this](const std::string& /*program*/, const auto& /*argv*/) {
+    unlink(source_.c_str());
+    return ToolFault::kNone;
+  };
+  EXPECT_EQ(Obtain(ForAvatar(source_, 64, 64)).outcome, Obtained::kMissing);
+}
+
+TEST_F(ObtainTest, ASourceThatIsDamagedMeanwhileIsNotRememberedAsItIsNow) {
+  WritePhoto(source_, {800, 600});
+  machine_.on_run = [this](const auto& /*program*/, const auto& /*argv*/) {
+    WriteText(source_);
+    SetModificationTime(source_, kSourceTime + 1);
+    return ToolFault::kNone;
+  };
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
+  EXPECT_FALSE(RememberedFailure(source_));
+}
+
+TEST_F(ObtainTest, AThrowAwayPictureIsTheCallers) {
+  kit::WriteTiff(Picture("a.tif"), {{800, 600}, 0});
+  machine_.volume_type = FSTYPE_NFS;
+  const Thumbnail answer = Obtain(ForLabel(Picture("a.tif"), kBig));
+  EXPECT_TRUE(answer.throw_away);
+  EXPECT_EQ(kit::Examine(answer.path).format, "JPEG");
+  unlink(answer.path.c_str());
+}
+
+}  // namespace
+}  // namespace vexathumb::service

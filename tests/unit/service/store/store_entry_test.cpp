@@ -1,0 +1,50 @@
+#include "service/store/store_entry.h"
+
+#include <gtest/gtest.h>
+
+#include "kit/case_name.h"
+
+namespace vexathumb::service {
+namespace {
+
+struct EntryCase {
+  const char* name;
+  std::string entry;
+  StoreOwner owner;
+  const char* size;
+};
+
+class StoreEntryTest : public testing::TestWithParam<EntryCase> {};
+
+TEST_P(StoreEntryTest, IsKnownByItsName) {
+  const StoreEntryKind entry = ClassifyStoreEntry(GetParam().entry);
+  EXPECT_EQ(entry.owner, GetParam().owner);
+  EXPECT_EQ(entry.size, GetParam().size);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, StoreEntryTest,
+    testing::Values(
+        EntryCase{"PhotoAlbum", "VEXAPHOTO_THUMB_S.jpg", StoreOwner::kPhotoAlbum, "small"},
+        EntryCase{"FormerPhotoAlbum", "VEXAPHOTO:THUMB_XL.jpg", StoreOwner::kPhotoAlbum, "xlarge"},
+        EntryCase{"PhotoAlbumsOther", "VEXAPHOTO_FILM.mp4", StoreOwner::kPhotoAlbum, ""},
+        EntryCase{"FileManager", "VEXAFILE_THUMB_M.png", StoreOwner::kFileManager, "medium"},
+        EntryCase{"Turned", "VEXAFILE_THUMB_B_r1.jpg", StoreOwner::kFileManager, "big"},
+        EntryCase{"TurnedBack", "VEXAFILE_THUMB_B_r-3.gif", StoreOwner::kFileManager, "big"},
+        EntryCase{"FreeBox", "VEXAFILE_THUMB_320x240_r2.jpg", StoreOwner::kFileManager, "free"},
+        EntryCase{"Avatar", "VEXAAVATAR_96x96_r1.jpg", StoreOwner::kAvatar, ""},
+        EntryCase{"Screenshot", "VEXAVIDEO_VIDEO_SCREENSHOT.jpg", StoreOwner::kVideo, ""},
+        EntryCase{"Failure", "VEXATHUMB_FAILURE.json", StoreOwner::kFailure, ""},
+        EntryCase{"BeingMade", "VEXAFILETMP_THUMB_r1.jpg", StoreOwner::kTemporary, ""},
+        EntryCase{"UniqueName", "VEXAPHOTO_THUMB_S.jpg_42_1700000000", StoreOwner::kTemporary, ""},
+        EntryCase{"Ours", "VEXATHUMBTMP_4_17_0_VEXAFILE_THUMB_S.jpg", StoreOwner::kTemporary, ""},
+        EntryCase{"Copy", ".vexacopy.aB3xYz", StoreOwner::kTemporary, ""},
+        EntryCase{"OtherProgram", "notes.txt", StoreOwner::kOther, ""},
+        EntryCase{"UnknownApplication", "VEXAMUSIC_COVER.jpg", StoreOwner::kOther, ""},
+        EntryCase{"OtherExtension", "VEXAFILE_THUMB_S.exe", StoreOwner::kOther, ""},
+        EntryCase{"LineBreakBehind", "VEXAFILE_THUMB_S.jpg\n", StoreOwner::kOther, ""},
+        EntryCase{"NotUtf8", "VEXAFILE_THUMB_\xff.jpg", StoreOwner::kOther, ""}),
+    kit::CaseName());
+
+}  // namespace
+}  // namespace vexathumb::service

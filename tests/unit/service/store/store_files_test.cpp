@@ -1,0 +1,144 @@
+#include "service/store/store_files.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+
+#include "common/util/util.h"
+#include "kit/case_name.h"
+#include "kit/files.h"
+#include "unit/service/service_test.h"
+
+namespace vexathumb::service {
+namespace {
+
+using kit::CaseName;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(TemporaryForTest, LiesBesideAndKeepsTheExtension) {
+  const std::string temporary = TemporaryFor("/s/.vexaea/a.b/VEXAFILE_THUMB_S.jpg");
+  EXPECT_EQ(temporary.rfind("/s/.vexaea/a.b/VEXATHUMBTMP_", 0), 0U);
+  EXPECT_EQ(std::filesystem::path(temporary).extension(), ".jpg");
+}
+
+TEST(TemporaryForTest, NoTwoAreTheSame) {
+  std::set<std::string> names;
+  for (int i = 0; i < 100; ++i) names.insert(TemporaryFor("/s/a.jpg"));
+  EXPECT_EQ(names.size(), 100U);
+}
+
+class StoreFilesTest : public ServiceTest {
+ protected:
+  StoreFilesTest() { WritePhoto(source_, {40, 30}); }
+
+  const std::string source_ = Picture("a.jpg");
+};
+
+TEST_F(StoreFilesTest, TheStoreDirectoryIsThePlatforms) {
+  EXPECT_EQ(StoreDirectoryOf(source_), share_ / ".vexaea/a.jpg");
+  EXPECT_EQ(StoreDirectoryOf("relative.jpg"), "");
+}
+
+TEST_F(StoreFilesTest, AWritableStoreIsMade) {
+  EXPECT_TRUE(IsStoreWritable(source_));
+  EXPECT_TRUE(std::filesystem::is_directory(StoreDirectoryOf(source_)));
+  EXPECT_TRUE(HasStoreRoom(source_));
+  EXPECT_THAT(Stored(source_), IsEmpty());
+}
+
+TEST_F(StoreFilesTest, AFullStoreIsWritableButHasNoRoom) {
+  machine_.full_directory = StoreDirectoryOf(source_);
+  EXPECT_TRUE(IsStoreWritable(source_));
+  EXPECT_FALSE(HasStoreRoom(source_));
+  EXPECT_TRUE(HasRoom(elsewhere_.path()));
+  EXPECT_THAT(Stored(source_), IsEmpty());
+}
+
+struct VolumeCase {
+  const char* name;
+  FSTYPE type;
+};
+
+class StoreVolumeTest : public StoreFilesTest, public testing::WithParamInterface<VolumeCase> {};
+
+TEST_P(StoreVolumeTest, IsNotWrittenTo) {
+  machine_.volume_type = GetParam().type;
+  EXPECT_FALSE(IsStoreWritable(source_));
+  EXPECT_THAT(NamesIn(share_.path()), ElementsAre("a.jpg"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Volumes, StoreVolumeTest,
+                         testing::Values(VolumeCase{"Nfs", FSTYPE_NFS},
+                                         VolumeCase{"Cifs", FSTYPE_CIFS},
+                                         VolumeCase{"Iso", FSTYPE_ISO}),
+                         CaseName());
+
+TEST_F(StoreFilesTest, AFileInThePlaceOfTheStoreIsAnObstacle) {
+  kit::WriteFile(share_ / ".vexaea", "");
+  EXPECT_FALSE(IsStoreWritable(source_));
+  EXPECT_FALSE(HasStoreRoom(source_));
+}
+
+TEST_F(StoreFilesTest, ALinkInThePlaceOfTheStoreIsAnObstacle) {
+  std::filesystem::create_directory_symlink(elsewhere_.path(), share_ / ".vexaea");
+  std::filesystem::create_directory(elsewhere_ / "a.jpg");
+  EXPECT_FALSE(IsStoreWritable(source_));
+  EXPECT_THAT(NamesIn(elsewhere_ / "a.jpg"), IsEmpty());
+}
+
+TEST_F(StoreFilesTest, PuttingKeepsTheTime) {
+  ASSERT_TRUE(file::MakeEADir(source_));
+  WriteStored(source_, "VEXAFILE_THUMB_S.jpg", "old");
+  kit::WriteFile(elsewhere_ / "new", "new");
+  SetModificationTime(elsewhere_ / "new", kSourceTime + 5);
+  EXPECT_TRUE(PutIntoStore(elsewhere_ / "new", StorePath(source_, "VEXAFILE_THUMB_S.jpg")));
+  EXPECT_EQ(kit::ReadFile(StorePath(source_, "VEXAFILE_THUMB_S.jpg")), "new");
+  EXPECT_EQ(ModificationTimeOf(StorePath(source_, "VEXAFILE_THUMB_S.jpg")), kSourceTime + 5);
+  EXPECT_THAT(Stored(source_), ElementsAre("VEXAFILE_THUMB_S.jpg"));
+}
+
+TEST_F(StoreFilesTest, PuttingFailsWithoutAStore) {
+  kit::WriteFile(elsewhere_ / "new", "new");
+  EXPECT_FALSE(PutIntoStore(elsewhere_ / "new", StorePath(source_, "VEXAFILE_THUMB_S.jpg")));
+}
+
+struct BoxNameCase {
+  const char* name;
+  const char* entry;
+  int count;
+};
+
+class CountFreeBoxesTest : public StoreFilesTest,
+                           public testing::WithParamInterface<BoxNameCase> {};
+
+TEST_P(CountFreeBoxesTest, GoesByTheName) {
+  WriteStored(source_, GetParam().entry, "");
+  EXPECT_EQ(CountFreeBoxes(source_), GetParam().count);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, CountFreeBoxesTest,
+                         testing::Values(BoxNameCase{"Box", "VEXAFILE_THUMB_320x240.jpg", 1},
+                                         BoxNameCase{"Turned", "VEXAFILE_THUMB_3x2_r3.png", 1},
+                                         BoxNameCase{"TurnedBack", "VEXAFILE_THUMB_3x2_r-1.gif", 1},
+                                         BoxNameCase{"Avatar", "VEXAAVATAR_96x96.jpg", 1},
+                                         BoxNameCase{"TurnedAvatar", "VEXAAVATAR_9x9_r1.png", 1},
+                                         BoxNameCase{"NamedSize", "VEXAFILE_THUMB_B.jpg", 0},
+                                         BoxNameCase{"PhotoAlbum", "VEXAPHOTO_THUMB_B.jpg", 0},
+                                         BoxNameCase{"Temporary", "VEXAFILE_THUMB_3x2.jpg_1_2", 0},
+                                         BoxNameCase{"Failure", "VEXATHUMB_FAILURE.json", 0}),
+                         CaseName());
+
+TEST_F(StoreFilesTest, FreeBoxesAreCountedTogether) {
+  EXPECT_EQ(CountFreeBoxes(source_), 0);
+  for (int i = 1; i <= 5; ++i) {
+    WriteStored(source_, "VEXAFILE_THUMB_" + std::to_string(i) + "x9.jpg", "");
+    WriteStored(source_, "VEXAAVATAR_" + std::to_string(i) + "x9.jpg", "");
+  }
+  EXPECT_EQ(CountFreeBoxes(source_), 10);
+}
+
+}  // namespace
+}  // namespace vexathumb::service
