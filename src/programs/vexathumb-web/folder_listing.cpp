@@ -93,7 +93,8 @@ std::optional<FolderListing> ListFolder(const std::string& path, SortOrder order
   for (size_t i = first; i < last; ++i) {
     Entry& entry = entries[i];
     if (!Examine(folder, &entry)) continue;
-    if (entry.kind == EntryKind::kImage) entry.pixels = DisplayedPixels(path + "/" + entry.name);
+    if (entry.kind == EntryKind::kImage)
+      entry.pixels = service::DisplayedPixels(path + "/" + entry.name);
     listing.entries.push_back(std::move(entry));
   }
   return listing;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "programs/vexathumb-web/displayed_pixels.h"
+#include "service/picture/displayed_pixels.h"
 
 namespace vexathumb::web {
 
@@ -18,7 +18,7 @@ struct Entry {
   EntryKind kind = EntryKind::kFolder;
   int64_t size = 0;
   timespec mtime = {};
-  std::optional<Pixels> pixels;  // as displayed, of images where they are known
+  std::optional<service::Pixels> pixels;  // as displayed, of images where they are known
 };
 
 enum class SortOrder {

@@ -9,13 +9,12 @@
 #include "programs/vexathumb-web/answer.h"
 #include "programs/vexathumb-web/fastcgi_server.h"
 #include "programs/vexathumb-web/leftovers.h"
-#include "thumb/exiv2_compat.h"
+#include "service/picture/metadata_warnings.h"
 
 int main() {
   openlog("vexathumb-web", LOG_PID, LOG_USER);
   signal(SIGPIPE, SIG_IGN);  // a client that goes away is told by write
-  // Whoever uploads a picture could fill the web server's log with what is wrong in it.
-  Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+  vexathumb::service::MuteMetadataWarnings();
   if (const auto socket = vexathumb::web::FastCgiSocket()) {
     return vexathumb::web::ServeFastCgi(*socket);
   }

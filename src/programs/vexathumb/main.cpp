@@ -8,7 +8,7 @@
 
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/report.h"
-#include "thumb/exiv2_compat.h"
+#include "service/picture/metadata_warnings.h"
 
 namespace vexathumb::program {
 namespace {
@@ -67,6 +67,6 @@ int main(int argc, char** argv) {
   setlocale(LC_CTYPE, "C.UTF-8");
   // A reader that goes away is a failed write, so that throw-away files are still deleted.
   signal(SIGPIPE, SIG_IGN);
-  Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+  vexathumb::service::MuteMetadataWarnings();
   return vexathumb::program::Main(argc, argv);
 }

@@ -23,12 +23,4 @@ BuildLimits BuildLimitsFrom(const vexaplatform::ServiceSettings& settings) {
   return {settings.builders > 0 ? settings.builders : Processors(), settings.waiting};
 }
 
-SourceBuildOptions SourceBuildOptionsFrom(const vexaplatform::ServiceSettings& settings) {
-  SourceBuildOptions options;
-  options.build = BuildOptionsFrom(settings);
-  options.lock_directory = settings.lock_dir;
-  options.limits = BuildLimitsFrom(settings);
-  return options;
-}
-
 }  // namespace vexathumb::service

@@ -2,7 +2,6 @@
 #define VEXATHUMB_SERVICE_BUILD_BUILD_SETTINGS_H_
 
 #include "service/build/build.h"
-#include "service/index/source_build.h"
 #include "service/store/build_turn.h"
 #include "vexaplatform/settings.h"
 
@@ -14,9 +13,6 @@ int Processors();
 // What the settings say about building.
 BuildOptions BuildOptionsFrom(const vexaplatform::ServiceSettings& settings);
 BuildLimits BuildLimitsFrom(const vexaplatform::ServiceSettings& settings);
-
-// For an indexer, without sizes.
-SourceBuildOptions SourceBuildOptionsFrom(const vexaplatform::ServiceSettings& settings);
 
 }  // namespace vexathumb::service
 

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "service/build/build_settings.h"
 #include "service/build/machine_fault.h"
 #include "service/build/screenshot.h"
 #include "service/build/size_series.h"
@@ -301,6 +302,14 @@ class SourceBuilding {
 };
 
 }  // namespace
+
+SourceBuildOptions SourceBuildOptionsFrom(const vexaplatform::ServiceSettings& settings) {
+  SourceBuildOptions options;
+  options.build = BuildOptionsFrom(settings);
+  options.lock_directory = settings.lock_dir;
+  options.limits = BuildLimitsFrom(settings);
+  return options;
+}
 
 SourceReport BuildSource(const std::string& source, const SourceBuildOptions& options) {
   return SourceBuilding(source, options).Run();

@@ -8,6 +8,7 @@
 #include "service/build/build.h"
 #include "service/index/source_report.h"
 #include "service/store/build_turn.h"
+#include "vexaplatform/settings.h"
 
 namespace vexathumb::service {
 
@@ -22,6 +23,9 @@ struct SourceBuildOptions {
   // Asked between sizes, and while waiting for others: whether to leave the rest for another run.
   std::function<bool()> is_stopping = [] { return false; };
 };
+
+// What the settings say, without sizes.
+SourceBuildOptions SourceBuildOptionsFrom(const vexaplatform::ServiceSettings& settings);
 
 // Brings the stored thumbnails of one source up to date and starts a tool only where one is not:
 // what is current costs the reading of the source's metadata and the status of each thumbnail. Of a

@@ -3,14 +3,10 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "thumb/container_orientation.h"
+
 namespace vexathumb::service {
 namespace {
-
-// The HEIC family and JPEG XL: their decoders turn the picture, and the previews stay as they are.
-bool HasUnturnedPreviews(const std::string& mime) {
-  return mime == "image/heic" || mime == "image/heif" || mime == "image/avif" ||
-         mime == "image/jxl";
-}
 
 // 32-bit and wrapping, as the library multiplies.
 uint32_t Area(uint32_t width, uint32_t height) { return width * height; }
@@ -21,7 +17,7 @@ std::vector<EmbeddedPreview> ListEmbeddedPreviews(const InspectedSource& source)
   std::vector<EmbeddedPreview> previews;
   // Exiv2 chooses its parser by content, and some of them crash: only what the library's own
   // inspection has let through is opened.
-  if (!source.info().IsGood() || HasUnturnedPreviews(source.info().GetMimeType())) return previews;
+  if (!source.info().IsGood() || IsTurnedByDecoder(source.info().GetMimeType())) return previews;
   const std::lock_guard<std::mutex> lock(ThumbInfo::exiv2_mutex_);
   try {
     const Exiv2ImagePtr image = Exiv2::ImageFactory::open(source.path());

@@ -1,20 +1,14 @@
-#include "programs/vexathumb-web/displayed_pixels.h"
+#include "service/picture/displayed_pixels.h"
 
 #include <exception>
 #include <mutex>
 #include <utility>
 
+#include "thumb/container_orientation.h"
 #include "thumb/thumb_info.h"
 
-namespace vexathumb::web {
+namespace vexathumb::service {
 namespace {
-
-// The decoders of these types turn the picture themselves, so that the library counts no turns for
-// them; the size that it tells is the stored one all the same.
-bool IsTurnedByDecoder(const std::string& mime) {
-  return mime == "image/heic" || mime == "image/heif" || mime == "image/avif" ||
-         mime == "image/jxl";
-}
 
 // `path` is a file that the library's own inspection has let through: Exiv2 chooses its parser by
 // content, and some of them crash.
@@ -36,6 +30,7 @@ std::optional<Pixels> DisplayedPixels(const std::string& path) {
     info.ExtractImgInfo(false);
     if (info.GetWidth() == 0 || info.GetHeight() == 0) return std::nullopt;
     Pixels pixels = {info.GetWidth(), info.GetHeight()};
+    // The library counts no turns where decoders turn; the size that it tells is the stored one.
     const bool is_sideways = IsTurnedByDecoder(info.GetMimeType()) ? HasSidewaysOrientation(path)
                                                                    : (info.GetRotate() & 1) != 0;
     if (is_sideways) std::swap(pixels.width, pixels.height);
@@ -45,4 +40,4 @@ std::optional<Pixels> DisplayedPixels(const std::string& path) {
   }
 }
 
-}  // namespace vexathumb::web
+}  // namespace vexathumb::service

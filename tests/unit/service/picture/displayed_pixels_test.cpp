@@ -1,4 +1,4 @@
-#include "programs/vexathumb-web/displayed_pixels.h"
+#include "service/picture/displayed_pixels.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include "kit/fixtures.h"
 #include "kit/temp_dir.h"
 
-namespace vexathumb::web {
+namespace vexathumb::service {
 namespace {
 
 using kit::TempDir;
@@ -57,4 +57,4 @@ TEST(DisplayedPixels, AreNotKnownOfWhatIsNoPicture) {
 }
 
 }  // namespace
-}  // namespace vexathumb::web
+}  // namespace vexathumb::service

@@ -1,11 +1,11 @@
-#ifndef VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_DISPLAYED_PIXELS_H_
-#define VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_DISPLAYED_PIXELS_H_
+#ifndef VEXATHUMB_SERVICE_PICTURE_DISPLAYED_PIXELS_H_
+#define VEXATHUMB_SERVICE_PICTURE_DISPLAYED_PIXELS_H_
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
-namespace vexathumb::web {
+namespace vexathumb::service {
 
 struct Pixels {
   uint32_t width;
@@ -15,6 +15,6 @@ struct Pixels {
 // The size of the upright picture at `path`; nothing where it is not known. Throws nothing.
 std::optional<Pixels> DisplayedPixels(const std::string& path);
 
-}  // namespace vexathumb::web
+}  // namespace vexathumb::service
 
-#endif  // VEXATHUMB_PROGRAMS_VEXATHUMB_WEB_DISPLAYED_PIXELS_H_
+#endif  // VEXATHUMB_SERVICE_PICTURE_DISPLAYED_PIXELS_H_
