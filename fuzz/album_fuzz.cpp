@@ -89,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   settings.shares = {{"share", folder.path(), false}};
   Request request;
   request.method = "GET";
-  request.room = Room::kAlbum;
+  request.route = Route::kAlbum;
   request.path = {"share", ""};
   CheckDocument(SentBody(request, settings), made);
   return 0;

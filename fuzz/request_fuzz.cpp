@@ -13,7 +13,7 @@ void CheckRequest(char** variables) {
   try {
     const Request request = ReadRequest(variables);
     MUST_HOLD(request.variables == variables);
-    if (request.room == Room::kNone) MUST_HOLD(request.path.empty());
+    if (request.route == Route::kNone) MUST_HOLD(request.path.empty());
     for (const std::string& component : request.path) {
       MUST_HOLD(component.find('\0') == std::string::npos);
     }

@@ -16,8 +16,8 @@
 #include "platform/base/unique_fd.h"
 #include "platform/http/byte_ranges.h"
 #include "platform/http/entity_tag.h"
-#include "platform/http/hand_over.h"
 #include "platform/http/http_request.h"
+#include "platform/http/offload.h"
 #include "platform/http/preconditions.h"
 #include "platform/http/response_head.h"
 #include "platform/http/response_output.h"
@@ -92,7 +92,7 @@ bool SendSeveralParts(int fd, const FileDescription& file, const std::vector<Byt
 }
 
 bool Send(int fd, const FileDescription& file, const HttpRequest& request,
-          const std::optional<Header>& hand_over, time_t now) {
+          const std::optional<Header>& offload, time_t now) {
   switch (Judge(request, file.validators, now)) {
     case Verdict::kNotModified:
       return SendHeadAlone(NotModifiedHead(file));
@@ -108,16 +108,16 @@ bool Send(int fd, const FileDescription& file, const HttpRequest& request,
   if (selection.kind == RangeSelection::Kind::kUnsatisfiable) {
     return SendHeadAlone(UnsatisfiableHead(file));
   }
-  if (hand_over.has_value()) return SendHeadAlone(HandOverHead(file, *hand_over));
+  if (offload.has_value()) return SendHeadAlone(OffloadHead(file, *offload));
   if (request.method == "HEAD") return SendHeadAlone(WholeFileHead(file));
   if (selection.parts.empty()) return SendWhole(fd, file);
   if (selection.parts.size() == 1) return SendPart(fd, file, selection.parts.front());
   return SendSeveralParts(fd, file, selection.parts);
 }
 
-std::optional<Header> HandOverNow(const HttpRequest& request, const char* path,
-                                  const struct stat& status, time_t now) {
-  return HandOverHeader(CurrentSettings()->http, request, path, status, now);
+std::optional<Header> OffloadNow(const HttpRequest& request, const char* path,
+                                 const struct stat& status, time_t now) {
+  return OffloadHeader(CurrentSettings()->http, request, path, status, now);
 }
 
 }  // namespace
@@ -133,16 +133,16 @@ int SendFileResponse(const char* path, const char* mime, Sender sender) {
 
   const time_t now = time(nullptr);
   const HttpRequest request = CurrentHttpRequest();
-  std::optional<Header> hand_over;
-  if (sender == Sender::kAsConfigured) hand_over = HandOverNow(request, path, status, now);
+  std::optional<Header> offload;
+  if (sender == Sender::kAsConfigured) offload = OffloadNow(request, path, status, now);
   const FileDescription file = Describe(path, mime, status, now);
-  return Send(fd.get(), file, request, hand_over, now) ? 0 : -1;
+  return Send(fd.get(), file, request, offload, now) ? 0 : -1;
 }
 
-bool WouldHandOver(const char* path) {
+bool WouldOffload(const char* path) {
   struct stat status {};
   return path != nullptr && stat(path, &status) == 0 && S_ISREG(status.st_mode) &&
-         HandOverNow(CurrentHttpRequest(), path, status, time(nullptr)).has_value();
+         OffloadNow(CurrentHttpRequest(), path, status, time(nullptr)).has_value();
 }
 
 }  // namespace vexaplatform

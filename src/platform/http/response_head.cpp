@@ -69,7 +69,7 @@ std::string PartDelimiter(const FileDescription& file, const std::string& bounda
 
 std::string ClosingDelimiter(const std::string& boundary) { return "\r\n--" + boundary + "--\r\n"; }
 
-std::string HandOverHead(const FileDescription& file, const Header& header) {
+std::string OffloadHead(const FileDescription& file, const Header& header) {
   return Line(header.name, header.value) + Line("Content-Type", file.mime) +
          ValidatorLines(file.validators) + PresentationLines(file.name) + kEnd;
 }

@@ -42,7 +42,7 @@ struct Header {
   std::string name;
   std::string value;
 };
-std::string HandOverHead(const FileDescription& file, const Header& header);
+std::string OffloadHead(const FileDescription& file, const Header& header);
 
 // 304, 412 and 416, without a body. A cache must not keep the latter two, whatever has been said
 // about the file before.

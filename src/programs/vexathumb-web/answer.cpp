@@ -15,20 +15,20 @@
 namespace vexathumb::web {
 namespace {
 
-void Route(const Request& request) {
+void Dispatch(const Request& request) {
   if (request.method != "GET" && request.method != "HEAD") {
     throw Problem(405, "Only GET and HEAD are answered here.");
   }
   const vexaplatform::SettingsHold hold;
   const auto settings = vexaplatform::CurrentSettings();
-  switch (request.room) {
-    case Room::kThumb:
+  switch (request.route) {
+    case Route::kThumb:
       return SendThumbnail(request, *settings);
-    case Room::kAlbum:
+    case Route::kAlbum:
       return SendAlbum(request, *settings);
-    case Room::kHealth:
+    case Route::kHealth:
       return SendHealth(request, *settings);
-    case Room::kNone:
+    case Route::kNone:
       throw NotFound();
   }
 }
@@ -39,7 +39,7 @@ void AnswerRequest(char** variables) noexcept {
   Request request;
   try {
     request = ReadRequest(variables);
-    Route(request);
+    Dispatch(request);
   } catch (const Problem& problem) {
     SendProblem(problem, request.IsHead());
   } catch (const std::exception& error) {

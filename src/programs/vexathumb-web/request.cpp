@@ -32,21 +32,21 @@ std::string_view WithoutHost(std::string_view address) {
   return path == std::string_view::npos ? "/" : address.substr(path);
 }
 
-// The room whose name begins the path, which then loses it.
-Room TakeRoom(std::string_view* path) {
+// The route whose name begins the path, which then loses it.
+Route TakeRoute(std::string_view* path) {
   struct Name {
     std::string_view text;
-    Room room;
+    Route route;
   };
-  for (const Name& name : {Name{"/thumb", Room::kThumb}, Name{"/album", Room::kAlbum},
-                           Name{"/health", Room::kHealth}}) {
+  for (const Name& name : {Name{"/thumb", Route::kThumb}, Name{"/album", Route::kAlbum},
+                           Name{"/health", Route::kHealth}}) {
     if (!StartsWith(*path, name.text)) continue;
     const std::string_view rest = path->substr(name.text.size());
     if (!rest.empty() && rest[0] != '/') continue;
     *path = rest;
-    return name.room;
+    return name.route;
   }
-  return Room::kNone;
+  return Route::kNone;
 }
 
 std::vector<std::string> DecodeComponents(std::string_view path) {
@@ -75,14 +75,14 @@ Request ReadRequest(char** variables) {
   const size_t question = address.find('?');
   if (question != std::string_view::npos) request.query = address.substr(question + 1);
   std::string_view path = address.substr(0, question);
-  request.room = TakeRoom(&path);
+  request.route = TakeRoute(&path);
   const std::string_view program = Variable(variables, "SCRIPT_NAME");
-  if (request.room == Room::kNone && !program.empty() && StartsWith(path, program)) {
+  if (request.route == Route::kNone && !program.empty() && StartsWith(path, program)) {
     path.remove_prefix(program.size());
-    request.room = TakeRoom(&path);
+    request.route = TakeRoute(&path);
     request.base = program;
   }
-  if (request.room != Room::kNone) request.path = DecodeComponents(path);
+  if (request.route != Route::kNone) request.path = DecodeComponents(path);
   return request;
 }
 

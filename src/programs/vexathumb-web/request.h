@@ -6,14 +6,14 @@
 
 namespace vexathumb::web {
 
-enum class Room { kThumb, kAlbum, kHealth, kNone };
+enum class Route { kThumb, kAlbum, kHealth, kNone };
 
 // What a client asks for.
 struct Request {
   std::string method;
-  Room room = Room::kNone;
-  std::string base;               // what precedes the room in the address, as it was sent
-  std::vector<std::string> path;  // the components behind the room, decoded; maybe an empty last
+  Route route = Route::kNone;
+  std::string base;               // what precedes the route in the address, as it was sent
+  std::vector<std::string> path;  // the components behind the route, decoded; maybe an empty last
   std::string query;              // as it was sent
   char** variables = nullptr;     // of CGI, as an environment
 
@@ -21,8 +21,8 @@ struct Request {
 };
 
 // Reads a request from CGI's variables. The address is taken as the client sent it and decoded
-// here, once. An address without the name of a room is one of no room; below the program's own
-// address (/cgi-bin/vexathumb-web) the rooms are the same. Throws Problem.
+// here, once. An address without the name of a route is one of no route; below the program's own
+// address (/cgi-bin/vexathumb-web) the routes are the same. Throws Problem.
 Request ReadRequest(char** variables);
 
 }  // namespace vexathumb::web

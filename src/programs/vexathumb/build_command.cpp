@@ -16,6 +16,7 @@
 #include "programs/vexathumb/report.h"
 #include "programs/vexathumb/sizes_option.h"
 #include "service/base/background.h"
+#include "service/build/build_settings.h"
 #include "service/index/indexer.h"
 #include "service/index/manifest.h"
 #include "service/index/source_build.h"

@@ -10,6 +10,7 @@
 #include "programs/vexathumb/named_paths.h"
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/report.h"
+#include "service/build/build_settings.h"
 #include "service/index/indexer.h"
 #include "service/index/source_build.h"
 #include "service/store/failure_list.h"

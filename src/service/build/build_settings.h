@@ -2,7 +2,7 @@
 #define VEXATHUMB_SERVICE_BUILD_BUILD_SETTINGS_H_
 
 #include "service/build/build.h"
-#include "service/store/build_turn.h"
+#include "service/store/build_slot.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::service {

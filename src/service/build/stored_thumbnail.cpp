@@ -1,6 +1,6 @@
 #include "service/build/stored_thumbnail.h"
 
-#include "service/base/status_memory.h"
+#include "service/base/stat_cache.h"
 #include "service/picture/content_type.h"
 #include "service/store/store_files.h"
 
@@ -10,11 +10,11 @@ namespace {
 // The type of a stored file's content, read once; nothing when there is no such file, or when it
 // cannot be read.
 std::optional<std::string> TypeOfStored(const std::string& path) {
-  static StatusMemory<std::string> memory;
+  static StatCache<std::string> cache;
   const auto status = StatusOfStoredFile(path);
   if (!status) return std::nullopt;
-  auto type = memory.Recall(path, *status);
-  if (!type && (type = ContentTypeOf(path))) memory.Remember(path, *status, *type);
+  auto type = cache.Get(path, *status);
+  if (!type && (type = ContentTypeOf(path))) cache.Put(path, *status, *type);
   return type;
 }
 

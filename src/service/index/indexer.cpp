@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "service/base/background.h"
-#include "service/store/failure_memory.h"
+#include "service/store/failure_record.h"
 
 namespace vexathumb::service {
 namespace {
@@ -108,7 +108,7 @@ void Indexer::HandleCrash(QueuedSource source, const std::string& death) {
   report.cause = {"the process that worked on it " + death, "report the file to the developers"};
   struct stat st = {};
   if (!options_.build.dry_run && stat(source.path.c_str(), &st) == 0) {
-    RememberFailure(source.path, st, report.cause.text, "");
+    RecordFailure(source.path, st, report.cause.text, "");
   }
   observer_.OnReport(report);
 }

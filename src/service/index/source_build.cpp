@@ -16,7 +16,7 @@
 #include "service/picture/inspected_source.h"
 #include "service/picture/media_names.h"
 #include "service/picture/source_version.h"
-#include "service/store/failure_memory.h"
+#include "service/store/failure_record.h"
 #include "service/store/new_store_entry.h"
 #include "service/store/store_files.h"
 #include "service/store/store_place_check.h"
@@ -86,22 +86,22 @@ class SourceBuilding {
     if (const auto obstacle = StoreObstacle(source_))
       return EndWith(BuildState::kFailed, *obstacle);
 
-    BackgroundTurn turn(options_.lock_directory, source_, options_.limits);
-    if (!turn.Take(options_.is_stopping)) return EndWith(BuildState::kPostponed, {});
+    BackgroundSlot slot(options_.lock_directory, source_, options_.limits);
+    if (!slot.Take(options_.is_stopping)) return EndWith(BuildState::kPostponed, {});
     // Others may have built for it meanwhile, or written it.
     if (!Examine() || due_.empty()) return;
     SweepStoreDirectory(source_);
     if (is_video_) {
       MakeScreenshotOfVideo();
     } else {
-      MakeDue(turn);
+      MakeDue(slot);
     }
-    if (report_.cause.text.empty()) ForgetFailure(source_);
+    if (report_.cause.text.empty()) RemoveFailureRecord(source_);
   }
 
   bool IsKnownFailure() {
     if (options_.retry_failed) return false;
-    const auto failure = RememberedFailure(source_);
+    const auto failure = RecordedFailure(source_);
     if (!failure) return false;
     for (const std::string& label : Labels()) AddSize(label);
     EndWith(BuildState::kFailed, {failure->reason, "--retry-failed tries it again"});
@@ -180,14 +180,14 @@ class SourceBuilding {
     // Rights change without the source's changing.
     const bool is_readable = access(source_.c_str(), R_OK) == 0;
     if (version_ && is_readable && !options_.dry_run && !StoreObstacle(source_)) {
-      RememberFailure(source_, version_->status(), cause.text, "");
+      RecordFailure(source_, version_->status(), cause.text, "");
     }
   }
 
-  void MakeDue(BackgroundTurn& turn) {
+  void MakeDue(BackgroundSlot& slot) {
     SizeSeries series(source_, *version_, options_.build);
     for (size_t i = 0; i < due_.size(); ++i) {
-      if (i > 0 && (options_.is_stopping() || !turn.GiveWay(options_.is_stopping))) {
+      if (i > 0 && (options_.is_stopping() || !slot.GiveWay(options_.is_stopping))) {
         return EndWith(BuildState::kPostponed, {});
       }
       if (IsCurrent(due_[i].stored)) {
@@ -267,7 +267,7 @@ class SourceBuilding {
     const Cause cause = inspected_->content_problem().value_or(
         Cause{"no tool could make a thumbnail of it",
               "the file is likely damaged; 'vexathumb doctor' checks the tools"});
-    RememberFailure(source_, version_->status(), cause.text, vexaplatform::LastToolRun().program);
+    RecordFailure(source_, version_->status(), cause.text, vexaplatform::LastToolRun().program);
     EndWith(BuildState::kFailed, cause);
   }
 

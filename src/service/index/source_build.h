@@ -7,7 +7,7 @@
 
 #include "service/build/build.h"
 #include "service/index/source_report.h"
-#include "service/store/build_turn.h"
+#include "service/store/build_slot.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::service {
@@ -34,7 +34,7 @@ SourceBuildOptions SourceBuildOptionsFrom(const vexaplatform::ServiceSettings& s
 //
 // Waits for others who build for this source, and lets requests that somebody waits for go first.
 // What appears in the store appears complete. A source that no thumbnail can be made of is
-// remembered (failure_memory.h). Throws std::system_error when the locks cannot be had, never on
+// remembered (failure_record.h). Throws std::system_error when the locks cannot be had, never on
 // account of the source.
 SourceReport BuildSource(const std::string& source, const SourceBuildOptions& options);
 

@@ -10,8 +10,8 @@
 #include "service/build/machine_fault.h"
 #include "service/build/stored_thumbnail.h"
 #include "service/picture/content_type.h"
-#include "service/serve/inspection_memory.h"
-#include "service/store/failure_memory.h"
+#include "service/serve/metadata_cache.h"
+#include "service/store/failure_record.h"
 #include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {
@@ -53,7 +53,7 @@ Inspected Inspect(const ThumbnailRequest& request) {
   }
   try {
     inspected.info->ExtractImgInfo(false);
-    if (exists) RememberInspection(request.source, before, *inspected.info);
+    if (exists) CacheMetadata(request.source, before, *inspected.info);
   } catch (const Error& error) {
     if (error.Code() == Error::kFileNotFound) {
       inspected.answer = Without(Obtained::kMissing, "it cannot be opened");
@@ -77,7 +77,7 @@ class Obtaining {
     if (auto stored = StoredByEarlierInspection()) return *stored;
     if (auto answer = AnswerAtOnce()) return *answer;
     if (options_.retry_failed) {
-      ForgetFailure(request_.source);
+      RemoveFailureRecord(request_.source);
     } else if (auto failed = AnswerFromMemory()) {
       return *failed;
     }
@@ -85,8 +85,8 @@ class Obtaining {
     // Another may have built it, or failed, while this one waited.
     if (auto answer = AnswerAtOnce()) return *answer;
     if (auto failed = AnswerFromMemory()) return *failed;
-    const auto turn = BuildTurn::Take(options_.lock_directory, options_.limits);
-    if (!turn) return Without(Obtained::kOverload, "too many thumbnails are being built");
+    const auto slot = BuildSlot::Take(options_.lock_directory, options_.limits);
+    if (!slot) return Without(Obtained::kOverload, "too many thumbnails are being built");
     return Build();
   }
 
@@ -96,7 +96,7 @@ class Obtaining {
   // What is stored most often, at the least cost.
   std::optional<Thumbnail> StoredByEarlierInspection() const {
     if (request_.label == kOriginal) return std::nullopt;
-    const auto info = RecallInspection(request_);
+    const auto info = CachedMetadata(request_);
     return info ? Stored(request_, *info) : std::nullopt;
   }
 
@@ -127,7 +127,7 @@ class Obtaining {
   }
 
   std::optional<Thumbnail> AnswerFromMemory() {
-    const auto failure = RememberedFailure(request_.source);
+    const auto failure = RecordedFailure(request_.source);
     if (!failure) return std::nullopt;
     return OrStoredSmaller(Obtained::kUnusable, failure->reason);
   }
@@ -177,7 +177,7 @@ class Obtaining {
     if (const auto fault = FaultOfMachine(request_.source, info())) {
       return OrStoredSmaller(Obtained::kToolFault, fault->text);
     }
-    RememberFailure(request_.source, tried, kNoPicture, vexaplatform::LastToolRun().program);
+    RecordFailure(request_.source, tried, kNoPicture, vexaplatform::LastToolRun().program);
     return OrStoredSmaller(Obtained::kUnusable, kNoPicture);
   }
 

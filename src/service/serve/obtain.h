@@ -6,7 +6,7 @@
 
 #include "service/build/build.h"
 #include "service/build/thumbnail_request.h"
-#include "service/store/build_turn.h"
+#include "service/store/build_slot.h"
 
 namespace vexathumb::service {
 

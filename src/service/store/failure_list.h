@@ -4,11 +4,11 @@
 #include <functional>
 #include <string>
 
-#include "service/store/failure_memory.h"
+#include "service/store/failure_record.h"
 
 namespace vexathumb::service {
 
-// Finds the sources that are remembered as failed as they are now (failure_memory.h): a file, or
+// Finds the sources that are remembered as failed as they are now (failure_record.h): a file, or
 // all below a folder; `path` is absolute. Nothing is changed.
 void ListFailures(
     const std::string& path,

@@ -16,7 +16,7 @@
 #include "service/base/open_beneath.h"
 #include "service/base/path_name.h"
 #include "service/base/share_paths.h"
-#include "service/store/build_turn.h"
+#include "service/store/build_slot.h"
 #include "service/store/store_entry.h"
 #include "service/store/store_files.h"
 #include "vexa/ea.h"

@@ -5,7 +5,7 @@
 #include <regex>
 
 #include "common/util/util.h"
-#include "service/store/failure_memory.h"
+#include "service/store/failure_record.h"
 #include "service/store/store_files.h"
 
 namespace vexathumb::service {

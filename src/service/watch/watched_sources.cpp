@@ -31,7 +31,7 @@ WatchedSources::WatchedSources(std::vector<std::string> folders, WatchOptions op
 
 std::optional<SourceItem> WatchedSources::Next() {
   for (const FolderEvent& event : watch_->Take()) Follow(event);
-  if (auto path = settling_.Take(Settling::Clock::now())) {
+  if (auto path = settling_.Take(WriteSettling::Clock::now())) {
     struct stat st = {};
     if (lstat(path->c_str(), &st) == 0) {
       return SourceItem{SourceItem::Kind::kSource, std::move(*path), st.st_size, ""};
@@ -47,7 +47,7 @@ milliseconds WatchedSources::AskAgainAfter() const {
 
 void WatchedSources::GiveAgain(const std::string& source) {
   if (settling_.Has(source)) return;
-  settling_.Touch(source, Settling::Clock::now() + kUntilGivingAgain);
+  settling_.Touch(source, WriteSettling::Clock::now() + kUntilGivingAgain);
 }
 
 // Watches first and looks through afterwards, so that nothing falls in between.
@@ -60,7 +60,7 @@ void WatchedSources::Begin() {
 void WatchedSources::Follow(const FolderEvent& event) {
   switch (event.kind) {
     case FolderEvent::Kind::kFile:
-      if (IsWanted(event.path)) settling_.Touch(event.path, Settling::Clock::now());
+      if (IsWanted(event.path)) settling_.Touch(event.path, WriteSettling::Clock::now());
       break;
     case FolderEvent::Kind::kFileMoved:
     case FolderEvent::Kind::kFolderMoved:
@@ -119,7 +119,7 @@ std::optional<SourceItem> WatchedSources::LookThrough() {
     if (age > options_.quiet) {
       return SourceItem{SourceItem::Kind::kSource, std::move(file->path), st.st_size, ""};
     }
-    settling_.Touch(file->path, Settling::Clock::now());
+    settling_.Touch(file->path, WriteSettling::Clock::now());
   }
 }
 

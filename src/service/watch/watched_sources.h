@@ -12,7 +12,7 @@
 #include "service/index/source_feed.h"
 #include "service/index/source_walk.h"
 #include "service/watch/folder_watch.h"
-#include "service/watch/settling.h"
+#include "service/watch/write_settling.h"
 
 namespace vexathumb::service {
 
@@ -55,7 +55,7 @@ class WatchedSources : public SourceFeed {
   const WatchOptions options_;
   const Note note_;
   std::optional<FolderWatch> watch_;
-  Settling settling_;
+  WriteSettling settling_;
   std::deque<std::string> to_look_through_;
   std::optional<SourceWalk> walk_;
 };

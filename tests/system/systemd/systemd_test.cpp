@@ -24,7 +24,7 @@
 #include "kit/pixels.h"
 #include "kit/run_tool.h"
 #include "kit/temp_dir.h"
-#include "service/store/build_turn.h"
+#include "service/store/build_slot.h"
 #include "system/web/http_client.h"
 #include "system/web/processes.h"
 

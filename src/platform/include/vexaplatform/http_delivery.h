@@ -18,7 +18,7 @@ VEXAPLATFORM_API int SendFileFromHere(const char* path, const char* mime);
 
 // Whether HttpFileResponder::Output(path, mime), called now for the current request, would leave
 // the file's bytes to the web server.
-VEXAPLATFORM_API bool WouldHandOver(const char* path);
+VEXAPLATFORM_API bool WouldOffload(const char* path);
 
 }  // namespace vexaplatform
 

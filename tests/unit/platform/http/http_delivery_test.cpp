@@ -38,7 +38,7 @@ class Delivery : public testing::Test {
 };
 
 TEST_F(Delivery, ByTheWebServerNamesTheFile) {
-  EXPECT_TRUE(WouldHandOver(kOldFile));
+  EXPECT_TRUE(WouldOffload(kOldFile));
   const std::string response = Send(kOldFile);
   EXPECT_EQ(HeaderOf(response, "X-Sendfile"), "/bin/sh");
   EXPECT_EQ(HeaderOf(response, "Content-Type"), "image/jpeg");
@@ -52,10 +52,10 @@ TEST_F(Delivery, ByTheWebServerNamesTheFile) {
 
 TEST_F(Delivery, ByTheWebServerFollowsTheMap) {
   settings_.Write("[http]\ndelivery = x-accel-redirect\nmap = /bin = /tools\n");
-  EXPECT_TRUE(WouldHandOver(kOldFile));
+  EXPECT_TRUE(WouldOffload(kOldFile));
   EXPECT_EQ(HeaderOf(Send(kOldFile), "X-Accel-Redirect"), "/tools/sh");
   settings_.Write("[http]\ndelivery = x-accel-redirect\nmap = /srv = /tools\n");
-  EXPECT_FALSE(WouldHandOver(kOldFile));
+  EXPECT_FALSE(WouldOffload(kOldFile));
   EXPECT_EQ(HeaderOf(Send(kOldFile), "X-Accel-Redirect"), "");
 }
 
@@ -101,7 +101,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Delivery, OfAFileThatJustChangedIsFromHere) {
   const vexathumb::kit::TempDir folder;
   vexathumb::kit::WriteFile(folder / "a.jpg", "body");
-  EXPECT_FALSE(WouldHandOver((folder / "a.jpg").c_str()));
+  EXPECT_FALSE(WouldOffload((folder / "a.jpg").c_str()));
   EXPECT_EQ(BodyOf(Send((folder / "a.jpg").c_str())), "bodylate");
 }
 
@@ -120,17 +120,17 @@ TEST_F(Delivery, FromHereAnswersConditions) {
 
 TEST_F(Delivery, OfWhatIsNoFileIsARefusal) {
   for (const char* path : {"/bin", "/dev/null", "/nonexistent"}) {
-    EXPECT_FALSE(WouldHandOver(path)) << path;
+    EXPECT_FALSE(WouldOffload(path)) << path;
     const Received received = ThroughPipe([path] { return SendFileFromHere(path, "image/jpeg"); });
     EXPECT_NE(received.result, 0) << path;
     EXPECT_EQ(received.text, "Cache-Control: early\r\nlate") << path;
   }
-  EXPECT_FALSE(WouldHandOver(nullptr));
+  EXPECT_FALSE(WouldOffload(nullptr));
 }
 
 TEST(NoDelivery, ByTheWebServerIsTheDefault) {
   const ScopedSettings settings("");
-  EXPECT_FALSE(WouldHandOver(kOldFile));
+  EXPECT_FALSE(WouldOffload(kOldFile));
   EXPECT_EQ(HeaderOf(Send(kOldFile), "X-Sendfile"), "");
 }
 

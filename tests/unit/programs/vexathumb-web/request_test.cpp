@@ -21,7 +21,7 @@ Request Read(std::vector<std::string> variables) {
 struct Address {
   const char* name;
   std::string uri;
-  Room room;
+  Route route;
   std::vector<std::string> path;
   std::string query;
 };
@@ -31,7 +31,7 @@ class RequestOf : public testing::TestWithParam<Address> {};
 TEST_P(RequestOf, AddressIsReadAsSent) {
   const Request request = Read({"REQUEST_METHOD=GET", "REQUEST_URI=" + GetParam().uri});
   EXPECT_EQ(request.method, "GET");
-  EXPECT_EQ(request.room, GetParam().room);
+  EXPECT_EQ(request.route, GetParam().route);
   EXPECT_EQ(request.path, GetParam().path);
   EXPECT_EQ(request.query, GetParam().query);
   EXPECT_EQ(request.base, "");
@@ -40,36 +40,36 @@ TEST_P(RequestOf, AddressIsReadAsSent) {
 INSTANTIATE_TEST_SUITE_P(
     , RequestOf,
     testing::Values(
-        Address{"Thumbnail", "/thumb/a/b.jpg?size=big", Room::kThumb, {"a", "b.jpg"}, "size=big"},
-        Address{"Album", "/album/", Room::kAlbum, {""}, ""},
-        Address{"AlbumWithoutSlash", "/album", Room::kAlbum, {}, ""},
-        Address{"Health", "/health", Room::kHealth, {}, ""},
+        Address{"Thumbnail", "/thumb/a/b.jpg?size=big", Route::kThumb, {"a", "b.jpg"}, "size=big"},
+        Address{"Album", "/album/", Route::kAlbum, {""}, ""},
+        Address{"AlbumWithoutSlash", "/album", Route::kAlbum, {}, ""},
+        Address{"Health", "/health", Route::kHealth, {}, ""},
         Address{
-            "EncodedBytes", "/thumb/a%20b/%C3%A9%ff", Room::kThumb, {"a b", "\xc3\xa9\xff"}, ""},
-        Address{"DecodedOnce", "/thumb/a/%252e%252e", Room::kThumb, {"a", "%2e%2e"}, ""},
-        Address{"DotsStay", "/thumb/a/../../etc", Room::kThumb, {"a", "..", "..", "etc"}, ""},
-        Address{"EncodedDotsStay", "/thumb/a/%2e%2E/b", Room::kThumb, {"a", "..", "b"}, ""},
-        Address{"EncodedSlashIsNoSeparator", "/thumb/a%2fb", Room::kThumb, {"a/b"}, ""},
-        Address{"DoubledSlash", "/thumb//a", Room::kThumb, {"", "a"}, ""},
-        Address{"SlashAtTheEnd", "/thumb/a/", Room::kThumb, {"a", ""}, ""},
-        Address{"EncodedQuestionMark", "/thumb/a%3Fb?x", Room::kThumb, {"a?b"}, "x"},
-        Address{"SecondQuestionMark", "/album/a?x=?", Room::kAlbum, {"a"}, "x=?"},
-        Address{"PlusStays", "/thumb/a+b", Room::kThumb, {"a+b"}, ""},
-        Address{"WithHost", "http://host:80/thumb/a?q", Room::kThumb, {"a"}, "q"},
-        Address{"HostAlone", "http://host", Room::kNone, {}, ""},
-        Address{"HostAndQuery", "http://host?q", Room::kNone, {}, "q"},
-        Address{"LongerName", "/thumbs/a", Room::kNone, {}, ""},
-        Address{"EncodedName", "/%74humb/a", Room::kNone, {}, ""},
-        Address{"OtherCase", "/Thumb/a", Room::kNone, {}, ""},
-        Address{"SlashBefore", "//thumb/a", Room::kNone, {}, ""},
-        Address{"Root", "/", Room::kNone, {}, ""}, Address{"Star", "*", Room::kNone, {}, ""}),
+            "EncodedBytes", "/thumb/a%20b/%C3%A9%ff", Route::kThumb, {"a b", "\xc3\xa9\xff"}, ""},
+        Address{"DecodedOnce", "/thumb/a/%252e%252e", Route::kThumb, {"a", "%2e%2e"}, ""},
+        Address{"DotsStay", "/thumb/a/../../etc", Route::kThumb, {"a", "..", "..", "etc"}, ""},
+        Address{"EncodedDotsStay", "/thumb/a/%2e%2E/b", Route::kThumb, {"a", "..", "b"}, ""},
+        Address{"EncodedSlashIsNoSeparator", "/thumb/a%2fb", Route::kThumb, {"a/b"}, ""},
+        Address{"DoubledSlash", "/thumb//a", Route::kThumb, {"", "a"}, ""},
+        Address{"SlashAtTheEnd", "/thumb/a/", Route::kThumb, {"a", ""}, ""},
+        Address{"EncodedQuestionMark", "/thumb/a%3Fb?x", Route::kThumb, {"a?b"}, "x"},
+        Address{"SecondQuestionMark", "/album/a?x=?", Route::kAlbum, {"a"}, "x=?"},
+        Address{"PlusStays", "/thumb/a+b", Route::kThumb, {"a+b"}, ""},
+        Address{"WithHost", "http://host:80/thumb/a?q", Route::kThumb, {"a"}, "q"},
+        Address{"HostAlone", "http://host", Route::kNone, {}, ""},
+        Address{"HostAndQuery", "http://host?q", Route::kNone, {}, "q"},
+        Address{"LongerName", "/thumbs/a", Route::kNone, {}, ""},
+        Address{"EncodedName", "/%74humb/a", Route::kNone, {}, ""},
+        Address{"OtherCase", "/Thumb/a", Route::kNone, {}, ""},
+        Address{"SlashBefore", "//thumb/a", Route::kNone, {}, ""},
+        Address{"Root", "/", Route::kNone, {}, ""}, Address{"Star", "*", Route::kNone, {}, ""}),
     [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Request, LeavesTheProgramsOwnAddressOut) {
   const Request request = Read({"REQUEST_METHOD=HEAD", "SCRIPT_NAME=/cgi-bin/vexathumb-web",
                                 "REQUEST_URI=/cgi-bin/vexathumb-web/thumb/a?size=big"});
   EXPECT_TRUE(request.IsHead());
-  EXPECT_EQ(request.room, Room::kThumb);
+  EXPECT_EQ(request.route, Route::kThumb);
   EXPECT_EQ(request.base, "/cgi-bin/vexathumb-web");
   EXPECT_THAT(request.path, testing::ElementsAre("a"));
   EXPECT_EQ(request.query, "size=big");
@@ -78,7 +78,7 @@ TEST(Request, LeavesTheProgramsOwnAddressOut) {
 TEST(Request, DoesNotMistakeARoomForTheProgram) {
   const Request request =
       Read({"REQUEST_METHOD=GET", "SCRIPT_NAME=/thumb", "REQUEST_URI=/thumb/thumb/a"});
-  EXPECT_EQ(request.room, Room::kThumb);
+  EXPECT_EQ(request.route, Route::kThumb);
   EXPECT_THAT(request.path, testing::ElementsAre("thumb", "a"));
 }
 

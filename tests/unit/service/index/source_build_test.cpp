@@ -18,8 +18,8 @@
 #include "kit/ssim.h"
 #include "service/build/reencoding.h"
 #include "service/picture/content_type.h"
-#include "service/store/build_turn.h"
-#include "service/store/failure_memory.h"
+#include "service/store/build_slot.h"
+#include "service/store/failure_record.h"
 #include "thumb/libvexathumb.h"
 #include "unit/service/processes.h"
 #include "unit/service/service_test.h"
@@ -283,8 +283,8 @@ TEST_F(SourceBuildTest, AFailureIsRememberedWithItsReason) {
   WriteUndecodable(source);
   const SourceReport report = Build(source);
   EXPECT_EQ(report.state, BuildState::kFailed);
-  ASSERT_TRUE(RememberedFailure(source));
-  EXPECT_EQ(RememberedFailure(source)->reason, report.cause.text);
+  ASSERT_TRUE(RecordedFailure(source));
+  EXPECT_EQ(RecordedFailure(source)->reason, report.cause.text);
   const int runs = machine_.Runs();
   EXPECT_TRUE(Build(source).is_known_failure);
   EXPECT_EQ(machine_.Runs(), runs);
@@ -299,7 +299,7 @@ TEST_F(SourceBuildTest, WhatCannotBeDoneAtTheMomentIsPostponed) {
   WritePhoto(source, {800, 600});
   machine_.on_run = [](const auto&, const auto&) { return ToolFault::kTerminated; };
   EXPECT_EQ(Build(source).state, BuildState::kPostponed);
-  EXPECT_FALSE(RememberedFailure(source));
+  EXPECT_FALSE(RecordedFailure(source));
   EXPECT_THAT(Stored(source), IsEmpty());
 }
 

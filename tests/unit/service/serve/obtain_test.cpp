@@ -11,7 +11,7 @@
 #include "kit/files.h"
 #include "kit/fixtures.h"
 #include "kit/pixels.h"
-#include "service/store/failure_memory.h"
+#include "service/store/failure_record.h"
 #include "unit/service/service_test.h"
 #include "unit/service/x3f.h"
 
@@ -234,7 +234,7 @@ TEST_F(ObtainTest, AFailureIsRememberedAndAnsweredQuickly) {
   EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
   const int runs = machine_.Runs();
   EXPECT_GT(runs, 0);
-  const auto failure = RememberedFailure(source_);
+  const auto failure = RecordedFailure(source_);
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->tool, "/usr/bin/convert");
   const Thumbnail again = Obtain(ForLabel(source_, kSmall));
@@ -286,7 +286,7 @@ TEST_P(MachineFaultTest, IsSaidAndNotRememberedOfTheSource) {
   const Thumbnail answer = Obtain(ForLabel(source, kBig));
   EXPECT_EQ(answer.outcome, Obtained::kToolFault);
   EXPECT_THAT(answer.reason, HasSubstr(GetParam().reason));
-  EXPECT_FALSE(RememberedFailure(source));
+  EXPECT_FALSE(RecordedFailure(source));
 }
 
 void WriteTiffSource(const std::string& path) { kit::WriteTiff(path, {{800, 600}, 0}); }
@@ -370,7 +370,7 @@ TEST_F(ObtainTest, ASourceThatIsDamagedMeanwhileIsNotRememberedAsItIsNow) {
     return ToolFault::kNone;
   };
   EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
-  EXPECT_FALSE(RememberedFailure(source_));
+  EXPECT_FALSE(RecordedFailure(source_));
 }
 
 TEST_F(ObtainTest, AThrowAwayPictureIsTheCallers) {

@@ -12,7 +12,7 @@
 #include "kit/fixtures.h"
 #include "kit/pixels.h"
 #include "service/serve/obtain.h"
-#include "service/store/failure_memory.h"
+#include "service/store/failure_record.h"
 #include "unit/service/processes.h"
 #include "unit/service/service_test.h"
 
@@ -79,7 +79,7 @@ TEST_F(ObtainTogetherTest, AnUnusableSourceIsTriedOnceForAll) {
   EXPECT_EQ(AskTogether(ForLabel(source_, kMedium), Obtained::kUnusable), kProcesses);
   EXPECT_EQ(machine_.Runs("djpeg"), 1);
   EXPECT_EQ(machine_.Runs("convert"), 1);
-  EXPECT_EQ(RememberedFailure(source_)->attempts, 1);
+  EXPECT_EQ(RecordedFailure(source_)->attempts, 1);
 }
 
 TEST_F(ObtainTogetherTest, OneNameInManyFoldersIsBuiltRightForEach) {
@@ -118,7 +118,7 @@ TEST_F(HeldLockTest, DoesNotDelayASourceThatServesAsItIs) {
   EXPECT_EQ(Obtain(ForLabel(source_, kOriginal)).outcome, Obtained::kPicture);
 }
 
-TEST_F(HeldLockTest, DoesNotDelayARememberedFailure) {
+TEST_F(HeldLockTest, DoesNotDelayARecordedFailure) {
   WriteUndecodable(source_);
   ASSERT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kUnusable);
   const SourceLock lock(options_.lock_directory, source_);
@@ -150,7 +150,7 @@ TEST_F(ObtainTogetherTest, TooManyBuildsAreRefused) {
   WritePhoto(source_, {800, 600});
   options_.limits = {1, 0};
   {
-    const auto turn = BuildTurn::Take(options_.lock_directory, options_.limits);
+    const auto turn = BuildSlot::Take(options_.lock_directory, options_.limits);
     const Thumbnail answer = Obtain(ForLabel(source_, kMedium));
     EXPECT_EQ(answer.outcome, Obtained::kOverload);
     EXPECT_EQ(answer.reason, "too many thumbnails are being built");
@@ -163,7 +163,7 @@ TEST_F(ObtainTogetherTest, AnOverloadDoesNotKeepStoredOnesBack) {
   WritePhoto(source_, {800, 600});
   options_.limits = {1, 0};
   ASSERT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kPicture);
-  const auto turn = BuildTurn::Take(options_.lock_directory, options_.limits);
+  const auto turn = BuildSlot::Take(options_.lock_directory, options_.limits);
   EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kPicture);
 }
 

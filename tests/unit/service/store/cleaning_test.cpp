@@ -8,7 +8,7 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
-#include "service/store/build_turn.h"
+#include "service/store/build_slot.h"
 #include "service/store/store_files.h"
 #include "unit/service/processes.h"
 #include "unit/service/service_test.h"

@@ -1,4 +1,4 @@
-#include "service/serve/inspection_memory.h"
+#include "service/serve/metadata_cache.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -16,9 +16,9 @@ namespace {
 constexpr char kJpeg[] = "\xff\xd8\xff\xe0 thumbnail";
 constexpr int kTurned = 6;  // orientation
 
-class InspectionMemoryTest : public ServiceTest {
+class MetadataCacheTest : public ServiceTest {
  protected:
-  InspectionMemoryTest() {
+  MetadataCacheTest() {
     WritePhoto(source_, {800, 600}, kTurned);
     machine_.clock_ahead = 60;  // the photograph is not new
   }
@@ -27,22 +27,22 @@ class InspectionMemoryTest : public ServiceTest {
     const ThumbnailRequest request = ForLabel(source_, kSmall);
     struct stat before = {};
     ASSERT_EQ(stat(source_.c_str(), &before), 0);
-    RememberInspection(source_, before, Inspected(request));
+    CacheMetadata(source_, before, Inspected(request));
   }
 
   const std::string source_ = Picture("a.jpg");
 };
 
-TEST_F(InspectionMemoryTest, KnowsNothingAtFirst) {
-  EXPECT_FALSE(RecallInspection(ForLabel(source_, kSmall)));
+TEST_F(MetadataCacheTest, KnowsNothingAtFirst) {
+  EXPECT_FALSE(CachedMetadata(ForLabel(source_, kSmall)));
 }
 
-TEST_F(InspectionMemoryTest, RecallsASourceForAnotherRequest) {
+TEST_F(MetadataCacheTest, RecallsASourceForAnotherRequest) {
   InspectAndRemember();
   ThumbnailRequest request = ForBox(source_, 300, 200);
   request.turns = 2;
   request.avatar = true;
-  const auto recalled = RecallInspection(request);
+  const auto recalled = CachedMetadata(request);
   ASSERT_TRUE(recalled);
   const ThumbInfo inspected = Inspected(request);
   EXPECT_TRUE(recalled->IsGood());
@@ -52,20 +52,20 @@ TEST_F(InspectionMemoryTest, RecallsASourceForAnotherRequest) {
   EXPECT_EQ(recalled->GetAvatarThumbEAName(), inspected.GetAvatarThumbEAName());
 }
 
-TEST_F(InspectionMemoryTest, ForgetsASourceThatHasBeenWrittenAnew) {
+TEST_F(MetadataCacheTest, ForgetsASourceThatHasBeenWrittenAnew) {
   InspectAndRemember();
-  ASSERT_TRUE(RecallInspection(ForLabel(source_, kSmall)));
+  ASSERT_TRUE(CachedMetadata(ForLabel(source_, kSmall)));
   WritePhoto(source_, {800, 600});  // which puts the former time of modification back
-  EXPECT_FALSE(RecallInspection(ForLabel(source_, kSmall)));
+  EXPECT_FALSE(CachedMetadata(ForLabel(source_, kSmall)));
 }
 
-TEST_F(InspectionMemoryTest, KnowsNothingOfASourceThatHasGone) {
+TEST_F(MetadataCacheTest, KnowsNothingOfASourceThatHasGone) {
   InspectAndRemember();
   std::filesystem::remove(source_);
-  EXPECT_FALSE(RecallInspection(ForLabel(source_, kSmall)));
+  EXPECT_FALSE(CachedMetadata(ForLabel(source_, kSmall)));
 }
 
-class RepeatedRequestTest : public InspectionMemoryTest {};
+class RepeatedRequestTest : public MetadataCacheTest {};
 
 TEST_F(RepeatedRequestTest, FindsTheStoredThumbnailWithoutReadingTheSource) {
   WriteStored(source_, "VEXAFILE_THUMB_S_r1.jpg", kJpeg);

@@ -1,10 +1,10 @@
-#include "service/watch/settling.h"
+#include "service/watch/write_settling.h"
 
 #include <sys/stat.h>
 
 namespace vexathumb::service {
 
-void Settling::Touch(const std::string& path, Clock::time_point now) {
+void WriteSettling::Touch(const std::string& path, Clock::time_point now) {
   const auto known = files_.find(path);
   if (known != files_.end()) {
     by_time_.erase(known->second.place);
@@ -15,7 +15,7 @@ void Settling::Touch(const std::string& path, Clock::time_point now) {
   }
 }
 
-std::optional<std::string> Settling::Take(Clock::time_point now) {
+std::optional<std::string> WriteSettling::Take(Clock::time_point now) {
   while (!by_time_.empty() && by_time_.begin()->first <= now) {
     const std::string path = by_time_.begin()->second;
     const Look before = files_.at(path).look;
@@ -29,7 +29,7 @@ std::optional<std::string> Settling::Take(Clock::time_point now) {
   return std::nullopt;
 }
 
-std::optional<Settling::Look> Settling::LookAt(const std::string& path) {
+std::optional<WriteSettling::Look> WriteSettling::LookAt(const std::string& path) {
   struct stat st = {};
   if (lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
   return Look{st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec};

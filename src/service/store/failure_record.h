@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_SERVICE_STORE_FAILURE_MEMORY_H_
-#define VEXATHUMB_SERVICE_STORE_FAILURE_MEMORY_H_
+#ifndef VEXATHUMB_SERVICE_STORE_FAILURE_RECORD_H_
+#define VEXATHUMB_SERVICE_STORE_FAILURE_RECORD_H_
 
 #include <sys/stat.h>
 
@@ -23,17 +23,17 @@ struct BuildFailure {
 constexpr char kFailureEntryName[] = "VEXATHUMB_FAILURE.json";
 
 // What is remembered of the source as it is now.
-std::optional<BuildFailure> RememberedFailure(const std::string& source);
+std::optional<BuildFailure> RecordedFailure(const std::string& source);
 
 // Remembers a failure, counting the attempts at the same bytes. `tried` is the source's status from
 // before the attempt: one that has changed in the meantime has not been tried as it is now. A store
 // that cannot be written remembers nothing.
-void RememberFailure(const std::string& source, const struct stat& tried, const std::string& reason,
-                     const std::string& tool);
+void RecordFailure(const std::string& source, const struct stat& tried, const std::string& reason,
+                   const std::string& tool);
 
 // Forgets it, so that the source is tried again.
-void ForgetFailure(const std::string& source);
+void RemoveFailureRecord(const std::string& source);
 
 }  // namespace vexathumb::service
 
-#endif  // VEXATHUMB_SERVICE_STORE_FAILURE_MEMORY_H_
+#endif  // VEXATHUMB_SERVICE_STORE_FAILURE_RECORD_H_

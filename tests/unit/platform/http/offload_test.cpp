@@ -1,4 +1,4 @@
-#include "platform/http/hand_over.h"
+#include "platform/http/offload.h"
 
 #include <gtest/gtest.h>
 
@@ -34,16 +34,16 @@ struct Path {
   std::string header;
 };
 
-class HandOver : public testing::TestWithParam<Path> {};
+class Offload : public testing::TestWithParam<Path> {};
 
-TEST_P(HandOver, OfThePath) {
-  EXPECT_EQ(TextOf(HandOverHeader(Delivering(GetParam().delivery), HttpRequest(), GetParam().path,
-                                  FileThatChanged(60), kNow)),
+TEST_P(Offload, OfThePath) {
+  EXPECT_EQ(TextOf(OffloadHeader(Delivering(GetParam().delivery), HttpRequest(), GetParam().path,
+                                 FileThatChanged(60), kNow)),
             GetParam().header);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    BySendfile, HandOver,
+    BySendfile, Offload,
     testing::Values(
         Path{"Plain", HttpDelivery::kXSendfile, "/srv/a-b_c.~1.jpg",
              "X-Sendfile: /srv/a-b_c.~1.jpg"},
@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return std::string(test.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(
-    ByAccelRedirect, HandOver,
+    ByAccelRedirect, Offload,
     testing::Values(Path{"Mapped", HttpDelivery::kXAccelRedirect, "/srv/a/b.jpg",
                          "X-Accel-Redirect: /files/a/b.jpg"},
                     Path{"NearestFolder", HttpDelivery::kXAccelRedirect, "/srv/photo/b.jpg",
@@ -86,18 +86,18 @@ INSTANTIATE_TEST_SUITE_P(
                     Path{"Up", HttpDelivery::kXAccelRedirect, "/srv/../etc/passwd", kHere}),
     [](const auto& test) { return std::string(test.param.name); });
 
-INSTANTIATE_TEST_SUITE_P(Otherwise, HandOver,
+INSTANTIATE_TEST_SUITE_P(Otherwise, Offload,
                          testing::Values(Path{"Self", HttpDelivery::kSelf, "/srv/a", kHere}),
                          [](const auto& test) { return std::string(test.param.name); });
 
-TEST(HandOver, ToTheRootsMapping) {
+TEST(Offload, ToTheRootsMapping) {
   HttpSettings settings;
   settings.delivery = HttpDelivery::kXAccelRedirect;
   settings.map = {{"/", "/all"}};
-  EXPECT_EQ(TextOf(HandOverHeader(settings, HttpRequest(), "/a/b", FileThatChanged(60), kNow)),
+  EXPECT_EQ(TextOf(OffloadHeader(settings, HttpRequest(), "/a/b", FileThatChanged(60), kNow)),
             "X-Accel-Redirect: /all/a/b");
   settings.map = {{"/a", "/"}};
-  EXPECT_EQ(TextOf(HandOverHeader(settings, HttpRequest(), "/a/b", FileThatChanged(60), kNow)),
+  EXPECT_EQ(TextOf(OffloadHeader(settings, HttpRequest(), "/a/b", FileThatChanged(60), kNow)),
             "X-Accel-Redirect: /b");
 }
 
@@ -107,16 +107,16 @@ struct Age {
   bool is_handed_over;
 };
 
-class HandOverOfAFile : public testing::TestWithParam<Age> {};
+class OffloadOfAFile : public testing::TestWithParam<Age> {};
 
-TEST_P(HandOverOfAFile, ThatChanged) {
-  EXPECT_EQ(HandOverHeader(Delivering(HttpDelivery::kXSendfile), HttpRequest(), "/srv/a",
-                           FileThatChanged(GetParam().seconds), kNow)
+TEST_P(OffloadOfAFile, ThatChanged) {
+  EXPECT_EQ(OffloadHeader(Delivering(HttpDelivery::kXSendfile), HttpRequest(), "/srv/a",
+                          FileThatChanged(GetParam().seconds), kNow)
                 .has_value(),
             GetParam().is_handed_over);
 }
 
-INSTANTIATE_TEST_SUITE_P(, HandOverOfAFile,
+INSTANTIATE_TEST_SUITE_P(, OffloadOfAFile,
                          testing::Values(Age{"Now", 0, false}, Age{"AMomentAgo", 4, false},
                                          Age{"AWhileAgo", 5, true}, Age{"InTheFuture", -10, false}),
                          [](const auto& test) { return std::string(test.param.name); });
@@ -139,17 +139,17 @@ HttpRequest WithBothNewsConditions() {
   return request;
 }
 
-class HandOverForARequest : public testing::TestWithParam<Conditions> {};
+class OffloadForARequest : public testing::TestWithParam<Conditions> {};
 
-TEST_P(HandOverForARequest, With) {
-  EXPECT_EQ(HandOverHeader(Delivering(HttpDelivery::kXSendfile), GetParam().request, "/srv/a",
-                           FileThatChanged(60), kNow)
+TEST_P(OffloadForARequest, With) {
+  EXPECT_EQ(OffloadHeader(Delivering(HttpDelivery::kXSendfile), GetParam().request, "/srv/a",
+                          FileThatChanged(60), kNow)
                 .has_value(),
             GetParam().is_handed_over);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , HandOverForARequest,
+    , OffloadForARequest,
     testing::Values(
         Conditions{"None", HttpRequest(), true},
         Conditions{"Head", With(&HttpRequest::method, "HEAD"), true},

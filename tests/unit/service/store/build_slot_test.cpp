@@ -1,4 +1,4 @@
-#include "service/store/build_turn.h"
+#include "service/store/build_slot.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -103,22 +103,22 @@ TEST_F(SourceLockTest, TheNumberOfFilesIsBounded) {
 
 bool Never() { return false; }
 
-class BuildTurnTest : public ServiceTest {
+class BuildSlotTest : public ServiceTest {
  protected:
   std::unique_ptr<Holder> Hold(const BuildLimits& limits) const {
     const std::string directory = options_.lock_directory;
     return std::make_unique<Holder>([directory, limits] {
-      auto turn = BuildTurn::Take(directory, limits);
+      auto turn = BuildSlot::Take(directory, limits);
       if (!turn) throw std::runtime_error("no turn");
       return turn;
     });
   }
-  std::optional<BuildTurn> Take(const BuildLimits& limits) const {
-    return BuildTurn::Take(options_.lock_directory, limits);
+  std::optional<BuildSlot> Take(const BuildLimits& limits) const {
+    return BuildSlot::Take(options_.lock_directory, limits);
   }
   // Background work that has a turn and gives way when it is told to; 0 when it has one again.
   int TakeAndGiveWay(const BuildLimits& limits, const Signal& taken, const Signal& give_way) const {
-    BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
+    BackgroundSlot turn(options_.lock_directory, "/s/a.jpg", limits);
     if (!turn.Take(Never)) return 1;
     taken.Give();
     give_way.Await();
@@ -130,7 +130,7 @@ class BuildTurnTest : public ServiceTest {
   }
 };
 
-TEST_F(BuildTurnTest, AsManyBuildAtOnceAsThereAreBuilders) {
+TEST_F(BuildSlotTest, AsManyBuildAtOnceAsThereAreBuilders) {
   const BuildLimits limits = {3, 0};
   std::vector<std::unique_ptr<Holder>> builders;
   for (int i = 0; i < 3; ++i) {
@@ -142,7 +142,7 @@ TEST_F(BuildTurnTest, AsManyBuildAtOnceAsThereAreBuilders) {
   EXPECT_TRUE(Take(limits));
 }
 
-TEST_F(BuildTurnTest, ATurnIsOverWithItsObject) {
+TEST_F(BuildSlotTest, ATurnIsOverWithItsObject) {
   const BuildLimits limits = {1, 0};
   {
     const auto turn = Take(limits);
@@ -152,7 +152,7 @@ TEST_F(BuildTurnTest, ATurnIsOverWithItsObject) {
   EXPECT_TRUE(Take(limits));
 }
 
-TEST_F(BuildTurnTest, OnlySoManyWait) {
+TEST_F(BuildSlotTest, OnlySoManyWait) {
   const BuildLimits limits = {1, 2};
   const auto builder = Hold(limits);
   builder->AwaitTaken();
@@ -164,7 +164,7 @@ TEST_F(BuildTurnTest, OnlySoManyWait) {
   builder->Release();
 }
 
-TEST_F(BuildTurnTest, TheWaitingGetTheirTurnOneAfterAnother) {
+TEST_F(BuildSlotTest, TheWaitingGetTheirTurnOneAfterAnother) {
   const BuildLimits limits = {1, 2};
   auto builder = Hold(limits);
   builder->AwaitTaken();
@@ -181,7 +181,7 @@ TEST_F(BuildTurnTest, TheWaitingGetTheirTurnOneAfterAnother) {
   for (const auto& process : waiting) EXPECT_EQ(process->Wait(), 0);
 }
 
-TEST_F(BuildTurnTest, AWaiterTakesWhicheverPlaceBecomesFree) {
+TEST_F(BuildSlotTest, AWaiterTakesWhicheverPlaceBecomesFree) {
   const BuildLimits limits = {2, 2};
   for (const int free : {0, 1}) {
     std::vector<std::unique_ptr<Holder>> builders;
@@ -197,7 +197,7 @@ TEST_F(BuildTurnTest, AWaiterTakesWhicheverPlaceBecomesFree) {
   }
 }
 
-TEST_F(BuildTurnTest, TurnsAreReleasedOnDeath) {
+TEST_F(BuildSlotTest, TurnsAreReleasedOnDeath) {
   const BuildLimits limits = {1, 1};
   const auto builder = Hold(limits);
   builder->AwaitTaken();
@@ -209,30 +209,30 @@ TEST_F(BuildTurnTest, TurnsAreReleasedOnDeath) {
   EXPECT_TRUE(Take(limits));
 }
 
-TEST_F(BuildTurnTest, ThereIsAlwaysOneBuilder) { EXPECT_TRUE(Take({0, 0})); }
+TEST_F(BuildSlotTest, ThereIsAlwaysOneBuilder) { EXPECT_TRUE(Take({0, 0})); }
 
-TEST_F(BuildTurnTest, BackgroundWorkTakesAFreePlace) {
-  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", {1, 0});
+TEST_F(BuildSlotTest, BackgroundWorkTakesAFreePlace) {
+  BackgroundSlot turn(options_.lock_directory, "/s/a.jpg", {1, 0});
   EXPECT_TRUE(turn.Take(Never));
   EXPECT_FALSE(LockFile(options_.lock_directory, "builder.0").TryLock());
 }
 
-TEST_F(BuildTurnTest, BackgroundWorkThatGivesUpHasNoPlace) {
+TEST_F(BuildSlotTest, BackgroundWorkThatGivesUpHasNoPlace) {
   const auto builder = Hold({1, 0});
   builder->AwaitTaken();
-  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", {1, 0});
+  BackgroundSlot turn(options_.lock_directory, "/s/a.jpg", {1, 0});
   int asked = 0;
   EXPECT_FALSE(turn.Take([&asked] { return ++asked == 3; }));
   EXPECT_EQ(asked, 3);
 }
 
-TEST_F(BuildTurnTest, BackgroundWorkKeepsItsPlaceWhileNobodyWaits) {
-  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", {1, 1});
+TEST_F(BuildSlotTest, BackgroundWorkKeepsItsPlaceWhileNobodyWaits) {
+  BackgroundSlot turn(options_.lock_directory, "/s/a.jpg", {1, 1});
   ASSERT_TRUE(turn.Take(Never));
   EXPECT_TRUE(turn.GiveWay([] { return true; }));
 }
 
-TEST_F(BuildTurnTest, BackgroundWorkLetsThoseWhoWaitGoFirst) {
+TEST_F(BuildSlotTest, BackgroundWorkLetsThoseWhoWaitGoFirst) {
   const BuildLimits limits = {1, 1};
   const Signal taken;
   const Signal give_way;
@@ -247,7 +247,7 @@ TEST_F(BuildTurnTest, BackgroundWorkLetsThoseWhoWaitGoFirst) {
   EXPECT_EQ(background.Wait(), 0);
 }
 
-TEST_F(BuildTurnTest, BackgroundWorkLetsThoseWhoWaitForItsSourceGoFirst) {
+TEST_F(BuildSlotTest, BackgroundWorkLetsThoseWhoWaitForItsSourceGoFirst) {
   const BuildLimits limits = {1, 0};
   const Signal taken;
   const Signal give_way;
@@ -265,13 +265,13 @@ TEST_F(BuildTurnTest, BackgroundWorkLetsThoseWhoWaitForItsSourceGoFirst) {
   EXPECT_EQ(background.Wait(), 0);
 }
 
-TEST_F(BuildTurnTest, BackgroundWorkDoesNotPassThoseWhoWait) {
+TEST_F(BuildSlotTest, BackgroundWorkDoesNotPassThoseWhoWait) {
   const BuildLimits limits = {1, 1};
   const auto builder = Hold(limits);
   builder->AwaitTaken();
   const auto waiting = Hold(limits);
   AwaitHeld("line");
-  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
+  BackgroundSlot turn(options_.lock_directory, "/s/a.jpg", limits);
   int asked = 0;
   EXPECT_FALSE(turn.Take([&] {
     if (++asked == 1) builder->Release();
@@ -281,11 +281,11 @@ TEST_F(BuildTurnTest, BackgroundWorkDoesNotPassThoseWhoWait) {
   waiting->Release();
 }
 
-TEST_F(BuildTurnTest, BackgroundWorkWaitsForASourceWithoutAPlace) {
+TEST_F(BuildSlotTest, BackgroundWorkWaitsForASourceWithoutAPlace) {
   const BuildLimits limits = {1, 0};
   Holder other([&] { return std::make_unique<SourceLock>(options_.lock_directory, "/s/a.jpg"); });
   other.AwaitTaken();
-  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", limits);
+  BackgroundSlot turn(options_.lock_directory, "/s/a.jpg", limits);
   int asked = 0;
   EXPECT_FALSE(turn.Take([&] { return !Take(limits) || ++asked == 3; }));
   EXPECT_EQ(asked, 3);
@@ -293,10 +293,10 @@ TEST_F(BuildTurnTest, BackgroundWorkWaitsForASourceWithoutAPlace) {
   EXPECT_TRUE(turn.Take(Never));
 }
 
-TEST_F(BuildTurnTest, BackgroundWorkWaitsForAPlaceWithoutTheSource) {
+TEST_F(BuildSlotTest, BackgroundWorkWaitsForAPlaceWithoutTheSource) {
   const auto builder = Hold({1, 0});
   builder->AwaitTaken();
-  BackgroundTurn turn(options_.lock_directory, "/s/a.jpg", {1, 0});
+  BackgroundSlot turn(options_.lock_directory, "/s/a.jpg", {1, 0});
   int asked = 0;
   EXPECT_FALSE(turn.Take([&] {
     const SourceLock request(options_.lock_directory, "/s/a.jpg");
@@ -305,7 +305,7 @@ TEST_F(BuildTurnTest, BackgroundWorkWaitsForAPlaceWithoutTheSource) {
 }
 
 // Every process notes how many are building while it does.
-TEST_F(BuildTurnTest, ManyProcessesNeverBuildMoreAtOnce) {
+TEST_F(BuildSlotTest, ManyProcessesNeverBuildMoreAtOnce) {
   const BuildLimits limits = {2, 20};
   const int journal = open((elsewhere_ / "journal").c_str(), O_CREAT | O_RDWR | O_APPEND, 0600);
   std::vector<std::unique_ptr<Process>> processes;

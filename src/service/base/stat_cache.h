@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_SERVICE_BASE_STATUS_MEMORY_H_
-#define VEXATHUMB_SERVICE_BASE_STATUS_MEMORY_H_
+#ifndef VEXATHUMB_SERVICE_BASE_STAT_CACHE_H_
+#define VEXATHUMB_SERVICE_BASE_STAT_CACHE_H_
 
 #include <sys/stat.h>
 
@@ -15,14 +15,14 @@
 namespace vexathumb::service {
 
 // What this process has lately read of files, each until its status says that the file has changed.
-// A bounded number is remembered: each file has one place, by its path, and of two with the same
-// place the later is remembered. Callable from several threads.
+// A bounded number is kept: each file has one place, by its path, and of two with the same
+// place the later stays. Callable from several threads.
 template <typename Value>
-class StatusMemory {
+class StatCache {
  public:
-  // `status` is the file's from before it was read. Nothing is remembered of a file that changed so
+  // `status` is the file's from before it was read. Nothing is kept of a file that changed so
   // recently that another change might leave no trace in its status.
-  void Remember(const std::string& path, const struct stat& status, Value value) {
+  void Put(const std::string& path, const struct stat& status, Value value) {
     constexpr time_t kCoarsestClock = 2;  // seconds; of the file systems that a share may lie on
     if (status.st_ctim.tv_sec + kCoarsestClock >= time(nullptr)) return;
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -32,7 +32,7 @@ class StatusMemory {
   }
 
   // `status` is the file's of now.
-  std::optional<Value> Recall(const std::string& path, const struct stat& status) {
+  std::optional<Value> Get(const std::string& path, const struct stat& status) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const std::optional<Entry>& place = PlaceOf(path);
     if (!place || place->path != path || place->identity != IdentityOf(status)) return std::nullopt;
@@ -65,4 +65,4 @@ class StatusMemory {
 
 }  // namespace vexathumb::service
 
-#endif  // VEXATHUMB_SERVICE_BASE_STATUS_MEMORY_H_
+#endif  // VEXATHUMB_SERVICE_BASE_STAT_CACHE_H_

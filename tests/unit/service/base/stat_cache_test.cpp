@@ -1,4 +1,4 @@
-#include "service/base/status_memory.h"
+#include "service/base/stat_cache.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -17,9 +17,9 @@ namespace {
 
 using kit::CaseName;
 
-class StatusMemoryTest : public ServiceTest {
+class StatCacheTest : public ServiceTest {
  protected:
-  StatusMemoryTest() {
+  StatCacheTest() {
     kit::WriteFile(file_, "content");
     machine_.clock_ahead = 60;  // the file is not new
   }
@@ -31,33 +31,33 @@ class StatusMemoryTest : public ServiceTest {
   }
 
   const std::string file_ = Picture("a");
-  StatusMemory<std::string> memory_;
+  StatCache<std::string> cache_;
 };
 
-TEST_F(StatusMemoryTest, KnowsNothingAtFirst) {
-  EXPECT_EQ(memory_.Recall(file_, StatusOf(file_)), std::nullopt);
+TEST_F(StatCacheTest, KnowsNothingAtFirst) {
+  EXPECT_EQ(cache_.Get(file_, StatusOf(file_)), std::nullopt);
 }
 
-TEST_F(StatusMemoryTest, RecallsWhatWasReadLast) {
-  memory_.Remember(file_, StatusOf(file_), "one");
-  memory_.Remember(file_, StatusOf(file_), "other");
-  EXPECT_EQ(memory_.Recall(file_, StatusOf(file_)), "other");
+TEST_F(StatCacheTest, FindsWhatWasReadLast) {
+  cache_.Put(file_, StatusOf(file_), "one");
+  cache_.Put(file_, StatusOf(file_), "other");
+  EXPECT_EQ(cache_.Get(file_, StatusOf(file_)), "other");
 }
 
-TEST_F(StatusMemoryTest, DoesNotTakeUpAFileThatHasJustChanged) {
+TEST_F(StatCacheTest, DoesNotTakeUpAFileThatHasJustChanged) {
   machine_.clock_ahead = 0;
-  memory_.Remember(file_, StatusOf(file_), "content");
-  EXPECT_EQ(memory_.Recall(file_, StatusOf(file_)), std::nullopt);
+  cache_.Put(file_, StatusOf(file_), "content");
+  EXPECT_EQ(cache_.Get(file_, StatusOf(file_)), std::nullopt);
 }
 
-TEST_F(StatusMemoryTest, StaysBounded) {
+TEST_F(StatCacheTest, StaysBounded) {
   constexpr int kMore = 3000;
   for (int i = 0; i < kMore; ++i) {
-    memory_.Remember(file_ + std::to_string(i), StatusOf(file_), "content");
+    cache_.Put(file_ + std::to_string(i), StatusOf(file_), "content");
   }
   int recalled = 0;
   for (int i = 0; i < kMore; ++i) {
-    if (memory_.Recall(file_ + std::to_string(i), StatusOf(file_))) ++recalled;
+    if (cache_.Get(file_ + std::to_string(i), StatusOf(file_))) ++recalled;
   }
   EXPECT_GT(recalled, 0);
   EXPECT_LE(recalled, 1024);
@@ -68,13 +68,13 @@ struct ChangeCase {
   std::function<void(const std::string& file)> make;
 };
 
-class ChangedFileTest : public StatusMemoryTest, public testing::WithParamInterface<ChangeCase> {};
+class ChangedFileTest : public StatCacheTest, public testing::WithParamInterface<ChangeCase> {};
 
 TEST_P(ChangedFileTest, IsForgotten) {
-  memory_.Remember(file_, StatusOf(file_), "content");
-  ASSERT_EQ(memory_.Recall(file_, StatusOf(file_)), "content");
+  cache_.Put(file_, StatusOf(file_), "content");
+  ASSERT_EQ(cache_.Get(file_, StatusOf(file_)), "content");
   GetParam().make(file_);
-  EXPECT_EQ(memory_.Recall(file_, StatusOf(file_)), std::nullopt);
+  EXPECT_EQ(cache_.Get(file_, StatusOf(file_)), std::nullopt);
 }
 
 void KeepTime(const std::string& file, const std::function<void()>& change) {

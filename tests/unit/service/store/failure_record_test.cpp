@@ -1,4 +1,4 @@
-#include "service/store/failure_memory.h"
+#include "service/store/failure_record.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,9 +21,9 @@ using testing::IsEmpty;
 
 constexpr char kEntry[] = "VEXATHUMB_FAILURE.json";
 
-class FailureMemoryTest : public ServiceTest {
+class FailureRecordTest : public ServiceTest {
  protected:
-  FailureMemoryTest() {
+  FailureRecordTest() {
     kit::WriteFile(source_, "no picture");
     SetModificationTime(source_, kSourceTime);
   }
@@ -33,16 +33,16 @@ class FailureMemoryTest : public ServiceTest {
     stat(source_.c_str(), &st);
     return st;
   }
-  void Remember() const { RememberFailure(source_, Status(), "it is damaged", "/usr/bin/convert"); }
+  void Remember() const { RecordFailure(source_, Status(), "it is damaged", "/usr/bin/convert"); }
 
   const std::string source_ = Picture("a.jpg");
 };
 
-TEST_F(FailureMemoryTest, NothingIsRememberedAtFirst) { EXPECT_FALSE(RememberedFailure(source_)); }
+TEST_F(FailureRecordTest, NothingIsRememberedAtFirst) { EXPECT_FALSE(RecordedFailure(source_)); }
 
-TEST_F(FailureMemoryTest, ReasonAndToolAreRemembered) {
+TEST_F(FailureRecordTest, ReasonAndToolAreRemembered) {
   Remember();
-  const auto failure = RememberedFailure(source_);
+  const auto failure = RecordedFailure(source_);
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->reason, "it is damaged");
   EXPECT_EQ(failure->tool, "/usr/bin/convert");
@@ -50,27 +50,27 @@ TEST_F(FailureMemoryTest, ReasonAndToolAreRemembered) {
   EXPECT_THAT(Stored(source_), ElementsAre(kEntry));
 }
 
-TEST_F(FailureMemoryTest, AttemptsAtTheSameBytesAreCounted) {
+TEST_F(FailureRecordTest, AttemptsAtTheSameBytesAreCounted) {
   for (int i = 0; i < 3; ++i) Remember();
-  EXPECT_EQ(RememberedFailure(source_)->attempts, 3);
+  EXPECT_EQ(RecordedFailure(source_)->attempts, 3);
 }
 
-TEST_F(FailureMemoryTest, ForgettingForgets) {
+TEST_F(FailureRecordTest, ForgettingForgets) {
   Remember();
-  ForgetFailure(source_);
-  EXPECT_FALSE(RememberedFailure(source_));
+  RemoveFailureRecord(source_);
+  EXPECT_FALSE(RecordedFailure(source_));
   Remember();
-  EXPECT_EQ(RememberedFailure(source_)->attempts, 1);
+  EXPECT_EQ(RecordedFailure(source_)->attempts, 1);
 }
 
-TEST_F(FailureMemoryTest, ForgettingNothingIsNoFault) {
-  ForgetFailure(source_);
+TEST_F(FailureRecordTest, ForgettingNothingIsNoFault) {
+  RemoveFailureRecord(source_);
   EXPECT_THAT(NamesIn(share_.path()), ElementsAre("a.jpg"));
 }
 
-TEST_F(FailureMemoryTest, BytesThatAreNoTextAreKept) {
-  RememberFailure(source_, Status(), "line\nwith \xff \"quotes\"", "");
-  const auto failure = RememberedFailure(source_);
+TEST_F(FailureRecordTest, BytesThatAreNoTextAreKept) {
+  RecordFailure(source_, Status(), "line\nwith \xff \"quotes\"", "");
+  const auto failure = RecordedFailure(source_);
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->reason, "line\nwith \xef\xbf\xbd \"quotes\"");
   EXPECT_EQ(failure->tool, "");
@@ -82,13 +82,13 @@ struct ChangeCase {
   bool remembered;
 };
 
-class ChangedSourceTest : public FailureMemoryTest,
+class ChangedSourceTest : public FailureRecordTest,
                           public testing::WithParamInterface<ChangeCase> {};
 
 TEST_P(ChangedSourceTest, IsANewOne) {
   Remember();
   GetParam().change(source_);
-  EXPECT_EQ(RememberedFailure(source_).has_value(), GetParam().remembered);
+  EXPECT_EQ(RecordedFailure(source_).has_value(), GetParam().remembered);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -109,22 +109,22 @@ INSTANTIATE_TEST_SUITE_P(
         ChangeCase{"Gone", [](const auto& source) { std::filesystem::remove(source); }, false}),
     CaseName());
 
-TEST_F(FailureMemoryTest, ASourceThatChangesWhileItIsTriedHasNotBeenTried) {
+TEST_F(FailureRecordTest, ASourceThatChangesWhileItIsTriedHasNotBeenTried) {
   const struct stat tried = Status();
   kit::WriteFile(source_, "complete by now");
-  RememberFailure(source_, tried, "it is damaged", "/usr/bin/convert");
-  EXPECT_FALSE(RememberedFailure(source_));
+  RecordFailure(source_, tried, "it is damaged", "/usr/bin/convert");
+  EXPECT_FALSE(RecordedFailure(source_));
 }
 
-TEST_F(FailureMemoryTest, AttemptsBeginAnewForAChangedSource) {
+TEST_F(FailureRecordTest, AttemptsBeginAnewForAChangedSource) {
   Remember();
   Remember();
   SetModificationTime(source_, kSourceTime + 1);
   Remember();
-  EXPECT_EQ(RememberedFailure(source_)->attempts, 1);
+  EXPECT_EQ(RecordedFailure(source_)->attempts, 1);
 }
 
-TEST_F(FailureMemoryTest, AnotherReleaseTriesAgain) {
+TEST_F(FailureRecordTest, AnotherReleaseTriesAgain) {
   Remember();
   const std::string path = StorePath(source_, kEntry);
   std::string entry = kit::ReadFile(path);
@@ -132,7 +132,7 @@ TEST_F(FailureMemoryTest, AnotherReleaseTriesAgain) {
   ASSERT_NE(version, std::string::npos);
   entry.insert(version + 12, "0.0.1-not-");
   kit::WriteFile(path, entry);
-  EXPECT_FALSE(RememberedFailure(source_));
+  EXPECT_FALSE(RecordedFailure(source_));
 }
 
 struct DamageCase {
@@ -140,17 +140,17 @@ struct DamageCase {
   std::function<void(const std::string& entry)> damage;
 };
 
-class DamagedEntryTest : public FailureMemoryTest,
+class DamagedEntryTest : public FailureRecordTest,
                          public testing::WithParamInterface<DamageCase> {};
 
 TEST_P(DamagedEntryTest, RemembersNothingAndCanBeWrittenAnew) {
   Remember();
   const std::string path = StorePath(source_, kEntry);
   GetParam().damage(path);
-  EXPECT_FALSE(RememberedFailure(source_));
+  EXPECT_FALSE(RecordedFailure(source_));
   std::filesystem::remove_all(path);
   Remember();
-  EXPECT_EQ(RememberedFailure(source_)->attempts, 1);
+  EXPECT_EQ(RecordedFailure(source_)->attempts, 1);
 }
 
 void ReplaceText(const std::string& path, const std::string& from, const std::string& to) {
@@ -199,23 +199,23 @@ INSTANTIATE_TEST_SUITE_P(
                    }}),
     CaseName());
 
-TEST_F(FailureMemoryTest, AStoreThatCannotBeWrittenRemembersNothing) {
+TEST_F(FailureRecordTest, AStoreThatCannotBeWrittenRemembersNothing) {
   kit::WriteFile(share_ / ".vexaea", "");
   Remember();
-  EXPECT_FALSE(RememberedFailure(source_));
+  EXPECT_FALSE(RecordedFailure(source_));
   EXPECT_THAT(NamesIn(share_.path()), ElementsAre(".vexaea", "a.jpg"));
 }
 
-TEST_F(FailureMemoryTest, AVolumeWithoutStoresRemembersNothing) {
+TEST_F(FailureRecordTest, AVolumeWithoutStoresRemembersNothing) {
   machine_.volume_type = FSTYPE_NFS;
   Remember();
   EXPECT_THAT(NamesIn(share_.path()), ElementsAre("a.jpg"));
 }
 
-TEST_F(FailureMemoryTest, AnEntryThatCannotBeReplacedLeavesNothing) {
+TEST_F(FailureRecordTest, AnEntryThatCannotBeReplacedLeavesNothing) {
   std::filesystem::create_directories(StorePath(source_, kEntry) + "/occupied");
   Remember();
-  EXPECT_FALSE(RememberedFailure(source_));
+  EXPECT_FALSE(RecordedFailure(source_));
   EXPECT_THAT(Stored(source_), ElementsAre(kEntry));
 }
 

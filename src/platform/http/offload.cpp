@@ -1,4 +1,4 @@
-#include "platform/http/hand_over.h"
+#include "platform/http/offload.h"
 
 #include <algorithm>
 
@@ -58,8 +58,8 @@ bool IsJudgedAlike(const HttpRequest& request) {
 
 }  // namespace
 
-std::optional<Header> HandOverHeader(const HttpSettings& settings, const HttpRequest& request,
-                                     const std::string& path, const struct stat& file, time_t now) {
+std::optional<Header> OffloadHeader(const HttpSettings& settings, const HttpRequest& request,
+                                    const std::string& path, const struct stat& file, time_t now) {
   const bool is_at_rest = file.st_ctim.tv_sec + kServersMemory < now;
   if (settings.delivery == HttpDelivery::kSelf || !is_at_rest || !IsPlainPath(path) ||
       !IsJudgedAlike(request)) {

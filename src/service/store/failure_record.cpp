@@ -1,4 +1,4 @@
-#include "service/store/failure_memory.h"
+#include "service/store/failure_record.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -53,14 +53,14 @@ std::optional<BuildFailure> FailureOf(const std::string& source, const struct st
 
 }  // namespace
 
-std::optional<BuildFailure> RememberedFailure(const std::string& source) {
+std::optional<BuildFailure> RecordedFailure(const std::string& source) {
   struct stat st = {};
   if (stat(source.c_str(), &st) != 0) return std::nullopt;
   return FailureOf(source, st);
 }
 
-void RememberFailure(const std::string& source, const struct stat& tried, const std::string& reason,
-                     const std::string& tool) {
+void RecordFailure(const std::string& source, const struct stat& tried, const std::string& reason,
+                   const std::string& tool) {
   if (!IsStoreWritable(source)) return;
   const std::string path = file::GetEAPath(source, kFailureEntryName);
   const auto before = FailureOf(source, tried);
@@ -75,7 +75,7 @@ void RememberFailure(const std::string& source, const struct stat& tried, const 
   }
 }
 
-void ForgetFailure(const std::string& source) {
+void RemoveFailureRecord(const std::string& source) {
   const std::string path = file::GetEAPath(source, kFailureEntryName);
   if (!path.empty()) unlink(path.c_str());
 }

@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_SERVICE_WATCH_SETTLING_H_
-#define VEXATHUMB_SERVICE_WATCH_SETTLING_H_
+#ifndef VEXATHUMB_SERVICE_WATCH_WRITE_SETTLING_H_
+#define VEXATHUMB_SERVICE_WATCH_WRITE_SETTLING_H_
 
 #include <sys/types.h>
 
@@ -14,14 +14,14 @@ namespace vexathumb::service {
 // Files that somebody may still be writing. One has settled when nothing was heard of it, and its
 // size and modification time have stayed the same, for a while.
 //
-//   Settling settling(2s);
+//   WriteSettling settling(2s);
 //   settling.Touch("/d/a.jpg", now);        // for everything that is heard of it
 //   while (auto path = settling.Take(now)) …  // those that have settled, each once
-class Settling {
+class WriteSettling {
  public:
   using Clock = std::chrono::steady_clock;
 
-  explicit Settling(Clock::duration quiet) : quiet_(quiet) {}
+  explicit WriteSettling(Clock::duration quiet) : quiet_(quiet) {}
 
   void Touch(const std::string& path, Clock::time_point now);
 
@@ -56,4 +56,4 @@ class Settling {
 
 }  // namespace vexathumb::service
 
-#endif  // VEXATHUMB_SERVICE_WATCH_SETTLING_H_
+#endif  // VEXATHUMB_SERVICE_WATCH_WRITE_SETTLING_H_

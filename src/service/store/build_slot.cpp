@@ -1,4 +1,4 @@
-#include "service/store/build_turn.h"
+#include "service/store/build_slot.h"
 
 #include <algorithm>
 #include <chrono>
@@ -14,10 +14,10 @@ constexpr char kLine[] = "line";  // held by whoever is first among those that w
 constexpr size_t kSourceLockFiles = 256;
 constexpr std::chrono::milliseconds kLookAgainAfter{5};
 
-std::optional<LockFile> TryTakePlace(const std::string& directory, const BuildLimits& limits) {
+std::optional<LockFile> TryTakeSlot(const std::string& directory, const BuildLimits& limits) {
   for (int builder = 0; builder < std::max(limits.builders, 1); ++builder) {
-    LockFile place(directory, "builder." + std::to_string(builder));
-    if (place.TryLock()) return place;
+    LockFile slot(directory, "builder." + std::to_string(builder));
+    if (slot.TryLock()) return slot;
   }
   return std::nullopt;
 }
@@ -46,25 +46,25 @@ SourceLock::SourceLock(const std::string& directory, const std::string& source)
   file_.Lock();
 }
 
-std::optional<BuildTurn> BuildTurn::Take(const std::string& directory, const BuildLimits& limits) {
+std::optional<BuildSlot> BuildSlot::Take(const std::string& directory, const BuildLimits& limits) {
   const int builders = std::max(limits.builders, 1);
   for (int number = 0; number < builders + limits.waiting; ++number) {
     LockFile ticket(directory, "ticket." + std::to_string(number));
     if (!ticket.TryLock()) continue;
-    // Only the first in line looks for a free place, since the system cannot wait for any of
+    // Only the first in line looks for a free slot, since the system cannot wait for any of
     // several locks.
     LockFile line(directory, kLine);
     line.Lock();
     for (;; std::this_thread::sleep_for(kLookAgainAfter)) {
-      if (auto place = TryTakePlace(directory, limits)) {
-        return BuildTurn(std::move(ticket), std::move(*place));
+      if (auto slot = TryTakeSlot(directory, limits)) {
+        return BuildSlot(std::move(ticket), std::move(*slot));
       }
     }
   }
   return std::nullopt;
 }
 
-bool BackgroundTurn::Take(const std::function<bool()>& give_up) {
+bool BackgroundSlot::Take(const std::function<bool()>& give_up) {
   while (!TryTake()) {
     if (give_up()) return false;
     std::this_thread::sleep_for(kLookAgainAfter);
@@ -72,23 +72,23 @@ bool BackgroundTurn::Take(const std::function<bool()>& give_up) {
   return true;
 }
 
-bool BackgroundTurn::GiveWay(const std::function<bool()>& give_up) {
+bool BackgroundSlot::GiveWay(const std::function<bool()>& give_up) {
   if (!IsHeld(directory_, kLine) && !IsHeld(directory_, SourceLineName(source_))) return true;
   source_lock_.reset();
-  place_.reset();
+  slot_.reset();
   return Take(give_up);
 }
 
-bool BackgroundTurn::TryTake() {
+bool BackgroundSlot::TryTake() {
   if (IsHeld(directory_, SourceLineName(source_))) return false;
   LockFile source_lock(directory_, SourceLockName(source_));
   if (!source_lock.TryLock()) return false;
   LockFile line(directory_, kLine);
   if (!line.TryLock()) return false;
-  auto place = TryTakePlace(directory_, limits_);
-  if (!place) return false;
+  auto slot = TryTakeSlot(directory_, limits_);
+  if (!slot) return false;
   source_lock_.emplace(std::move(source_lock));
-  place_.emplace(std::move(*place));
+  slot_.emplace(std::move(*slot));
   return true;
 }
 

@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_SERVICE_SERVE_INSPECTION_MEMORY_H_
-#define VEXATHUMB_SERVICE_SERVE_INSPECTION_MEMORY_H_
+#ifndef VEXATHUMB_SERVICE_SERVE_METADATA_CACHE_H_
+#define VEXATHUMB_SERVICE_SERVE_METADATA_CACHE_H_
 
 #include <sys/stat.h>
 
@@ -11,16 +11,15 @@
 namespace vexathumb::service {
 
 // What this process has lately read of sources' metadata, so that a stored thumbnail is found
-// without reading them again: the StatusMemory of inspections.
+// without reading them again: the StatCache of inspections.
 
 // `info` has been inspected, and `before` is the source's status from before that.
-void RememberInspection(const std::string& source, const struct stat& before,
-                        const ThumbInfo& info);
+void CacheMetadata(const std::string& source, const struct stat& before, const ThumbInfo& info);
 
 // The description of the request's source, inspected earlier. Nothing when it is not remembered or
 // has changed since.
-std::optional<ThumbInfo> RecallInspection(const ThumbnailRequest& request);
+std::optional<ThumbInfo> CachedMetadata(const ThumbnailRequest& request);
 
 }  // namespace vexathumb::service
 
-#endif  // VEXATHUMB_SERVICE_SERVE_INSPECTION_MEMORY_H_
+#endif  // VEXATHUMB_SERVICE_SERVE_METADATA_CACHE_H_

@@ -1,5 +1,5 @@
-#ifndef VEXAPLATFORM_HTTP_HAND_OVER_H_
-#define VEXAPLATFORM_HTTP_HAND_OVER_H_
+#ifndef VEXAPLATFORM_HTTP_OFFLOAD_H_
+#define VEXAPLATFORM_HTTP_OFFLOAD_H_
 
 #include <sys/stat.h>
 
@@ -22,9 +22,9 @@ namespace vexaplatform {
 // - for a file that changed within the last seconds, since servers keep files open for as long and
 //   would send the former bytes under the new entity tag;
 // - for a request whose conditions the server would judge once more, by its own measure.
-std::optional<Header> HandOverHeader(const HttpSettings& settings, const HttpRequest& request,
-                                     const std::string& path, const struct stat& file, time_t now);
+std::optional<Header> OffloadHeader(const HttpSettings& settings, const HttpRequest& request,
+                                    const std::string& path, const struct stat& file, time_t now);
 
 }  // namespace vexaplatform
 
-#endif  // VEXAPLATFORM_HTTP_HAND_OVER_H_
+#endif  // VEXAPLATFORM_HTTP_OFFLOAD_H_

@@ -1,5 +1,5 @@
-#ifndef VEXATHUMB_SERVICE_STORE_BUILD_TURN_H_
-#define VEXATHUMB_SERVICE_STORE_BUILD_TURN_H_
+#ifndef VEXATHUMB_SERVICE_STORE_BUILD_SLOT_H_
+#define VEXATHUMB_SERVICE_STORE_BUILD_SLOT_H_
 
 #include <functional>
 #include <optional>
@@ -10,12 +10,12 @@
 
 namespace vexathumb::service {
 
-// Whose turn it is to build, across all processes of the machine:
+// Who builds when, across all processes of the machine:
 //
 //   SourceLock lock(directory, source);        // waits for others with this source
 //   if (stored by now) return;
-//   auto turn = BuildTurn::Take(directory, limits);  // waits for one of the builders' places
-//   if (!turn) answer_overload();
+//   auto slot = BuildSlot::Take(directory, limits);  // waits for one of the machine's slots
+//   if (!slot) answer_overload();
 //
 // Both are released when the object goes, or its process dies.
 
@@ -31,28 +31,27 @@ class SourceLock {
 
 struct BuildLimits {
   int builders;  // builds at once on the machine
-  int waiting;   // builds that may wait for a place besides
+  int waiting;   // builds that may wait for a slot besides
 };
 
-class BuildTurn {
+class BuildSlot {
  public:
-  // Waits for a place among the builders. Nothing when too many wait already.
-  static std::optional<BuildTurn> Take(const std::string& directory, const BuildLimits& limits);
+  // Waits for a slot. Nothing when too many wait already.
+  static std::optional<BuildSlot> Take(const std::string& directory, const BuildLimits& limits);
 
  private:
-  BuildTurn(LockFile ticket, LockFile place)
-      : ticket_(std::move(ticket)), place_(std::move(place)) {}
+  BuildSlot(LockFile ticket, LockFile slot) : ticket_(std::move(ticket)), slot_(std::move(slot)) {}
 
   LockFile ticket_;
-  LockFile place_;
+  LockFile slot_;
 };
 
-// The source's lock and a place among the builders for work that nobody waits for: taken only while
+// The source's lock and a slot for work that nobody waits for: taken only while
 // nobody else waits for either, and both given up for those who do. One without the other is never
 // held, since a request for the same source may be what waits.
-class BackgroundTurn {
+class BackgroundSlot {
  public:
-  BackgroundTurn(std::string directory, std::string source, const BuildLimits& limits)
+  BackgroundSlot(std::string directory, std::string source, const BuildLimits& limits)
       : directory_(std::move(directory)), source_(std::move(source)), limits_(limits) {}
 
   // Waits for both; false when `give_up`, asked now and then, says so first.
@@ -69,9 +68,9 @@ class BackgroundTurn {
   std::string source_;
   BuildLimits limits_;
   std::optional<LockFile> source_lock_;
-  std::optional<LockFile> place_;
+  std::optional<LockFile> slot_;
 };
 
 }  // namespace vexathumb::service
 
-#endif  // VEXATHUMB_SERVICE_STORE_BUILD_TURN_H_
+#endif  // VEXATHUMB_SERVICE_STORE_BUILD_SLOT_H_

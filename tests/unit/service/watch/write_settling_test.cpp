@@ -1,4 +1,4 @@
-#include "service/watch/settling.h"
+#include "service/watch/write_settling.h"
 
 #include <gtest/gtest.h>
 
@@ -20,8 +20,8 @@ class SettlingTest : public testing::Test {
 
   kit::TempDir dir_;
   const std::string path_ = dir_ / "a.jpg";
-  Settling settling_{seconds(2)};
-  const Settling::Clock::time_point start_ = Settling::Clock::now();
+  WriteSettling settling_{seconds(2)};
+  const WriteSettling::Clock::time_point start_ = WriteSettling::Clock::now();
 };
 
 TEST_F(SettlingTest, AFileSettlesAfterAWhile) {
