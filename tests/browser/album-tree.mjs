@@ -21,7 +21,7 @@ const numbered = (count, prefix, digits) =>
 const many = (count) => numbered(count, 'DSC', 5).map((entry) => ({
   ...entry, width: Math.round(entry.width / 50), height: Math.round(entry.height / 50)}));
 
-export const UNREADABLE = 'No thumbnail can be made of this file: it is not a picture that the tools can read.';
+export const UNREADABLE = 'No thumbnail can be made of this file: its content is no picture of a known type.';
 
 // Pictures whose quadrants a test recognises; every camera's way of holding it, and other ways to come
 // by a picture.

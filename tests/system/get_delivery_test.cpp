@@ -124,7 +124,8 @@ TEST(GetOutput, IsNotTheSourceByAnyName) {
 TEST(ThrowAway, StaysWhereItsPathIsHandedOut) {
   const Album album;
   WriteFlatJpeg(album / "a.jpg");
-  const RunResult run = album.Run({"get", album / "a.jpg", "--size", "large", "--json"});
+  const RunResult run =
+      album.Run({"get", album / "a.jpg", "--size", "large", "--library", "--json"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   EXPECT_TRUE(fs::exists(std::string(run.json()["output"])));
 }
@@ -133,7 +134,8 @@ TEST(ThrowAway, IsDeletedOnceWritten) {
   const Album album;
   WriteFlatJpeg(album / "a.jpg");
   const std::string out = album.Aside("out");
-  const RunResult run = album.Run({"get", album / "a.jpg", "--size", "large", "-o", out});
+  const RunResult run =
+      album.Run({"get", album / "a.jpg", "--size", "large", "--library", "-o", out});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   EXPECT_EQ(kit::Corners(out), kit::kPictureCorners);
   EXPECT_FALSE(fs::exists(album.Stored("a.jpg", "VEXAFILE_THUMB_XL.jpg")));
@@ -142,7 +144,8 @@ TEST(ThrowAway, IsDeletedOnceWritten) {
 TEST(ThrowAway, IsDeletedWhenItCannotBeWritten) {
   const Album album;
   WriteFlatJpeg(album / "a.jpg");
-  album.Run({"get", album / "a.jpg", "--size", "large", "-o", "-"}, {"", {}, "/dev/full", false});
+  album.Run({"get", album / "a.jpg", "--size", "large", "--library", "-o", "-"},
+            {"", {}, "/dev/full", false});
   EXPECT_FALSE(fs::exists(album.Stored("a.jpg", "VEXAFILE_THUMB_XL.jpg")));
 }
 

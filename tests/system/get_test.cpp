@@ -103,12 +103,9 @@ TEST_P(EveryOrientation, IsShownUpright) {
   kit::WriteJpeg(album / "preview.jpg", {{800, 600}, orientation, kit::Size{160, 120}});
   kit::WritePng(album / "a.png", {{800, 600}, orientation});
   kit::WriteHeic(album / "a.heic", {{800, 600}, orientation});
-  // A preview that need not be turned is taken as it is, so that a mirror alone is not undone.
-  const std::string preview =
-      orientation == 2 ? kit::StoredCorners(kit::kPreviewCorners, 2) : kit::kPreviewCorners;
   const std::vector<std::pair<const char*, std::string>> expectations = {
       {"plain.jpg", kit::kPictureCorners},
-      {"preview.jpg", preview},
+      {"preview.jpg", kit::kPreviewCorners},
       {"a.png", kit::kPictureCorners},
       {"a.heic", kit::kPictureCorners},
   };
@@ -121,6 +118,20 @@ TEST_P(EveryOrientation, IsShownUpright) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Get, EveryOrientation, ::testing::Range(1, 9));
+
+// The library takes a preview that need not be turned as it is, so that a mirror alone is not
+// undone.
+TEST(Get, TellsWhatTheLibraryAloneAnswers) {
+  const Album album;
+  kit::WriteJpeg(album / "a.jpg", {{800, 600}, 2, kit::Size{160, 120}});
+  const std::vector<std::string> get = {"get", album / "a.jpg", "--size", "small", "--json"};
+  std::vector<std::string> of_library = get;
+  of_library.emplace_back("--library");
+  const std::string stored_as_it_is = kit::StoredCorners(kit::kPreviewCorners, 2);
+  EXPECT_EQ(kit::Corners(album.Run(of_library).json()["output"]), stored_as_it_is);
+  std::filesystem::remove_all(album / ".vexaea");
+  EXPECT_EQ(kit::Corners(album.Run(get).json()["output"]), kit::kPreviewCorners);
+}
 
 struct RotateCase {
   const char* name;

@@ -62,7 +62,7 @@ int SendTurned(const service::Thumbnail& picture, const service::ThumbnailReques
 int SendFile(const service::Thumbnail& picture, const Request& request) {
   const RequestEnvironment environment(request.variables);
   // The web server would read it when it is gone.
-  if (picture.throw_away) {
+  if (picture.owner == service::Owner::kCaller) {
     return vexaplatform::SendFileFromHere(picture.path.c_str(), picture.mime.c_str());
   }
   return HttpFileResponder().Output(picture.path.c_str(), picture.mime.c_str());
@@ -73,10 +73,10 @@ int SendFile(const service::Thumbnail& picture, const Request& request) {
 void SendPicture(const service::Thumbnail& picture, const service::ThumbnailRequest& asked,
                  const Request& request) {
   std::optional<ThrowAway> throw_away;
-  if (picture.throw_away) throw_away.emplace(picture.path);
+  if (picture.owner == service::Owner::kCaller) throw_away.emplace(picture.path);
   fputs(service::kCacheControlLine, stdout);
   const int result =
-      picture.turn_when_sent ? SendTurned(picture, asked, request) : SendFile(picture, request);
+      picture.turns_to_come != 0 ? SendTurned(picture, asked, request) : SendFile(picture, request);
   // What is still in the buffer is the line above: nothing has been sent.
   if (result == 0 || __fpending(stdout) == 0) return;
   if (errno == ENOENT) throw NotFound();

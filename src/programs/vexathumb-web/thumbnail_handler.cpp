@@ -8,36 +8,29 @@
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/shared_file.h"
 #include "programs/vexathumb-web/thumbnail_parameters.h"
-#include "service/build/build_settings.h"
 #include "service/serve/obtain.h"
 
 namespace vexathumb::web {
 namespace {
 
-using service::Obtained;
-
-service::ObtainOptions OptionsFrom(const vexaplatform::ServiceSettings& settings) {
-  service::ObtainOptions options;
-  options.lock_directory = settings.lock_dir;
-  options.limits = service::BuildLimitsFrom(settings);
-  options.build = service::BuildOptionsFrom(settings);
-  return options;
-}
+using service::Outcome;
 
 Problem ProblemOf(const service::Thumbnail& thumbnail) {
   switch (thumbnail.outcome) {
-    case Obtained::kMissing:
-    case Obtained::kNotStored:
+    case Outcome::kMissing:
+    case Outcome::kNotStored:
       return NotFound();
-    case Obtained::kUnusable:
-      return {415, "No thumbnail can be made of this file: " + thumbnail.reason + "."};
-    case Obtained::kOverload:
+    case Outcome::kUnusable:
+      return {415, "No thumbnail can be made of this file: " + thumbnail.cause.text + "."};
+    case Outcome::kOverload:
       return {503, "Too many thumbnails are being made at the moment."};
-    case Obtained::kToolFault:
-    case Obtained::kPicture:
+    case Outcome::kSourceChanged:
+      return {503, "The file is being written at the moment."};
+    case Outcome::kToolFault:
+    case Outcome::kPicture:
       break;
   }
-  syslog(LOG_ERR, "no thumbnail: %s", thumbnail.reason.c_str());
+  syslog(LOG_ERR, "no thumbnail: %s", thumbnail.cause.text.c_str());
   return {500, "This machine cannot make thumbnails at the moment."};
 }
 
@@ -50,8 +43,8 @@ void SendThumbnail(const Request& request, const vexaplatform::Settings& setting
   asked.source = source.file.path;
   asked.any_share = asked.any_share || source.share.indexed;
   const service::Thumbnail thumbnail =
-      service::ObtainThumbnail(asked, OptionsFrom(settings.service));
-  if (thumbnail.outcome != Obtained::kPicture) throw ProblemOf(thumbnail);
+      service::ObtainThumbnail(asked, service::ObtainOptionsFrom(settings.service));
+  if (thumbnail.outcome != Outcome::kPicture) throw ProblemOf(thumbnail);
   SendPicture(thumbnail, asked, request);
 }
 

@@ -1,27 +1,30 @@
+#include <algorithm>
 #include <chrono>
-#include <exception>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
 
-#include "common/error/error.h"
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/report.h"
+#include "service/base/silenced_descriptor.h"
 #include "service/base/source_path.h"
-#include "service/picture/inspected_source.h"
+#include "service/picture/picture_facts.h"
 #include "service/serve/delivery.h"
-#include "service/serve/served_thumbnail.h"
+#include "service/serve/library_answer.h"
+#include "service/serve/obtain.h"
+#include "vexaplatform/settings.h"
 
 namespace vexathumb::program {
 namespace {
 
 using service::Cause;
-using service::LibraryRequest;
-using service::ServedThumbnail;
+using service::Outcome;
+using service::Owner;
+using service::Thumbnail;
+using service::ThumbnailRequest;
 
 struct GetOptions {
   std::string file;
@@ -34,13 +37,17 @@ struct GetOptions {
   bool only_stored = false;
   bool smaller = false;
   bool any_share = false;
+  bool library = false;
   bool json = false;
   std::string out;
 
   bool ToStandardOutput() const { return out == "-"; }
 };
 
-std::optional<service::Box> ParseBox(const std::string& text) {
+// Sides of a free box, in pixels.
+constexpr int kMaxBoxSide = 4096;
+
+std::optional<ThumbDimension> ParseBox(const std::string& text) {
   const size_t x = text.find('x');
   const auto side = [](const std::string& digits) {
     const bool is_number = !digits.empty() && digits.size() <= 4 &&
@@ -48,75 +55,81 @@ std::optional<service::Box> ParseBox(const std::string& text) {
     return is_number ? std::stoi(digits) : 0;
   };
   if (x == std::string::npos) return std::nullopt;
-  const service::Box box = {side(text.substr(0, x)), side(text.substr(x + 1))};
-  const auto fits = [](int length) {
-    return length >= service::kMinBoxSide && length <= service::kMaxBoxSide;
+  const int width = side(text.substr(0, x));
+  const int height = side(text.substr(x + 1));
+  const auto fits = [](int length) { return length >= 1 && length <= kMaxBoxSide; };
+  if (!fits(width) || !fits(height)) return std::nullopt;
+  return ThumbDimension(static_cast<uint32_t>(width), static_cast<uint32_t>(height));
+}
+
+ThumbnailRequest RequestOf(const GetOptions& options) {
+  const auto looks_in = [&options](const char* store) {
+    return std::find(options.stores.begin(), options.stores.end(), store) != options.stores.end();
   };
-  return fits(box.width) && fits(box.height) ? std::optional(box) : std::nullopt;
-}
-
-int OptionBits(const GetOptions& options) {
-  int bits = 0;
-  for (const std::string& store : options.stores) {
-    bits |= store == "pixdeck" ? Thumb::PIXDECK_EA : Thumb::DOCDECK_EA;
-  }
-  if (options.avatar) bits |= Thumb::AVATAR;
-  if (options.gif) bits |= Thumb::ANIMATE_GIF;
-  if (options.only_stored) bits |= Thumb::EA_ONLY;
-  if (options.smaller) bits |= Thumb::FALLBACK_SMALLER;
-  if (options.any_share) bits |= Thumb::NOT_CHECK_INDEX;
-  return bits;
-}
-
-LibraryRequest RequestOf(const GetOptions& options) {
-  LibraryRequest request;
+  ThumbnailRequest request;
   request.source = service::AbsolutePath(options.file);
-  request.size = options.size;
-  if (!options.box.empty()) request.box = ParseBox(options.box);
-  request.turns = service::WithinFullCircle(options.rotate);
-  request.options = OptionBits(options);
+  request.label = options.size;
+  request.box =
+      options.size.empty() ? *ParseBox(options.box) : Thumb::strThumbSizeMap_.at(options.size);
+  request.turns = static_cast<int>(((options.rotate % 4) + 4) % 4);
+  request.pixdeck = looks_in("pixdeck");
+  request.docdeck = looks_in("docdeck");
+  request.any_share = options.any_share;
+  request.only_stored = options.only_stored;
+  request.allow_smaller = options.smaller;
+  request.avatar = options.avatar;
+  request.animated_gif = options.gif;
   return request;
 }
 
-Cause WhyThereIsNone(const LibraryRequest& request) {
-  const service::InspectedSource source(request.source,
-                                        (request.options & Thumb::ANIMATE_GIF) != 0);
-  if (source.content_problem()) return *source.content_problem();
-  if (request.IsFor(kOriginal)) {
-    return {"browsers do not show its type", "ask for a smaller --size"};
+ExitCode ExitCodeOf(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::kPicture:
+      return kDone;
+    case Outcome::kMissing:
+      return kSourceUnreadable;
+    case Outcome::kSourceChanged:
+    case Outcome::kOverload:
+      return kStoppedEarly;
+    case Outcome::kNotStored:
+    case Outcome::kUnusable:
+    case Outcome::kToolFault:
+      break;
   }
-  if (IsSupportVideo(request.source)) {
-    return {"is a video without a stored screenshot", "let the video application store one"};
-  }
-  if ((request.options & Thumb::EA_ONLY) != 0) {
-    return {"no thumbnail of it is stored", "run 'vexathumb build' or leave out --only-stored"};
-  }
-  return {"no tool could make a thumbnail of it",
-          "the file is likely damaged, or its store cannot be written; 'vexathumb info' and "
-          "'vexathumb doctor' tell more"};
+  return kNoThumbnail;
 }
 
-ServedThumbnail Serve(const LibraryRequest& request, const std::string& file) {
+Thumbnail Obtain(const ThumbnailRequest& request, const GetOptions& options) {
+  const auto settings = vexaplatform::CurrentSettings();
+  if (options.library) return service::AskLibrary(request, settings->service.lock_dir);
+  service::ObtainOptions obtain = service::ObtainOptionsFrom(settings->service);
+  // Whoever asks by hand may have mended the machine, and wants to be told again where not.
+  obtain.use_failure_record = false;
+  obtain.build.outside_store = service::OutsideStore::kMakeWithoutStore;
+  // What the tools complain of is not for whoever asked for a thumbnail.
+  const service::SilencedDescriptor silent_tools(stderr);
+  return service::ObtainThumbnail(request, obtain);
+}
+
+Thumbnail ObtainOrFail(const ThumbnailRequest& request, const GetOptions& options) {
   try {
-    if (const auto served = ServeThumbnail(request)) return *served;
-    throw Failure{kNoThumbnail, file, WhyThereIsNone(request)};
-  } catch (const Error& error) {
-    const bool is_unreadable = error.Code() == Error::kFileNotFound;
-    throw Failure{is_unreadable ? kSourceUnreadable : kNoThumbnail, file, service::CauseOf(error)};
-  } catch (const std::logic_error& error) {
-    throw Failure{kNoThumbnail, file, service::CauseOf(error)};
-  } catch (const std::overflow_error& error) {
-    throw Failure{kNoThumbnail, file, service::CauseOf(error)};
+    Thumbnail thumbnail = Obtain(request, options);
+    if (thumbnail.outcome == Outcome::kPicture) return thumbnail;
+    throw Failure{ExitCodeOf(thumbnail.outcome), options.file, thumbnail.cause};
+  } catch (const std::system_error& error) {
+    throw Failure{kInternal,
+                  error.what(),
+                  {"the lock cannot be had", "set lock_dir under [service] in the settings"}};
   }
 }
 
-void Deliver(const ServedThumbnail& served, const LibraryRequest& request,
+void Deliver(const Thumbnail& thumbnail, const ThumbnailRequest& request,
              const GetOptions& options) {
   try {
     if (options.ToStandardOutput()) {
-      DeliverToStandardOutput(served, request.source);
+      DeliverToStandardOutput(thumbnail, request.source);
     } else {
-      DeliverToFile(served, request.source, service::AbsolutePath(options.out));
+      DeliverToFile(thumbnail, request.source, service::AbsolutePath(options.out));
     }
   } catch (const service::TurnFailed&) {
     throw Failure{kNoThumbnail,
@@ -140,7 +153,7 @@ void Report(const Answer& answer, const GetOptions& options) {
 
 // Fills in the answer as far as it comes; throws Failure when there is no thumbnail.
 void Answering(const GetOptions& options, Answer& answer) {
-  const LibraryRequest request = RequestOf(options);
+  const ThumbnailRequest request = RequestOf(options);
   answer.file = request.source;
   const std::string unreadable = service::WhyUnreadable(request.source);
   if (!unreadable.empty()) {
@@ -150,13 +163,13 @@ void Answering(const GetOptions& options, Answer& answer) {
     throw Failure{kUsage, options.out, {"is the source itself", "write to another file"}};
   }
   const auto start = std::chrono::steady_clock::now();
-  const ServedThumbnail served = Serve(request, options.file);
+  const Thumbnail thumbnail = ObtainOrFail(request, options);
   answer.milliseconds =
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-  answer.from = served.from;
-  answer.mime = served.mime;
-  answer.output = options.out.empty() ? served.file : service::AbsolutePath(options.out);
-  if (!options.out.empty()) Deliver(served, request, options);
+  answer.from = thumbnail.from;
+  answer.mime = thumbnail.mime;
+  answer.output = options.out.empty() ? thumbnail.path : service::AbsolutePath(options.out);
+  if (!options.out.empty()) Deliver(thumbnail, request, options);
   if (options.json) answer.picture = service::ReadPictureFacts(answer.output);
 }
 
@@ -211,6 +224,8 @@ Run AddGetCommand(CLI::App& app) {
   command->add_flag("--only-stored", options->only_stored, "Make nothing that is not stored");
   command->add_flag("--smaller", options->smaller, "A smaller size will do")->needs(size);
   command->add_flag("--any-share", options->any_share, "Shares that are not indexed count too");
+  command->add_flag("--library", options->library,
+                    "What the library alone answers, in its own form");
   CLI::Option* out =
       command->add_option("-o", options->out, "Write the picture there; - is standard output")
           ->type_name("OUT|-");

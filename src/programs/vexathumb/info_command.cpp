@@ -1,16 +1,15 @@
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "common/error/error.h"
 #include "programs/vexathumb/columns.h"
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/report.h"
 #include "service/base/path_name.h"
 #include "service/base/source_path.h"
+#include "service/build/stored_thumbnail.h"
 #include "service/serve/forecast.h"
 #include "thumb/libvexathumb.h"
 
@@ -51,7 +50,7 @@ Answer SourceAnswer(const InspectedSource& source) {
   answer.file = source.path();
   answer.mime = source.info().GetMimeType();
   answer.picture = service::ReadPictureFacts(source.path());
-  if (source.content_problem()) answer.error = source.content_problem()->text;
+  answer.error = source.inspection().cause.text;
   return answer;
 }
 
@@ -62,7 +61,12 @@ Json SizeJson(const InspectedSource& source, const SizeInfo& size) {
   answer.size = size.label;
   answer.from = forecast.from;
   answer.output = forecast.output;
-  if (!forecast.from.empty()) answer.mime = source.ForSize(size.label).GetOutputMimeType();
+  const ThumbInfo info = source.ForSize(size.label);
+  if (forecast.from == service::kFromOriginal) {
+    answer.mime = service::MimeOfSource(info);
+  } else if (!forecast.from.empty()) {
+    answer.mime = info.GetOutputMimeType();
+  }
   if (forecast.from.empty()) answer.error = forecast.why;
   if (!forecast.output.empty()) answer.picture = service::ReadPictureFacts(forecast.output);
   Json json = ToJson(answer);
@@ -141,21 +145,14 @@ ExitCode RunInfo(const InfoOptions& options) {
   service::Cause cause = {service::WhyUnreadable(path), "name a picture that can be read"};
   ExitCode code = kSourceUnreadable;
   if (cause.text.empty()) {
-    try {
-      const InspectedSource source(path, false);
+    const InspectedSource source(path, false);
+    if (source.inspection().IsUsable()) {
       const auto previews = ListEmbeddedPreviews(source);
       options.json ? PrintAsJson(source, previews) : PrintAsText(source, previews);
       return kDone;
-    } catch (const Error& error) {
-      cause = service::CauseOf(error);
-      if (error.Code() != Error::kFileNotFound) code = kNoThumbnail;
-    } catch (const std::logic_error& error) {
-      cause = service::CauseOf(error);
-      code = kNoThumbnail;
-    } catch (const std::overflow_error& error) {
-      cause = service::CauseOf(error);
-      code = kNoThumbnail;
     }
+    cause = source.inspection().cause;
+    if (source.inspection().result == service::InspectionResult::kDamaged) code = kNoThumbnail;
   }
   if (options.json) {
     Answer answer;

@@ -3,10 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <stdexcept>
 #include <string>
+#include <utility>
 
-#include "service/build/stored_thumbnail.h"
+#include "service/picture/inspection.h"
 #include "service/store/store_files.h"
 #include "vlibc/process.h"
 
@@ -51,40 +51,38 @@ bool MayCover(uint32_t side, const ThumbDimension& source, const ThumbDimension&
 // A picture on the disk, removed at the end when it is one to throw away.
 class Ingredient {
  public:
-  explicit Ingredient(const BuiltPicture& picture) : picture_(picture) {
-    try {
-      ThumbInfo info(picture.path, kOriginal, {0, 0});
-      info.ExtractImgInfo(false);
-      size_ = {info.GetWidth(), info.GetHeight()};
-    } catch (const std::runtime_error&) {
-      size_ = {0, 0};  // nothing is scaled by it then
-    }
+  Ingredient(std::string path, Owner owner) : path_(std::move(path)), owner_(owner) {
+    const InspectedSource picture(path_, false);
+    // Nothing is scaled by it when it is not known.
+    if (picture.inspection().result != InspectionResult::kRead) return;
+    size_ = {picture.info().GetWidth(), picture.info().GetHeight()};
   }
   ~Ingredient() {
-    if (picture_.throw_away) unlink(picture_.path.c_str());
+    if (owner_ == Owner::kCaller) unlink(path_.c_str());
   }
   Ingredient(const Ingredient&) = delete;
   Ingredient& operator=(const Ingredient&) = delete;
 
-  const std::string& path() const { return picture_.path; }
+  const std::string& path() const { return path_; }
   const ThumbDimension& size() const { return size_; }
 
  private:
-  BuiltPicture picture_;
+  std::string path_;
+  Owner owner_;
   ThumbDimension size_ = {0, 0};
 };
 
 class AvatarBuilder {
  public:
-  AvatarBuilder(const ThumbnailRequest& request, const ThumbInfo& info, const BuildOptions& options)
+  AvatarBuilder(const ThumbnailRequest& request, const ThumbInfo& info,
+                const BuildFitted& build_fitted, const std::string& target)
       : request_(request),
         info_(info),
-        options_(options),
+        build_fitted_(build_fitted),
         box_(AsDisplayed(info, info.GetTargetDimension())),
         source_size_(AsDisplayed(info, {info.GetWidth(), info.GetHeight()})),
-        target_(file::GetVarTmpPath(info.GetAvatarThumbEAName())) {}
+        target_(target) {}
 
-  // Writes the avatar to target().
   bool Build() {
     for (const std::string& label : {kSmall, kMedium, kBig, kExtraLarge}) {
       if (!MayCover(Thumb::strThumbSizeMap_.at(label).width_, source_size_, box_)) continue;
@@ -94,8 +92,6 @@ class AvatarBuilder {
     if (TakeScaledSource() || upright_ || TakeNamedSize(kExtraLarge)) return FillBox();
     return false;
   }
-
-  const std::string& target() const { return target_; }
 
  private:
   // A named size is upright, and often stored already.
@@ -110,8 +106,8 @@ class AvatarBuilder {
     info.SetEnableGIF(false);
     info.SetSize(fitted.label);
     info.SetDimension(fitted.box);
-    const auto picture = BuildThumbnail(fitted, info, options_);
-    if (picture) upright_.emplace(*picture);
+    const auto picture = build_fitted_(fitted, info);
+    if (picture) upright_.emplace(picture->path, picture->owner);
     return picture.has_value();
   }
 
@@ -123,7 +119,7 @@ class AvatarBuilder {
     info.SetDimension(SizeToCover(source_size_, box_));
     const std::string scaled = TemporaryFor("/var/tmp/" + info_.GetAvatarThumbEAName());
     if (!ConvertCmd(info, request_.source, scaled).exec()) return false;
-    upright_.emplace(BuiltPicture{scaled, "", true});
+    upright_.emplace(scaled, Owner::kCaller);
     return true;
   }
 
@@ -149,27 +145,18 @@ class AvatarBuilder {
 
   const ThumbnailRequest& request_;
   const ThumbInfo& info_;
-  const BuildOptions& options_;
+  const BuildFitted& build_fitted_;
   const ThumbDimension box_;          // as displayed, no side larger than the source's
   const ThumbDimension source_size_;  // as displayed; 0 x 0 when unknown
-  const std::string target_;
+  const std::string& target_;
   std::optional<Ingredient> upright_;
 };
 
 }  // namespace
 
-std::optional<BuiltPicture> BuildAvatar(const ThumbnailRequest& request, const ThumbInfo& info,
-                                        const BuildOptions& options) {
-  AvatarBuilder builder(request, info, options);
-  if (!builder.Build()) return std::nullopt;
-  const std::string& made = builder.target();
-  info.UpdateAMTime(made);
-  const std::string stored = BuiltPath(request, info);
-  if (!IsStoreWritable(request.source) || !PutIntoStore(made, stored)) {
-    return BuiltPicture{made, info.GetOutputMimeType(), true};
-  }
-  unlink(made.c_str());
-  return BuiltPicture{stored, info.GetOutputMimeType()};
+bool MakeAvatar(const ThumbnailRequest& request, const ThumbInfo& info,
+                const BuildFitted& build_fitted, const std::string& path) {
+  return AvatarBuilder(request, info, build_fitted, path).Build();
 }
 
 }  // namespace vexathumb::service

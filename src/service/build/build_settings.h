@@ -1,11 +1,24 @@
 #ifndef VEXATHUMB_SERVICE_BUILD_BUILD_SETTINGS_H_
 #define VEXATHUMB_SERVICE_BUILD_BUILD_SETTINGS_H_
 
-#include "service/build/build.h"
 #include "service/store/build_slot.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::service {
+
+// What is made where the store does not take it.
+enum class OutsideStore {
+  kMake,              // a picture that is the caller's
+  kMakeWithoutStore,  // so where the volume holds no stores; otherwise nothing
+  kNever,
+};
+
+struct BuildOptions {
+  bool compaction = true;  // re-encode BMP data as JPEG
+  int quality = 85;        // of that JPEG, 1 to 100
+  int free_boxes = 16;     // stored at most for one source, avatars included
+  OutsideStore outside_store = OutsideStore::kMake;
+};
 
 // The processors that this process may use, at least one.
 int Processors();

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <optional>
 
 #include "service/base/path_name.h"
 #include "service/store/store_files.h"
@@ -14,8 +15,7 @@ namespace {
 
 constexpr char kDoctor[] = "'vexathumb doctor' tells more";
 
-}  // namespace
-
+// Why the failure says nothing about the source; nothing when the source itself is to blame.
 std::optional<Cause> FaultOfMachine(const std::string& source, const ThumbInfo& info) {
   const vexaplatform::ToolReport last = vexaplatform::LastToolRun();
   if (last.ending == vexaplatform::ToolEnding::kNotStarted) {
@@ -40,6 +40,21 @@ std::optional<Cause> FaultOfMachine(const std::string& source, const ThumbInfo& 
   }
   if (stores && !has_store) return no_store_room;
   return std::nullopt;
+}
+
+}  // namespace
+
+Thumbnail WhyThereIsNone(const std::string& source, const SourceVersion& version,
+                         const ThumbInfo& info, const Cause& otherwise) {
+  if (access(source.c_str(), F_OK) != 0)
+    return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
+  if (!version.IsCurrent()) {
+    return Thumbnail::None(Outcome::kSourceChanged, {"it is being written", "run again later"});
+  }
+  if (const auto fault = FaultOfMachine(source, info)) {
+    return Thumbnail::None(Outcome::kToolFault, *fault);
+  }
+  return Thumbnail::None(Outcome::kUnusable, otherwise);
 }
 
 }  // namespace vexathumb::service

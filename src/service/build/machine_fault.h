@@ -1,18 +1,19 @@
 #ifndef VEXATHUMB_SERVICE_BUILD_MACHINE_FAULT_H_
 #define VEXATHUMB_SERVICE_BUILD_MACHINE_FAULT_H_
 
-#include <optional>
 #include <string>
 
-#include "service/picture/error_cause.h"
+#include "service/build/thumbnail.h"
+#include "service/picture/source_version.h"
 #include "thumb/thumb_info.h"
 
 namespace vexathumb::service {
 
-// After a failed attempt to convert a source on this thread: why the failure says nothing about the
-// source, without paths of it. Nothing when the source itself is to blame. `info` is its
-// description as far as it could be inspected.
-std::optional<Cause> FaultOfMachine(const std::string& source, const ThumbInfo& info);
+// After a failed attempt on this thread to convert a source: whether it is gone, has changed, or
+// cannot be used, for which `otherwise` is the cause, or whether the machine is to blame. `info` is
+// the source's description as far as it could be inspected.
+Thumbnail WhyThereIsNone(const std::string& source, const SourceVersion& version,
+                         const ThumbInfo& info, const Cause& otherwise);
 
 }  // namespace vexathumb::service
 

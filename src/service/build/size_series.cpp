@@ -8,7 +8,7 @@
 
 #include "service/build/thumbnail_form.h"
 #include "service/picture/content_type.h"
-#include "service/store/new_store_entry.h"
+#include "service/picture/inspection.h"
 
 namespace vexathumb::service {
 namespace {
@@ -26,38 +26,29 @@ ThumbInfo InfoOf(const std::string& picture, const ThumbnailRequest& request) {
   ThumbnailRequest of_picture = request;
   of_picture.source = picture;
   ThumbInfo info = Describe(of_picture);
-  info.ExtractImgInfo(false);
+  Inspect(&info);
   return info;
-}
-
-bool Copy(const std::string& from, const std::string& to) {
-  std::error_code error;
-  return std::filesystem::copy_file(from, to, error);
 }
 
 }  // namespace
 
-SizeSeries::SizeSeries(const std::string& source, const SourceVersion& version,
-                       const BuildOptions& options)
-    : source_(source), version_(version), options_(options), jpeg_(source) {}
+SizeSeries::SizeSeries(const std::string& source, const BuildOptions& options)
+    : source_(source), options_(options), jpeg_(source) {}
 
-SizeSeries::Outcome SizeSeries::Make(const ThumbnailRequest& request, const ThumbInfo& info,
-                                     const std::string& stored) {
+std::optional<SizeSeries::Made> SizeSeries::Make(const ThumbnailRequest& request,
+                                                 const ThumbInfo& info, const std::string& path) {
   if (jpeg_ == source_ && !IsUprightJpeg(info)) jpeg_.clear();
-  NewStoreEntry entry(stored);
-  const Task task = {request, info, entry.path()};
+  const Task task = {request, info, path};
+  made_ = {};
   is_decoded_preview_ = false;
-  std::optional<int> scale = ScaleFor(task);
-  bool is_made = scale && MakeAtScale(task, *scale);
-  if (scale && !is_made) {
+  scale_ = ScaleFor(task);
+  bool is_made = scale_ && MakeAtScale(task, *scale_);
+  if (scale_ && !is_made) {
     jpeg_.clear();
-    scale.reset();
+    scale_.reset();
   }
   is_made = is_made || MakeFitted(task);
-  if (!version_.IsCurrent()) return Outcome::kSourceChanged;
-  if (!is_made || !entry.Commit(version_.status().st_mtime)) return Outcome::kFailed;
-  Remember(stored, scale);
-  return Outcome::kMade;
+  return is_made ? std::make_optional(made_) : std::nullopt;
 }
 
 std::optional<int> SizeSeries::ScaleFor(const Task& task) const {
@@ -71,12 +62,23 @@ ThumbInfo SizeSeries::InfoOfJpeg(const Task& task) const {
 
 bool SizeSeries::MakeAtScale(const Task& task, int scale) {
   const auto same = by_scale_.find(scale);
-  if (same != by_scale_.end()) return Copy(same->second, task.path);
+  if (same != by_scale_.end()) return CopyOf(same->second, task);
   if (DecodeLargest(task, scale) && BringIntoForm(task)) return true;
   unlink(task.path.c_str());
-  if (DJpegCmd(InfoOfJpeg(task), jpeg_, task.path).exec() && BringIntoForm(task)) return true;
+  DJpegCmd decoder(InfoOfJpeg(task), jpeg_, task.path);
+  if (decoder.exec() && BringIntoForm(task)) {
+    made_.is_oversized = made_.mime == kBmpType && decoder.IsNeedDelete();
+    return true;
+  }
   unlink(task.path.c_str());
   return false;
+}
+
+bool SizeSeries::CopyOf(const std::string& picture, const Task& task) {
+  std::error_code error;
+  if (!std::filesystem::copy_file(picture, task.path, error)) return false;
+  made_.mime = ContentTypeOf(task.path) == kBmpType ? kBmpType : task.info.GetOutputMimeType();
+  return true;
 }
 
 // A decoder's scales are powers of two, so one of the source is often one of the largest picture
@@ -103,14 +105,14 @@ bool SizeSeries::MakeAnimation(const Task& task) {
 
 bool SizeSeries::MakeFrom(const Picture& larger, const Task& task) {
   const ThumbInfo info = InfoOf(larger.path, task.request);
-  if (!info.IsNeedConvert()) return Copy(larger.path, task.path);
+  if (!info.IsNeedConvert()) return CopyOf(larger.path, task);
   if (MakeByHalving(larger, info, task)) return true;
   return ConvertCmd(info, larger.path, task.path).exec() && BringIntoForm(task);
 }
 
 // Where the box is half as large, the decoder's scale fits it, at a tenth of the cost of reading
 // all pixels and fitting them.
-bool SizeSeries::MakeByHalving(const Picture& larger, ThumbInfo info, const Task& task) const {
+bool SizeSeries::MakeByHalving(const Picture& larger, ThumbInfo info, const Task& task) {
   const ThumbDimension box = task.info.GetDimension();
   const bool halves =
       std::max(larger.width, larger.height) == uint64_t{2} * std::max(box.width_, box.height_);
@@ -136,9 +138,10 @@ bool SizeSeries::MakeFromSource(const Task& task) {
   return info.IsGood() && ConvertCmd(info, source_, task.path).exec() && BringIntoForm(task);
 }
 
-bool SizeSeries::BringIntoForm(const Task& task) const {
-  BuiltPicture picture = {task.path, task.info.GetOutputMimeType()};
-  return service::BringIntoForm(task.request, task.info, options_, &picture);
+bool SizeSeries::BringIntoForm(const Task& task) {
+  const auto mime = service::BringIntoForm(task.request, task.info, options_, task.path);
+  if (mime) made_.mime = *mime;
+  return mime.has_value();
 }
 
 // The smallest with half as many pixels again on its longer side, or the largest. One much larger
@@ -151,9 +154,9 @@ const SizeSeries::Picture& SizeSeries::BestFor(const ThumbDimension& box) const 
   return fitted_.front();
 }
 
-void SizeSeries::Remember(const std::string& stored, std::optional<int> scale) {
-  if (scale) {
-    by_scale_[*scale] = stored;
+void SizeSeries::KeepAt(const std::string& stored) {
+  if (scale_) {
+    by_scale_[*scale_] = stored;
     return;
   }
   const auto type = ContentTypeOf(stored);
@@ -164,7 +167,7 @@ void SizeSeries::Remember(const std::string& stored, std::optional<int> scale) {
     return;
   }
   ThumbInfo info(stored, kOriginal, {0, 0});
-  info.ExtractImgInfo(false);
+  if (!Inspect(&info).IsUsable()) return;
   fitted_.push_back({stored, info.GetWidth(), info.GetHeight()});
 }
 

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "service/build/build.h"
-#include "service/picture/source_version.h"
+#include "service/build/build_settings.h"
+#include "service/build/thumbnail_request.h"
 
 namespace vexathumb::service {
 
-// Makes stored thumbnails of one source at several sizes with less work than one by one:
+// Makes the pictures of one source at several sizes with less work than one by one:
 //
 // - An upright JPEG is decoded once for each scale that the library chooses: the source itself for
 //   the largest size, and that one's result for the others, where its scales make the same pixels.
@@ -23,22 +23,24 @@ namespace vexathumb::service {
 // - Animations are made one by one.
 //
 // Those that share a result have copies of it, not links: other programs write to these names in
-// place. The caller holds the source's lock and has made its store directory.
+// place.
 class SizeSeries {
  public:
-  enum class Outcome {
-    kMade,
-    kFailed,         // the tools cannot make it
-    kSourceChanged,  // or is gone; nothing is stored
+  struct Made {
+    std::string mime;
+    bool is_oversized = false;  // BMP data that the library would not keep: more than the source's
   };
 
-  // `version` outlives this.
-  SizeSeries(const std::string& source, const SourceVersion& version, const BuildOptions& options);
+  SizeSeries(const std::string& source, const BuildOptions& options);
 
-  // Makes the one that `request`, for a size label, asks for, and puts it into the store at
-  // `stored`. `info` is the request's description, inspected or found to be unreadable. Called for
-  // the largest size first. Exceptions of the library pass through.
-  Outcome Make(const ThumbnailRequest& request, const ThumbInfo& info, const std::string& stored);
+  // Makes the picture that `request` asks for at `path`, in the form in which it is kept. `info` is
+  // the request's description, inspected or found to be unreadable. Called for the largest size
+  // first. Nothing when the tools cannot make it. Exceptions of the library pass through.
+  std::optional<Made> Make(const ThumbnailRequest& request, const ThumbInfo& info,
+                           const std::string& path);
+
+  // Tells that the picture made last is now at `stored`, where it stays.
+  void KeepAt(const std::string& stored);
 
  private:
   struct Picture {
@@ -57,23 +59,27 @@ class SizeSeries {
   bool MakeAtScale(const Task& task, int scale);
   bool DecodeLargest(const Task& task, int scale) const;
   bool MakeFitted(const Task& task);
+  bool CopyOf(const std::string& picture, const Task& task);
   bool MakeAnimation(const Task& task);
   bool MakeFrom(const Picture& larger, const Task& task);
-  bool MakeByHalving(const Picture& larger, ThumbInfo info, const Task& task) const;
+  bool MakeByHalving(const Picture& larger, ThumbInfo info, const Task& task);
   bool MakeFromSource(const Task& task);
-  bool BringIntoForm(const Task& task) const;
+  bool BringIntoForm(const Task& task);
   ThumbInfo InfoOfJpeg(const Task& task) const;
   const Picture& BestFor(const ThumbDimension& box) const;
-  void Remember(const std::string& stored, std::optional<int> scale);
 
   const std::string source_;
-  const SourceVersion& version_;
   const BuildOptions options_;
 
   std::string jpeg_;                     // what is decoded at the library's scales; may be empty
   std::map<int, std::string> by_scale_;  // what came of it, in the store; scale 0 is its own size
-  bool is_decoded_preview_ = false;      // the last one made is a raw file's preview at a scale
-  std::vector<Picture> fitted_;          // in the store, largest first
+
+  // Of the one made last:
+  Made made_;
+  std::optional<int> scale_;         // at which the library's decoder made it
+  bool is_decoded_preview_ = false;  // a raw file's preview at a scale
+
+  std::vector<Picture> fitted_;  // in the store, largest first
 };
 
 }  // namespace vexathumb::service

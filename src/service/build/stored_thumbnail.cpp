@@ -1,5 +1,7 @@
 #include "service/build/stored_thumbnail.h"
 
+#include <sys/stat.h>
+
 #include "service/base/stat_cache.h"
 #include "service/picture/content_type.h"
 #include "service/store/store_files.h"
@@ -18,30 +20,38 @@ std::optional<std::string> TypeOfStored(const std::string& path) {
   return type;
 }
 
+Thumbnail FoundAt(const std::string& path, const std::string& mime, const char* from) {
+  Thumbnail found;
+  found.path = path;
+  found.mime = mime;
+  found.from = from;
+  return found;
+}
+
 // Stored once for all turns, turned losslessly on its way out; only a JPEG can be.
-std::optional<StoredThumbnail> FindOfPhotoAlbum(const ThumbnailRequest& request,
-                                                const ThumbInfo& info) {
-  const bool turned = info.GetUserRotate() % 4 != 0;
+std::optional<Thumbnail> FindOfPhotoAlbum(const ThumbnailRequest& request, const ThumbInfo& info) {
+  const int turns = info.GetUserRotate() % 4;
   for (const std::string& name : {info.GetPixdeckThumbEAName(), info.GetPixdeckOldThumbEAName()}) {
     const std::string path = file::GetEAPath(request.source, name);
     const auto type = TypeOfStored(path);
-    if (type && (!turned || type == kJpegType)) {
-      return StoredThumbnail{path, info.GetOutputMimeType(), turned};
+    if (type && (turns == 0 || type == kJpegType)) {
+      Thumbnail found = FoundAt(path, info.GetOutputMimeType(), kFromPixdeck);
+      found.turns_to_come = turns;
+      return found;
     }
   }
   return std::nullopt;
 }
 
-std::optional<StoredThumbnail> FindScreenshot(const ThumbnailRequest& request,
-                                              const ThumbInfo& info) {
+std::optional<Thumbnail> FindScreenshot(const ThumbnailRequest& request, const ThumbInfo& info) {
   const std::string path = file::GetEAPath(request.source, info.GetReeldeckThumbEAName());
   if (!TypeOfStored(path)) return std::nullopt;
-  return StoredThumbnail{path, kJpegType};
+  return FoundAt(path, kJpegType, kFromReeldeck);
 }
 
 }  // namespace
 
-std::optional<StoredThumbnail> FindStored(const ThumbnailRequest& request, const ThumbInfo& info) {
+std::optional<Thumbnail> FindStored(const ThumbnailRequest& request, const ThumbInfo& info) {
   if (request.avatar) return FindBuilt(request, info);
   // The photo-album and video applications keep their files current, so being there is enough.
   if (request.any_share || info.IsThumbShareIndexed()) {
@@ -55,12 +65,31 @@ std::optional<StoredThumbnail> FindStored(const ThumbnailRequest& request, const
   return request.docdeck && !IsVideo(request) ? FindBuilt(request, info) : std::nullopt;
 }
 
-std::optional<StoredThumbnail> FindBuilt(const ThumbnailRequest& request, const ThumbInfo& info) {
+std::optional<Thumbnail> FindBuilt(const ThumbnailRequest& request, const ThumbInfo& info) {
   const std::string path = BuiltPath(request, info);
   const auto type = TypeOfStored(path);
   if (!type || !info.IsThumbUptoDate(path)) return std::nullopt;
   const bool bmp_data = type == kBmpType;
-  return StoredThumbnail{path, bmp_data ? kBmpType : info.GetOutputMimeType(), false, bmp_data};
+  Thumbnail found = FoundAt(path, bmp_data ? kBmpType : info.GetOutputMimeType(), kFromDocdeck);
+  found.bmp_data = bmp_data;
+  return found;
+}
+
+std::string MimeOfSource(const ThumbInfo& info) {
+  // Exiv2's name for it is none that browsers know.
+  return info.GetMimeType() == "image/x-ms-bmp" ? kBmpType : info.GetMimeType();
+}
+
+Thumbnail SourceItself(const ThumbnailRequest& request, const ThumbInfo& info) {
+  Thumbnail source = FoundAt(request.source, MimeOfSource(info), kFromOriginal);
+  source.owner = Owner::kSource;
+  return source;
+}
+
+bool IsCurrentEntry(const std::string& stored, time_t source_modified) {
+  struct stat st = {};
+  return !stored.empty() && lstat(stored.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
+         st.st_size > 0 && st.st_mtime == source_modified;
 }
 
 std::string BuiltPath(const ThumbnailRequest& request, const ThumbInfo& info) {

@@ -1,31 +1,36 @@
 #ifndef VEXATHUMB_SERVICE_BUILD_STORED_THUMBNAIL_H_
 #define VEXATHUMB_SERVICE_BUILD_STORED_THUMBNAIL_H_
 
+#include <ctime>
 #include <optional>
 #include <string>
 
+#include "service/build/thumbnail.h"
 #include "service/build/thumbnail_request.h"
 
 namespace vexathumb::service {
 
-// A file that answers a request as it lies on the disk.
-struct StoredThumbnail {
-  std::string path;
-  std::string mime;
-  bool turn_when_sent = false;  // photo-album thumbnails are stored once for all turns
-  bool bmp_data = false;        // under a JPEG's name: the fast JPEG path's, not compacted yet
-};
-
 // Looks for a stored thumbnail without running a tool, waiting for anyone or writing anything, in
 // the library's order of slots. `info` is the request's description after its inspection, which may
 // have failed. Links are not taken, nor photo-album thumbnails that cannot be turned as asked.
-std::optional<StoredThumbnail> FindStored(const ThumbnailRequest& request, const ThumbInfo& info);
+std::optional<Thumbnail> FindStored(const ThumbnailRequest& request, const ThumbInfo& info);
 
 // The stored thumbnail that building for this request makes, whichever slots the request names, if
 // it is there and current.
-std::optional<StoredThumbnail> FindBuilt(const ThumbnailRequest& request, const ThumbInfo& info);
+std::optional<Thumbnail> FindBuilt(const ThumbnailRequest& request, const ThumbInfo& info);
 
-// Its store path; empty when the platform refuses.
+// The type under which browsers know the source itself.
+std::string MimeOfSource(const ThumbInfo& info);
+
+// The source where it answers the request as it is; `info` is the request's description.
+Thumbnail SourceItself(const ThumbnailRequest& request, const ThumbInfo& info);
+
+// Whether a thumbnail that our programs have built lies at `stored`, of a source that was modified
+// at that second. Its content is not read.
+bool IsCurrentEntry(const std::string& stored, time_t source_modified);
+
+// The store path of the thumbnail that building for this request makes; empty when the platform
+// refuses.
 std::string BuiltPath(const ThumbnailRequest& request, const ThumbInfo& info);
 
 }  // namespace vexathumb::service

@@ -6,14 +6,16 @@
 
 #include "service/build/reencoding.h"
 #include "service/picture/content_type.h"
+#include "service/picture/inspection.h"
 #include "service/store/store_files.h"
 
 namespace vexathumb::service {
+
 bool FitIntoBox(const ThumbnailRequest& request, const std::string& picture) {
   ThumbnailRequest of_picture = request;
   of_picture.source = picture;
   ThumbInfo info = Describe(of_picture);
-  info.ExtractImgInfo(false);
+  if (!Inspect(&info).IsUsable()) return false;
   if (!info.IsNeedConvert()) return true;
   const std::string fitted = TemporaryFor(picture);
   if (!ConvertCmd(info, picture, fitted).exec()) return false;
@@ -22,28 +24,20 @@ bool FitIntoBox(const ThumbnailRequest& request, const std::string& picture) {
   return false;
 }
 
-bool BringIntoForm(const ThumbnailRequest& request, const ThumbInfo& info,
-                   const BuildOptions& options, BuiltPicture* picture) {
+std::optional<std::string> BringIntoForm(const ThumbnailRequest& request, const ThumbInfo& info,
+                                         const BuildOptions& options, const std::string& picture) {
   // The preview of a raw file of which only dcraw knows what it is comes as it is: large, and not
   // turned.
-  if (!info.IsGood() && !FitIntoBox(request, picture->path)) return false;
-  const bool bmp_data = ContentTypeOf(picture->path) == kBmpType;
-  // Browsers show BMP data too, so those may stay where neither tool re-encodes them.
-  const bool compacted =
-      bmp_data && options.compaction &&
-      (Compact(picture->path, options.quality) || Reencode(picture->path, picture->mime));
-  if (bmp_data && !compacted) {
-    picture->mime = kBmpType;
-  } else if (ContentTypeOf(picture->path) != picture->mime &&
-             !Reencode(picture->path, picture->mime)) {
-    return false;
+  if (!info.IsGood() && !FitIntoBox(request, picture)) return std::nullopt;
+  std::string promised = info.GetOutputMimeType();
+  if (ContentTypeOf(picture) == kBmpType) {
+    const bool is_compacted =
+        options.compaction && (Compact(picture, options.quality) || Reencode(picture, promised));
+    // Browsers show BMP data too, so those may stay where neither tool re-encodes them.
+    return is_compacted ? promised : kBmpType;
   }
-  // The library calls pictures throw-away because of their size as BMP data.
-  const bool in_store = file::Dirname(picture->path) == StoreDirectoryOf(request.source);
-  if (in_store && picture->mime != kBmpType) picture->throw_away = false;
-  // The library leaves some results with another time than the source's.
-  if (!info.IsThumbUptoDate(picture->path)) info.UpdateAMTime(picture->path);
-  return true;
+  if (ContentTypeOf(picture) == promised || Reencode(picture, promised)) return promised;
+  return std::nullopt;
 }
 
 }  // namespace vexathumb::service

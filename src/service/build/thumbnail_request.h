@@ -20,6 +20,7 @@ struct ThumbnailRequest {
   bool allow_smaller = false;   // a smaller stored size may take the place
   bool avatar = false;          // fill the box instead of fitting into it
   bool animated_gif = false;    // an animated GIF stays animated
+  bool use_preview = true;      // the camera's embedded preview may take the picture's place
 
   bool IsFreeBox() const { return label.empty(); }
 };

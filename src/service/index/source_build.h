@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "service/build/build.h"
+#include "service/build/build_settings.h"
 #include "service/index/source_report.h"
 #include "service/store/build_slot.h"
 #include "vexaplatform/settings.h"

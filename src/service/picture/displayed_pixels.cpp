@@ -4,6 +4,7 @@
 #include <mutex>
 #include <utility>
 
+#include "service/picture/inspection.h"
 #include "thumb/container_orientation.h"
 #include "thumb/thumb_info.h"
 
@@ -25,11 +26,12 @@ bool HasSidewaysOrientation(const std::string& path) {
 }  // namespace
 
 std::optional<Pixels> DisplayedPixels(const std::string& path) {
+  const InspectedSource picture(path, false);
+  if (picture.inspection().result != InspectionResult::kRead) return std::nullopt;
+  const ThumbInfo& info = picture.info();
+  if (info.GetWidth() == 0 || info.GetHeight() == 0) return std::nullopt;
+  Pixels pixels = {info.GetWidth(), info.GetHeight()};
   try {
-    ThumbInfo info(path, kOriginal, {0, 0});
-    info.ExtractImgInfo(false);
-    if (info.GetWidth() == 0 || info.GetHeight() == 0) return std::nullopt;
-    Pixels pixels = {info.GetWidth(), info.GetHeight()};
     // The library counts no turns where decoders turn; the size that it tells is the stored one.
     const bool is_sideways = IsTurnedByDecoder(info.GetMimeType()) ? HasSidewaysOrientation(path)
                                                                    : (info.GetRotate() & 1) != 0;

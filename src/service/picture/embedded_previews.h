@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "service/picture/inspected_source.h"
+#include "service/picture/inspection.h"
 
 namespace vexathumb::service {
 

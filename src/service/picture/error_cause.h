@@ -7,7 +7,7 @@
 namespace vexathumb::service {
 
 // Why something did not work and what a person can do about it, each a phrase that fits a one-line
-// message.
+// message. No text names a path, so that each may be told over HTTP too.
 struct Cause {
   std::string text;
   std::string advice;  // may be empty
@@ -15,6 +15,17 @@ struct Cause {
 
 // What an exception of the library, raised by a source, means to a person.
 Cause CauseOf(const std::exception& error);
+
+namespace cause {
+
+extern const Cause kMissingSource;    // there is no such file
+extern const Cause kUnknownContent;   // no known type of picture
+extern const Cause kNoTool;           // every tool that was tried has failed
+extern const Cause kNoneStored;       // only stored thumbnails were asked for
+extern const Cause kNoScreenshot;     // of a video
+extern const Cause kUnshownOriginal;  // browsers do not show the source itself
+
+}  // namespace cause
 
 }  // namespace vexathumb::service
 

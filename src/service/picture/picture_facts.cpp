@@ -2,9 +2,7 @@
 
 #include <sys/stat.h>
 
-#include <exception>
-
-#include "thumb/thumb_info.h"
+#include "service/picture/inspection.h"
 
 namespace vexathumb::service {
 
@@ -13,15 +11,12 @@ PictureFacts ReadPictureFacts(const std::string& path) {
   struct stat st = {};
   if (stat(path.c_str(), &st) != 0) return facts;
   facts.bytes = static_cast<uint64_t>(st.st_size);
-  try {
-    ThumbInfo info(path, kOriginal, ThumbDimension(0, 0));
-    info.ExtractImgInfo(false);
-    if (info.GetWidth() == 0 || info.GetHeight() == 0) return facts;
-    facts.width = info.GetWidth();
-    facts.height = info.GetHeight();
-  } catch (const std::exception&) {
-    // Some results are in formats whose size nobody here reads; their length is known all the same.
-  }
+  // Some results are in formats whose size nobody here reads; their length is known all the same.
+  const InspectedSource picture(path, false);
+  if (picture.inspection().result != InspectionResult::kRead) return facts;
+  if (picture.info().GetWidth() == 0 || picture.info().GetHeight() == 0) return facts;
+  facts.width = picture.info().GetWidth();
+  facts.height = picture.info().GetHeight();
   return facts;
 }
 

@@ -26,14 +26,15 @@ auto KeyOf(const struct stat& st) {
 
 }  // namespace
 
-SourceVersion::SourceVersion(const std::string& path) : path_(path) {
+SourceVersion::SourceVersion(const std::string& path, ThisSecond this_second)
+    : path_(path), this_second_(this_second) {
   if (stat(path.c_str(), &status_) != 0) {
     throw std::system_error(errno, std::generic_category(), path);
   }
 }
 
 bool SourceVersion::IsCurrent() const {
-  WaitForEndOfSecond(status_.st_mtim.tv_sec);
+  if (this_second_ == ThisSecond::kWait) WaitForEndOfSecond(status_.st_mtim.tv_sec);
   struct stat now = {};
   return stat(path_.c_str(), &now) == 0 && KeyOf(now) == KeyOf(status_);
 }

@@ -7,21 +7,28 @@
 
 namespace vexathumb::service {
 
+// What is done about a source that was modified within the present second: thumbnails carry whole
+// seconds, so that another change within it would leave no trace in them.
+enum class ThisSecond {
+  kWait,  // until it is over, where nobody waits for the answer
+  kTakeAsIs,
+};
+
 // A source as it was when work on it began. Somebody may be writing it meanwhile.
 class SourceVersion {
  public:
   // Throws std::system_error when its status cannot be had.
-  explicit SourceVersion(const std::string& path);
+  SourceVersion(const std::string& path, ThisSecond this_second);
 
   const struct stat& status() const { return status_; }
 
   // Whether the source is still that one, so that a thumbnail made of it since may be given its
-  // modification time. Thumbnails carry whole seconds: a source that was modified in this very
-  // second is waited for until the second is over, lest it be modified once more within it.
+  // modification time.
   bool IsCurrent() const;
 
  private:
   std::string path_;
+  ThisSecond this_second_;
   struct stat status_ = {};
 };
 

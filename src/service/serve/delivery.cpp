@@ -36,55 +36,55 @@ void CopyStream(FILE* stream, int descriptor) {
   if (ferror(stream) != 0) throw std::system_error(errno, std::generic_category());
 }
 
-void CopyTurned(const ServedThumbnail& served, const std::string& source, int descriptor) {
+void CopyTurned(const Thumbnail& thumbnail, const std::string& source, int descriptor) {
   // The stored thumbnail is upright already: only the caller's turns are made.
   constexpr bool kNoIntrinsicRotate = true;
   ThumbInfo info(source, kOriginal, ThumbDimension(0, 0));
-  info.SetUserRotate(served.turns_to_come);
-  JpegTranCmd turn(info, served.file, "", kNoIntrinsicRotate);
+  info.SetUserRotate(thumbnail.turns_to_come);
+  JpegTranCmd turn(info, thumbnail.path, "", kNoIntrinsicRotate);
   std::unique_ptr<FILE, int (*)(FILE*)> stream(turn.popen(), VLIBCPclose);
-  if (!stream) throw TurnFailed(served.file);
+  if (!stream) throw TurnFailed(thumbnail.path);
   CopyStream(stream.get(), descriptor);
-  if (VLIBCPclose(stream.release()) != 0) throw TurnFailed(served.file);
+  if (VLIBCPclose(stream.release()) != 0) throw TurnFailed(thumbnail.path);
 }
 
-void CopyPicture(const ServedThumbnail& served, const std::string& source, int descriptor) {
-  if (served.turns_to_come != 0) return CopyTurned(served, source, descriptor);
-  const std::unique_ptr<FILE, int (*)(FILE*)> stream(fopen(served.file.c_str(), "rbe"), fclose);
-  if (!stream) throw std::system_error(errno, std::generic_category(), served.file);
+void CopyPicture(const Thumbnail& thumbnail, const std::string& source, int descriptor) {
+  if (thumbnail.turns_to_come != 0) return CopyTurned(thumbnail, source, descriptor);
+  const std::unique_ptr<FILE, int (*)(FILE*)> stream(fopen(thumbnail.path.c_str(), "rbe"), fclose);
+  if (!stream) throw std::system_error(errno, std::generic_category(), thumbnail.path);
   CopyStream(stream.get(), descriptor);
 }
 
 class ThrowAwayGuard {
  public:
-  ThrowAwayGuard(const ServedThumbnail& served, const std::string& target)
-      : served_(served), target_(target) {}
+  ThrowAwayGuard(const Thumbnail& thumbnail, const std::string& target)
+      : thumbnail_(thumbnail), target_(target) {}
   ThrowAwayGuard(const ThrowAwayGuard&) = delete;
   ThrowAwayGuard& operator=(const ThrowAwayGuard&) = delete;
   ~ThrowAwayGuard() {
-    if (served_.is_throw_away && !IsSameFile(served_.file, target_)) unlink(served_.file.c_str());
+    if (thumbnail_.owner == Owner::kCaller && !IsSameFile(thumbnail_.path, target_))
+      unlink(thumbnail_.path.c_str());
   }
 
  private:
-  const ServedThumbnail& served_;
+  const Thumbnail& thumbnail_;
   const std::string& target_;
 };
 
 }  // namespace
 
-void DeliverToFile(const ServedThumbnail& served, const std::string& source,
-                   const std::string& path) {
-  const ThrowAwayGuard guard(served, path);
+void DeliverToFile(const Thumbnail& thumbnail, const std::string& source, const std::string& path) {
+  const ThrowAwayGuard guard(thumbnail, path);
   NewFile file(path);
-  CopyPicture(served, source, file.descriptor());
+  CopyPicture(thumbnail, source, file.descriptor());
   file.Commit();
 }
 
-void DeliverToStandardOutput(const ServedThumbnail& served, const std::string& source) {
+void DeliverToStandardOutput(const Thumbnail& thumbnail, const std::string& source) {
   const std::string no_target;
-  const ThrowAwayGuard guard(served, no_target);
+  const ThrowAwayGuard guard(thumbnail, no_target);
   fflush(stdout);
-  CopyPicture(served, source, STDOUT_FILENO);
+  CopyPicture(thumbnail, source, STDOUT_FILENO);
 }
 
 }  // namespace vexathumb::service

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "service/serve/served_thumbnail.h"
+#include "service/build/thumbnail.h"
 
 namespace vexathumb::service {
 
@@ -14,11 +14,10 @@ struct TurnFailed : std::runtime_error {
 };
 
 // Writes the picture, turned as it must be, to the file `path`, which is never there in part, or to
-// standard output. A throw-away file is deleted afterwards, also when writing failed; not when it
-// is `path` itself. Throws std::system_error or TurnFailed.
-void DeliverToFile(const ServedThumbnail& served, const std::string& source,
-                   const std::string& path);
-void DeliverToStandardOutput(const ServedThumbnail& served, const std::string& source);
+// standard output. A picture of the caller's is deleted afterwards, also when writing failed; not
+// when it is `path` itself. Throws std::system_error or TurnFailed.
+void DeliverToFile(const Thumbnail& thumbnail, const std::string& source, const std::string& path);
+void DeliverToStandardOutput(const Thumbnail& thumbnail, const std::string& source);
 
 }  // namespace vexathumb::service
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "service/picture/embedded_previews.h"
-#include "service/picture/inspected_source.h"
+#include "service/picture/inspection.h"
 
 namespace vexathumb::service {
 

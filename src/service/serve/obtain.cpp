@@ -1,72 +1,22 @@
 #include "service/serve/obtain.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <stdexcept>
+#include <optional>
 #include <system_error>
+#include <utility>
 
-#include "service/build/machine_fault.h"
 #include "service/build/stored_thumbnail.h"
-#include "service/picture/content_type.h"
+#include "service/build/thumbnail_builder.h"
+#include "service/picture/inspection.h"
+#include "service/picture/source_version.h"
 #include "service/serve/metadata_cache.h"
 #include "service/store/failure_record.h"
 #include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {
 namespace {
-
-constexpr char kNoSource[] = "there is no such file";
-constexpr char kNoPicture[] = "it is not a picture that the tools can read";
-
-Thumbnail Without(Obtained outcome, const std::string& reason) {
-  Thumbnail none;
-  none.outcome = outcome;
-  none.reason = reason;
-  return none;
-}
-
-Thumbnail With(const std::string& path, const std::string& mime) {
-  Thumbnail picture;
-  picture.path = path;
-  picture.mime = mime == "image/x-ms-bmp" ? kBmpType : mime;
-  return picture;
-}
-
-// The request's source as it is now. Its inspection either succeeds, or leaves a source that only
-// raw development may read, or gives the answer.
-struct Inspected {
-  std::optional<ThumbInfo> info;
-  std::optional<Thumbnail> answer;
-};
-
-Inspected Inspect(const ThumbnailRequest& request) {
-  Inspected inspected;
-  struct stat before = {};
-  const bool exists = stat(request.source.c_str(), &before) == 0;
-  try {
-    inspected.info = Describe(request);
-  } catch (const Error&) {
-    inspected.answer = Without(Obtained::kMissing, kNoSource);
-    return inspected;
-  }
-  try {
-    inspected.info->ExtractImgInfo(false);
-    if (exists) CacheMetadata(request.source, before, *inspected.info);
-  } catch (const Error& error) {
-    if (error.Code() == Error::kFileNotFound) {
-      inspected.answer = Without(Obtained::kMissing, "it cannot be opened");
-    } else if (error.Code() != Error::kNoExifMeta) {
-      inspected.answer = Without(Obtained::kUnusable, "its metadata are damaged");
-    }
-  } catch (const std::logic_error&) {
-    inspected.answer = Without(Obtained::kUnusable, "its orientation is not a number");
-  } catch (const std::runtime_error&) {
-    inspected.answer = Without(Obtained::kUnusable, "its metadata are damaged");
-  }
-  return inspected;
-}
 
 class Obtaining {
  public:
@@ -76,22 +26,42 @@ class Obtaining {
   Thumbnail Run() {
     if (auto stored = StoredByEarlierInspection()) return *stored;
     if (auto answer = AnswerAtOnce()) return *answer;
-    if (options_.retry_failed) {
-      RemoveFailureRecord(request_.source);
-    } else if (auto failed = AnswerFromMemory()) {
-      return *failed;
-    }
+    if (auto failed = AnswerFromFailureRecord()) return *failed;
     const SourceLock lock(options_.lock_directory, request_.source);
     // Another may have built it, or failed, while this one waited.
     if (auto answer = AnswerAtOnce()) return *answer;
-    if (auto failed = AnswerFromMemory()) return *failed;
+    if (auto failed = AnswerFromFailureRecord()) return *failed;
     const auto slot = BuildSlot::Take(options_.lock_directory, options_.limits);
-    if (!slot) return Without(Obtained::kOverload, "too many thumbnails are being built");
+    if (!slot)
+      return Thumbnail::None(Outcome::kOverload,
+                             {"too many thumbnails are being built", "run again later"});
     return Build();
   }
 
  private:
   const ThumbInfo& info() const { return *info_; }
+
+  // Reads the source as it is now; the answer, if that alone gives one.
+  std::optional<Thumbnail> Inspect() {
+    struct stat before = {};
+    const bool exists = stat(request_.source.c_str(), &before) == 0;
+    const InspectedSource source(request_.source, request_.animated_gif);
+    switch (source.inspection().result) {
+      case InspectionResult::kRead:
+        if (exists) CacheMetadata(request_.source, before, source.info());
+        break;
+      case InspectionResult::kUnknownContent:
+        break;
+      case InspectionResult::kMissing:
+      case InspectionResult::kUnreadable:
+        return Thumbnail::None(Outcome::kMissing, source.inspection().cause);
+      case InspectionResult::kDamaged:
+        return Thumbnail::None(Outcome::kUnusable, source.inspection().cause);
+    }
+    info_ = source.info();
+    ApplyWishes(request_, &*info_);
+    return std::nullopt;
+  }
 
   // What is stored most often, at the least cost.
   std::optional<Thumbnail> StoredByEarlierInspection() const {
@@ -102,13 +72,11 @@ class Obtaining {
 
   // Everything that answers without building, by the source as it is now.
   std::optional<Thumbnail> AnswerAtOnce() {
-    Inspected inspected = Inspect(request_);
-    if (inspected.answer) return inspected.answer;
-    info_ = std::move(inspected.info);
+    if (auto answer = Inspect()) return answer;
     if (request_.label == kOriginal) {
-      if (info().IsWebAcceptable()) return With(request_.source, info().GetMimeType());
+      if (info().IsWebAcceptable()) return SourceItself(request_, info());
       if (!request_.allow_smaller) {
-        return Without(Obtained::kUnusable, "browsers cannot show the original");
+        return Thumbnail::None(Outcome::kUnusable, cause::kUnshownOriginal);
       }
       request_.label = kExtraLarge;
       request_.box = Thumb::strThumbSizeMap_.at(kExtraLarge);
@@ -116,35 +84,35 @@ class Obtaining {
       info_->SetDimension(request_.box);
     }
     if (auto stored = Stored(request_, info())) return stored;
-    if (request_.only_stored) return OrStoredSmaller(Obtained::kNotStored, "it is not stored");
+    if (request_.only_stored) {
+      return OrStoredSmaller(Thumbnail::None(Outcome::kNotStored, cause::kNoneStored));
+    }
     if (IsVideo(request_)) {
-      return OrStoredSmaller(Obtained::kUnusable, "the video has no stored screenshot");
+      return OrStoredSmaller(Thumbnail::None(Outcome::kUnusable, cause::kNoScreenshot));
     }
-    if (!request_.avatar && !info().IsNeedConvert()) {
-      return With(request_.source, info().GetMimeType());
-    }
+    if (!request_.avatar && !info().IsNeedConvert()) return SourceItself(request_, info());
     return std::nullopt;
   }
 
-  std::optional<Thumbnail> AnswerFromMemory() {
-    const auto failure = RecordedFailure(request_.source);
+  std::optional<Thumbnail> AnswerFromFailureRecord() {
+    const auto failure =
+        options_.use_failure_record ? RecordedFailure(request_.source) : std::nullopt;
     if (!failure) return std::nullopt;
-    return OrStoredSmaller(Obtained::kUnusable, failure->reason);
+    return OrStoredSmaller(Thumbnail::None(
+        Outcome::kUnusable, {failure->reason, "it is tried again when it has changed"}));
   }
 
   std::optional<Thumbnail> Stored(const ThumbnailRequest& request, const ThumbInfo& info) const {
-    const auto stored = FindStored(request, info);
+    auto stored = FindStored(request, info);
     // What will be compacted is about to be replaced, or deleted by the one who asked for it.
-    if (!stored || (stored->bmp_data && options_.build.compaction)) return std::nullopt;
-    Thumbnail picture = With(stored->path, stored->mime);
-    picture.turn_when_sent = stored->turn_when_sent;
-    return picture;
+    if (stored && stored->bmp_data && options_.build.compaction) return std::nullopt;
+    return stored;
   }
 
   // A stored thumbnail of the largest named size below the one asked for, where that will do.
-  Thumbnail OrStoredSmaller(Obtained outcome, const std::string& reason) const {
+  Thumbnail OrStoredSmaller(Thumbnail none) const {
     auto label = std::find(Thumb::size_vec.begin(), Thumb::size_vec.end(), request_.label);
-    if (!request_.allow_smaller || label == Thumb::size_vec.end()) return Without(outcome, reason);
+    if (!request_.allow_smaller || label == Thumb::size_vec.end()) return none;
     ThumbnailRequest smaller = request_;
     ThumbInfo info = *info_;
     while (++label != Thumb::size_vec.end()) {
@@ -154,31 +122,26 @@ class Obtaining {
       info.SetDimension(smaller.box);
       if (auto stored = Stored(smaller, info)) return *stored;
     }
-    return Without(outcome, reason);
+    return none;
   }
 
   Thumbnail Build() {
-    struct stat tried = {};
-    if (stat(request_.source.c_str(), &tried) != 0) return Without(Obtained::kMissing, kNoSource);
-    vexaplatform::ForgetLastToolRun();
+    std::optional<SourceVersion> version;
     try {
-      if (const auto built = BuildThumbnail(request_, info(), options_.build)) {
-        Thumbnail picture = With(built->path, built->mime);
-        picture.throw_away = built->throw_away;
-        return picture;
-      }
+      version.emplace(request_.source, ThisSecond::kTakeAsIs);
     } catch (const std::system_error&) {
-      throw;
-    } catch (const std::logic_error&) {
-      // As good as no picture: apart from these the library throws on account of sources only.
-    } catch (const std::runtime_error&) {
+      return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
     }
-    if (access(request_.source.c_str(), F_OK) != 0) return Without(Obtained::kMissing, kNoSource);
-    if (const auto fault = FaultOfMachine(request_.source, info())) {
-      return OrStoredSmaller(Obtained::kToolFault, fault->text);
+    Thumbnail thumbnail =
+        ThumbnailBuilder(request_.source, *version, options_.build).Build(request_, info());
+    if (thumbnail.outcome == Outcome::kPicture) RemoveFailureRecord(request_.source);
+    if (thumbnail.outcome == Outcome::kUnusable && options_.use_failure_record) {
+      RecordFailure(request_.source, version->status(), thumbnail.cause.text,
+                    vexaplatform::LastToolRun().program);
     }
-    RecordFailure(request_.source, tried, kNoPicture, vexaplatform::LastToolRun().program);
-    return OrStoredSmaller(Obtained::kUnusable, kNoPicture);
+    const bool is_settled =
+        thumbnail.outcome == Outcome::kPicture || thumbnail.outcome == Outcome::kMissing;
+    return is_settled ? thumbnail : OrStoredSmaller(std::move(thumbnail));
   }
 
   ThumbnailRequest request_;
@@ -187,6 +150,14 @@ class Obtaining {
 };
 
 }  // namespace
+
+ObtainOptions ObtainOptionsFrom(const vexaplatform::ServiceSettings& settings) {
+  ObtainOptions options;
+  options.lock_directory = settings.lock_dir;
+  options.limits = BuildLimitsFrom(settings);
+  options.build = BuildOptionsFrom(settings);
+  return options;
+}
 
 Thumbnail ObtainThumbnail(const ThumbnailRequest& request, const ObtainOptions& options) {
   return Obtaining(request, options).Run();

@@ -14,6 +14,11 @@ namespace vexathumb::service {
 class NewStoreEntry {
  public:
   explicit NewStoreEntry(const std::string& stored);
+
+  // One that will be handed out, under a name in /var/tmp that tells it is ours; it has no
+  // extension.
+  static NewStoreEntry OutsideStore(const std::string& name);
+
   NewStoreEntry(const NewStoreEntry&) = delete;
   NewStoreEntry& operator=(const NewStoreEntry&) = delete;
   // Without Commit nothing remains, nor does what the library's commands put beside path() under
@@ -26,10 +31,18 @@ class NewStoreEntry {
   // False when it cannot be done; what had the name before is then still there.
   bool Commit(time_t modified);
 
+  // Leaves it where it is, at path(), to the caller, who removes it after use. False when it cannot
+  // be done.
+  bool HandOut(time_t modified);
+
  private:
+  NewStoreEntry(std::string stored, std::string temporary);
+
   std::string stored_;
   std::string temporary_;
-  bool is_committed_ = false;
+  bool Finish(time_t modified) const;
+
+  bool is_finished_ = false;
 };
 
 }  // namespace vexathumb::service

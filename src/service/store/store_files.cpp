@@ -10,7 +10,6 @@
 
 #include "common/util/util.h"
 #include "service/store/store_place_check.h"
-#include "vexa/copy.h"
 #include "vexa/ea.h"
 
 namespace vexathumb::service {
@@ -66,12 +65,6 @@ bool HasRoom(const std::string& directory) {
 
 bool HasStoreRoom(const std::string& source) {
   return IsStoreWritable(source) && HasRoom(StoreDirectoryOf(source));
-}
-
-bool PutIntoStore(const std::string& picture, const std::string& stored) {
-  VEXACOPYARGS args = {};
-  args.blOverWrite = TRUE;
-  return VEXAFileCopy(picture.c_str(), stored.c_str(), &args) == 0;
 }
 
 }  // namespace vexathumb::service

@@ -30,9 +30,6 @@ bool IsStoreWritable(const std::string& source);
 bool HasRoom(const std::string& directory);
 bool HasStoreRoom(const std::string& source);
 
-// Copies a finished picture to its name in the store, with its times; it appears there complete.
-bool PutIntoStore(const std::string& picture, const std::string& stored);
-
 // How many of the source's stored thumbnails are for free boxes and avatars.
 int CountFreeBoxes(const std::string& source);
 

@@ -11,6 +11,8 @@
 #include "common/util/util.h"
 #include "kit/files.h"
 #include "kit/run_tool.h"
+#include "service/build/thumbnail_builder.h"
+#include "service/picture/source_version.h"
 #include "service/store/store_files.h"
 
 namespace vexathumb::service {
@@ -149,6 +151,13 @@ std::vector<std::string> ServiceTest::Stored(const std::string& picture) {
 
 Thumbnail ServiceTest::Obtain(const ThumbnailRequest& request) const {
   return ObtainThumbnail(request, options_);
+}
+
+std::optional<Thumbnail> ServiceTest::Build(const ThumbnailRequest& request) const {
+  const SourceVersion version(request.source, ThisSecond::kTakeAsIs);
+  Thumbnail built =
+      ThumbnailBuilder(request.source, version, options_.build).Build(request, Inspected(request));
+  return built.outcome == Outcome::kPicture ? std::make_optional(std::move(built)) : std::nullopt;
 }
 
 }  // namespace vexathumb::service

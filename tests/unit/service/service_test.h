@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,8 @@ class ServiceTest : public testing::Test {
   static std::vector<std::string> Stored(const std::string& picture);
 
   Thumbnail Obtain(const ThumbnailRequest& request) const;
+  // Without looking what is stored or recorded before; nothing when no picture can be made.
+  std::optional<Thumbnail> Build(const ThumbnailRequest& request) const;
 
   kit::TempDir share_;
   kit::TempDir elsewhere_;

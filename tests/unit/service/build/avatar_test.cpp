@@ -34,10 +34,6 @@ class AvatarTest : public ServiceTest {
  protected:
   ~AvatarTest() override { EXPECT_THAT(OwnTemporaries(), IsEmpty()) << "nothing may be left"; }
 
-  std::optional<BuiltPicture> Build(const ThumbnailRequest& request) const {
-    return BuildAvatar(request, Inspected(request), options_.build);
-  }
-
   const std::string source_ = Picture("a.jpg");
 };
 
@@ -145,7 +141,7 @@ TEST_F(AvatarTest, IsStoredUnderTheLibrarysNameWithTheSourcesTime) {
   ASSERT_TRUE(picture);
   EXPECT_EQ(picture->path, StorePath(source_, "VEXAAVATAR_64x64.jpg"));
   EXPECT_EQ(picture->mime, "image/jpeg");
-  EXPECT_FALSE(picture->throw_away);
+  EXPECT_NE(picture->owner, Owner::kCaller);
   EXPECT_EQ(ModificationTimeOf(picture->path), kSourceTime);
   EXPECT_THAT(Stored(source_), ElementsAre("VEXAAVATAR_64x64.jpg", "VEXAFILE_THUMB_S.jpg"));
 }
@@ -172,8 +168,7 @@ TEST_F(AvatarTest, IsCurrentForTheLibrary) {
 
 TEST_F(AvatarTest, IsTakenFromAStoredSize) {
   WritePhoto(source_, {800, 600});
-  ASSERT_TRUE(BuildThumbnail(ForLabel(source_, kSmall), Inspected(ForLabel(source_, kSmall)),
-                             options_.build));
+  ASSERT_TRUE(Build(ForLabel(source_, kSmall)));
   const int djpegs = machine_.Runs("djpeg");
   ASSERT_TRUE(Build(ForAvatar(source_, 64, 64)));
   EXPECT_EQ(machine_.Runs("djpeg"), djpegs);
@@ -272,7 +267,7 @@ TEST_F(AvatarTest, WithoutAStoreIsThrownAway) {
   machine_.volume_type = FSTYPE_NFS;
   const auto picture = Build(ForAvatar(Picture("a.tif"), 64, 64));
   ASSERT_TRUE(picture);
-  EXPECT_TRUE(picture->throw_away);
+  EXPECT_EQ(picture->owner, Owner::kCaller);
   EXPECT_THAT(picture->path, StartsWith("/var/tmp/"));
   EXPECT_EQ(ContentTypeOf(picture->path), kJpegType);
   EXPECT_THAT(OwnTemporaries(), ElementsAre(picture->path));
@@ -285,7 +280,7 @@ TEST_F(AvatarTest, IsThrownAwayWhereTheStoreCannotBeMade) {
   kit::WriteFile(share_ / ".vexaea", "in the way");
   const auto picture = Build(ForAvatar(source_, 64, 64));
   ASSERT_TRUE(picture);
-  EXPECT_TRUE(picture->throw_away);
+  EXPECT_EQ(picture->owner, Owner::kCaller);
   EXPECT_EQ(kit::Corners(picture->path), kit::kPictureCorners);
   unlink(picture->path.c_str());
 }

@@ -9,7 +9,7 @@
 #include "kit/files.h"
 #include "kit/fixtures.h"
 #include "kit/pixels.h"
-#include "service/build/build.h"
+#include "service/build/thumbnail_builder.h"
 #include "service/picture/content_type.h"
 #include "service/store/store_files.h"
 #include "unit/service/service_test.h"
@@ -31,9 +31,6 @@ class BuildRulesTest : public ServiceTest {
  protected:
   ~BuildRulesTest() override { EXPECT_THAT(OwnTemporaries(), IsEmpty()); }
 
-  std::optional<BuiltPicture> Build(const ThumbnailRequest& request) const {
-    return BuildThumbnail(request, Inspected(request), options_.build);
-  }
   // As a program that uses the library alone leaves it.
   void BuildWithLibraryAlone() const {
     Thumb thumb(source_, Thumb::ALL_EA);
@@ -49,7 +46,7 @@ TEST_F(BuildRulesTest, ASourceThatServesAsItIsIsThePicture) {
   const auto picture = Build(ForLabel(source_, kMedium));
   ASSERT_TRUE(picture);
   EXPECT_EQ(picture->path, source_);
-  EXPECT_FALSE(picture->throw_away);
+  EXPECT_NE(picture->owner, Owner::kCaller);
   EXPECT_EQ(machine_.Runs(), 0);
 }
 
@@ -117,7 +114,7 @@ TEST_F(BuildRulesTest, AnotherToolEncodesWhereTheCompactorFails) {
   const auto picture = Build(ForLabel(source_, kMedium));
   ASSERT_TRUE(picture);
   EXPECT_EQ(ContentTypeOf(picture->path), kJpegType);
-  EXPECT_FALSE(picture->throw_away);
+  EXPECT_NE(picture->owner, Owner::kCaller);
 }
 
 TEST_F(BuildRulesTest, AnotherToolDecodesWhereTheFastOneFails) {
@@ -135,7 +132,7 @@ TEST_F(BuildRulesTest, WithoutCompactionALargeResultIsThrownAwayUnderItsOwnName)
   options_.build.compaction = false;
   const auto picture = Build(ForLabel(source_, kMedium));
   ASSERT_TRUE(picture);
-  EXPECT_TRUE(picture->throw_away);
+  EXPECT_EQ(picture->owner, Owner::kCaller);
   EXPECT_EQ(picture->mime, "image/bmp");
   EXPECT_EQ(ContentTypeOf(picture->path), kBmpType);
   EXPECT_EQ(file::Dirname(picture->path), StoreDirectoryOf(source_));
@@ -151,7 +148,7 @@ TEST_F(BuildRulesTest, WithoutCompactionASmallResultStays) {
   options_.build.compaction = false;
   const auto picture = Build(ForLabel(source_, kMedium));
   ASSERT_TRUE(picture);
-  EXPECT_FALSE(picture->throw_away);
+  EXPECT_NE(picture->owner, Owner::kCaller);
   EXPECT_EQ(picture->mime, "image/bmp");
   EXPECT_THAT(Stored(source_), ElementsAre(kMediumEntry));
 }
@@ -161,19 +158,18 @@ TEST_F(BuildRulesTest, ATurnedResultIsNoBmpDataAndStaysWithoutCompactionToo) {
   options_.build.compaction = false;
   const auto picture = Build(ForLabel(source_, kMedium));
   ASSERT_TRUE(picture);
-  EXPECT_FALSE(picture->throw_away);
+  EXPECT_NE(picture->owner, Owner::kCaller);
   EXPECT_EQ(picture->mime, "image/jpeg");
 }
 
-TEST_F(BuildRulesTest, AResultOfASourceThatChangesMeanwhileIsNotTakenForCurrent) {
+TEST_F(BuildRulesTest, NothingIsStoredOfASourceThatChangesMeanwhile) {
   WritePhoto(source_, {800, 600});
-  const ThumbnailRequest request = ForLabel(source_, kMedium);
   machine_.on_run = [&](const std::string& /*program*/, const auto& /*argv*/) {
     SetModificationTime(source_, kSourceTime + 100);
     return ToolFault::kNone;
   };
-  ASSERT_TRUE(Build(request));
-  EXPECT_FALSE(Inspected(request).IsThumbUptoDate(StorePath(source_, kMediumEntry)));
+  EXPECT_FALSE(Build(ForLabel(source_, kMedium)));
+  EXPECT_THAT(Stored(source_), IsEmpty());
 }
 
 TEST_F(BuildRulesTest, OtherStoredThumbnailsKeepTheirTime) {
@@ -214,7 +210,7 @@ TEST_P(FreeBoxLimitTest, SixteenAreStored) {
   StoreBoxes(15);
   const auto picture = Build(GetParam().request(source_));
   ASSERT_TRUE(picture);
-  EXPECT_FALSE(picture->throw_away);
+  EXPECT_NE(picture->owner, Owner::kCaller);
   EXPECT_TRUE(std::filesystem::exists(picture->path));
 }
 
@@ -222,7 +218,7 @@ TEST_P(FreeBoxLimitTest, TheSeventeenthIsThrownAway) {
   StoreBoxes(16);
   const auto picture = Build(GetParam().request(source_));
   ASSERT_TRUE(picture);
-  EXPECT_EQ(picture->throw_away, GetParam().counts);
+  EXPECT_EQ(picture->owner == Owner::kCaller, GetParam().counts);
   EXPECT_EQ(CountFreeBoxes(source_), 16);
   EXPECT_EQ(kit::Examine(picture->path).format, "JPEG");
   EXPECT_THAT(kit::ReadFile(picture->path), Not(HasSubstr("box")));
@@ -232,7 +228,7 @@ TEST_P(FreeBoxLimitTest, TheSeventeenthIsThrownAway) {
 
 TEST_P(FreeBoxLimitTest, TheLimitIsASetting) {
   options_.build.free_boxes = 0;
-  EXPECT_EQ(Build(GetParam().request(source_))->throw_away, GetParam().counts);
+  EXPECT_EQ(Build(GetParam().request(source_))->owner == Owner::kCaller, GetParam().counts);
   EXPECT_EQ(CountFreeBoxes(source_), 0);
 }
 

@@ -55,7 +55,8 @@ class ChangingSourceTest : public ServiceTest, public testing::WithParamInterfac
       return ToolFault::kNone;
     };
     const Thumbnail answer = Obtain(request());
-    if (answer.outcome == Obtained::kPicture && answer.throw_away) unlink(answer.path.c_str());
+    if (answer.outcome == Outcome::kPicture && answer.owner == Owner::kCaller)
+      unlink(answer.path.c_str());
     machine_.on_run = nullptr;
     return run > step;
   }
@@ -83,7 +84,7 @@ TEST_P(ChangingSourceTest, ThatIsReplacedAtAnyStepIsShownAsItIs) {
     if (!changed) break;
     ExpectNothingPartial();
     const Thumbnail now = Obtain(request());
-    ASSERT_EQ(now.outcome, Obtained::kPicture) << "step " << step << ": " << now.reason;
+    ASSERT_EQ(now.outcome, Outcome::kPicture) << "step " << step << ": " << now.cause.text;
     EXPECT_EQ(kit::Corners(now.path), kit::kDecoyCorners) << "step " << step;
   }
   EXPECT_GT(step, 0);
@@ -113,26 +114,26 @@ TEST_P(ChangingSourceTest, ThatIsDeletedAtAnyStepIsMissing) {
     Restore();
     if (!AskWithChangeAt(step, [this] { EXPECT_EQ(unlink(source_.c_str()), 0); })) break;
     ExpectNothingPartial();
-    EXPECT_EQ(Obtain(request()).outcome, Obtained::kMissing) << "step " << step;
+    EXPECT_EQ(Obtain(request()).outcome, Outcome::kMissing) << "step " << step;
   }
   EXPECT_GT(step, 0);
 }
 
 TEST_P(ChangingSourceTest, IsAHitWhenTheClockIsSetBack) {
   constexpr time_t kDay = 24 * 60 * 60;
-  ASSERT_EQ(Obtain(request()).outcome, Obtained::kPicture);
+  ASSERT_EQ(Obtain(request()).outcome, Outcome::kPicture);
   const int runs = machine_.Runs();
   machine_.clock_ahead = -kDay;
-  EXPECT_EQ(Obtain(request()).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(request()).outcome, Outcome::kPicture);
   EXPECT_EQ(machine_.Runs(), runs);
 }
 
 TEST_P(ChangingSourceTest, IsBuiltWhileTheClockIsSetBack) {
   machine_.clock_ahead = -kSourceTime;
-  ASSERT_EQ(Obtain(request()).outcome, Obtained::kPicture);
+  ASSERT_EQ(Obtain(request()).outcome, Outcome::kPicture);
   machine_.clock_ahead = 0;
   const int runs = machine_.Runs();
-  EXPECT_EQ(Obtain(request()).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(request()).outcome, Outcome::kPicture);
   EXPECT_EQ(machine_.Runs(), runs);
   ExpectNothingPartial();
 }

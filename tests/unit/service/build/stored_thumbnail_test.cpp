@@ -176,7 +176,7 @@ INSTANTIATE_TEST_SUITE_P(
 class FoundThumbnailTest : public ServiceTest {
  protected:
   FoundThumbnailTest() { WritePhoto(source_, {800, 600}); }
-  std::optional<StoredThumbnail> Find() const {
+  std::optional<Thumbnail> Find() const {
     ThumbnailRequest request = ForLabel(source_, kBig);
     request.any_share = true;
     request.turns = turns_;
@@ -210,14 +210,14 @@ TEST_F(FoundThumbnailTest, AJpegIsOne) {
   ASSERT_TRUE(found);
   EXPECT_FALSE(found->bmp_data);
   EXPECT_EQ(found->mime, "image/jpeg");
-  EXPECT_FALSE(found->turn_when_sent);
+  EXPECT_EQ(found->turns_to_come, 0);
 }
 
 TEST_F(FoundThumbnailTest, APhotoAlbumThumbnailIsTurnedWhenSent) {
   WriteStored(source_, kPixdeck, kJpeg);
-  EXPECT_FALSE(Find()->turn_when_sent);
+  EXPECT_EQ(Find()->turns_to_come, 0);
   turns_ = 3;
-  EXPECT_TRUE(Find()->turn_when_sent);
+  EXPECT_EQ(Find()->turns_to_come, 3);
 }
 
 TEST_F(FoundThumbnailTest, AScreenshotIsAJpegThatIsNotTurned) {
@@ -229,7 +229,7 @@ TEST_F(FoundThumbnailTest, AScreenshotIsAJpegThatIsNotTurned) {
   const auto found = FindStored(request, Inspected(request));
   ASSERT_TRUE(found);
   EXPECT_EQ(found->mime, "image/jpeg");
-  EXPECT_FALSE(found->turn_when_sent);
+  EXPECT_EQ(found->turns_to_come, 0);
 }
 
 TEST_F(FoundThumbnailTest, ARawFileOfUnknownTypeHasAStoredThumbnailToo) {

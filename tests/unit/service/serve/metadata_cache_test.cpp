@@ -71,7 +71,7 @@ TEST_F(RepeatedRequestTest, FindsTheStoredThumbnailWithoutReadingTheSource) {
   WriteStored(source_, "VEXAFILE_THUMB_S_r1.jpg", kJpeg);
   const ThumbnailRequest request = ForLabel(source_, kSmall);
   const Thumbnail first = Obtain(request);
-  ASSERT_EQ(first.outcome, Obtained::kPicture);
+  ASSERT_EQ(first.outcome, Outcome::kPicture);
 
   std::unique_lock<std::mutex> nobody_reads_metadata(ThumbInfo::exiv2_mutex_);
   auto second = std::async(std::launch::async, [&] { return Obtain(request); });
@@ -93,9 +93,9 @@ TEST_F(RepeatedRequestTest, SeesThatTheThumbnailHasGone) {
   WriteStored(source_, "VEXAFILE_THUMB_S_r1.jpg", kJpeg);
   ThumbnailRequest request = ForLabel(source_, kSmall);
   request.only_stored = true;
-  ASSERT_EQ(Obtain(request).outcome, Obtained::kPicture);
+  ASSERT_EQ(Obtain(request).outcome, Outcome::kPicture);
   std::filesystem::remove(StorePath(source_, "VEXAFILE_THUMB_S_r1.jpg"));
-  EXPECT_EQ(Obtain(request).outcome, Obtained::kNotStored);
+  EXPECT_EQ(Obtain(request).outcome, Outcome::kNotStored);
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ struct OutcomeCase {
   const char* source;
   std::function<void(const std::string& path)> write;
   std::function<void(ThumbnailRequest&)> change;
-  Obtained outcome;
+  Outcome outcome;
   const char* reason;
 };
 
@@ -64,53 +64,53 @@ TEST_P(OutcomeTest, IsSaidWithAReasonWithoutPaths) {
   c.change(request);
   const Thumbnail answer = Obtain(request);
   EXPECT_EQ(answer.outcome, c.outcome);
-  EXPECT_EQ(answer.reason, c.reason);
+  EXPECT_EQ(answer.cause.text, c.reason);
   EXPECT_EQ(answer.path, "");
-  EXPECT_FALSE(answer.throw_away);
+  EXPECT_NE(answer.owner, Owner::kCaller);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     WithoutAPicture, OutcomeTest,
     testing::Values(
-        OutcomeCase{"Missing", "a.jpg", WriteNothing, Nothing, Obtained::kMissing,
+        OutcomeCase{"Missing", "a.jpg", WriteNothing, Nothing, Outcome::kMissing,
                     "there is no such file"},
-        OutcomeCase{"MissingFolder", "no/a.jpg", WriteNothing, Nothing, Obtained::kMissing,
+        OutcomeCase{"MissingFolder", "no/a.jpg", WriteNothing, Nothing, Outcome::kMissing,
                     "there is no such file"},
         OutcomeCase{"DanglingLink", "a.jpg",
                     [](const auto& path) { std::filesystem::create_symlink("gone", path); },
-                    Nothing, Obtained::kMissing, "there is no such file"},
-        OutcomeCase{"NotStored", "a.jpg", WriteLargeJpeg, OnlyStored, Obtained::kNotStored,
-                    "it is not stored"},
-        OutcomeCase{"VideoNotStored", "a.mp4", WriteText, OnlyStored, Obtained::kNotStored,
-                    "it is not stored"},
-        OutcomeCase{"VideoWithoutScreenshot", "a.mp4", WriteText, Nothing, Obtained::kUnusable,
-                    "the video has no stored screenshot"},
+                    Nothing, Outcome::kMissing, "there is no such file"},
+        OutcomeCase{"NotStored", "a.jpg", WriteLargeJpeg, OnlyStored, Outcome::kNotStored,
+                    "no thumbnail of it is stored"},
+        OutcomeCase{"VideoNotStored", "a.mp4", WriteText, OnlyStored, Outcome::kNotStored,
+                    "no thumbnail of it is stored"},
+        OutcomeCase{"VideoWithoutScreenshot", "a.mp4", WriteText, Nothing, Outcome::kUnusable,
+                    "a video without a stored screenshot"},
         OutcomeCase{"OriginalThatBrowsersCannotShow", "a.tif",
-                    [](const auto& path) { kit::WriteTiff(path); }, Original, Obtained::kUnusable,
-                    "browsers cannot show the original"},
-        OutcomeCase{"Text", "a.jpg", WriteText, Nothing, Obtained::kUnusable,
-                    "it is not a picture that the tools can read"},
-        OutcomeCase{"Undecodable", "a.jpg", WriteUndecodable, Nothing, Obtained::kUnusable,
-                    "it is not a picture that the tools can read"},
+                    [](const auto& path) { kit::WriteTiff(path); }, Original, Outcome::kUnusable,
+                    "browsers do not show its type"},
+        OutcomeCase{"Text", "a.jpg", WriteText, Nothing, Outcome::kUnusable,
+                    "its content is no picture of a known type"},
+        OutcomeCase{"Undecodable", "a.jpg", WriteUndecodable, Nothing, Outcome::kUnusable,
+                    "no tool could make a thumbnail of it"},
         OutcomeCase{"Empty", "a.jpg", [](const auto& path) { kit::WriteFile(path, ""); }, Nothing,
-                    Obtained::kUnusable, "its metadata are damaged"},
+                    Outcome::kUnusable, "its metadata are damaged"},
         OutcomeCase{"Fifo", "a.jpg", [](const auto& path) { kit::WriteFifo(path); }, Nothing,
-                    Obtained::kUnusable, "its metadata are damaged"},
+                    Outcome::kUnusable, "its metadata are damaged"},
         OutcomeCase{"BrokenOrientation", "a.jpg",
                     [](const auto& path) {
                       WriteLargeJpeg(path);
                       kit::AddExif(path, {{"Exif.Image.Orientation", "up", Exiv2::asciiString}});
                     },
-                    Nothing, Obtained::kUnusable, "its orientation is not a number"}),
+                    Nothing, Outcome::kUnusable, "its orientation is not a number"}),
     CaseName());
 
 TEST_F(ObtainTest, ASourceThatServesAsItIsIsThePicture) {
   WritePhoto(source_, {300, 200});
   const Thumbnail answer = Obtain(ForLabel(source_, kBig));
-  EXPECT_EQ(answer.outcome, Obtained::kPicture);
+  EXPECT_EQ(answer.outcome, Outcome::kPicture);
   EXPECT_EQ(answer.path, source_);
   EXPECT_EQ(answer.mime, "image/jpeg");
-  EXPECT_FALSE(answer.throw_away);
+  EXPECT_NE(answer.owner, Owner::kCaller);
   EXPECT_EQ(machine_.Runs(), 0);
   EXPECT_FALSE(std::filesystem::exists(share_ / ".vexaea"));
 }
@@ -130,14 +130,14 @@ TEST_F(ObtainTest, ABmpHasTheTypeThatBrowsersKnow) {
 TEST_F(ObtainTest, BuildsAndFindsItAgain) {
   WritePhoto(source_, {1600, 1200});
   const Thumbnail built = Obtain(ForLabel(source_, kBig));
-  EXPECT_EQ(built.outcome, Obtained::kPicture);
+  EXPECT_EQ(built.outcome, Outcome::kPicture);
   EXPECT_EQ(built.path, StorePath(source_, kBigEntry));
   const ino_t inode = InodeOf(built.path);
   const int runs = machine_.Runs();
   const Thumbnail found = Obtain(ForLabel(source_, kBig));
   EXPECT_EQ(found.path, built.path);
   EXPECT_EQ(found.mime, "image/jpeg");
-  EXPECT_FALSE(found.throw_away);
+  EXPECT_NE(found.owner, Owner::kCaller);
   EXPECT_EQ(InodeOf(found.path), inode);
   EXPECT_EQ(machine_.Runs(), runs);
 }
@@ -150,7 +150,7 @@ TEST_F(ObtainTest, APhotoAlbumThumbnailIsTurnedWhenSent) {
   request.turns = 1;
   const Thumbnail answer = Obtain(request);
   EXPECT_EQ(answer.path, StorePath(source_, "VEXAPHOTO_THUMB_B.jpg"));
-  EXPECT_TRUE(answer.turn_when_sent);
+  EXPECT_EQ(answer.turns_to_come, 1);
 }
 
 TEST_F(ObtainTest, AVideosScreenshotIsFound) {
@@ -158,7 +158,7 @@ TEST_F(ObtainTest, AVideosScreenshotIsFound) {
   WriteStored(Picture("a.mp4"), "VEXAVIDEO_VIDEO_SCREENSHOT.jpg", kJpeg);
   ThumbnailRequest request = ForLabel(Picture("a.mp4"), kBig);
   request.any_share = true;
-  EXPECT_EQ(Obtain(request).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(request).outcome, Outcome::kPicture);
 }
 
 TEST_F(ObtainTest, BmpDataAreAHitOnlyWithoutCompaction) {
@@ -205,12 +205,12 @@ TEST_P(SmallerTest, TheLargestStoredOneBelowTakesThePlace) {
   Prepare();
   EXPECT_EQ(ObtainSmaller(true).path,
             StorePath(Picture(GetParam().source), "VEXAPHOTO_THUMB_M.jpg"));
-  EXPECT_EQ(ObtainSmaller(true).outcome, Obtained::kPicture) << "from memory too";
+  EXPECT_EQ(ObtainSmaller(true).outcome, Outcome::kPicture) << "from memory too";
 }
 
 TEST_P(SmallerTest, NoneTakesThePlaceUnlessAllowed) {
   Prepare();
-  EXPECT_NE(ObtainSmaller(false).outcome, Obtained::kPicture);
+  EXPECT_NE(ObtainSmaller(false).outcome, Outcome::kPicture);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -231,26 +231,26 @@ TEST_F(ObtainTest, AnOriginalThatBrowsersCannotShowMayBecomeTheLargestSize) {
 
 TEST_F(ObtainTest, AFailureIsRememberedAndAnsweredQuickly) {
   WriteUndecodable(source_);
-  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Outcome::kUnusable);
   const int runs = machine_.Runs();
   EXPECT_GT(runs, 0);
   const auto failure = RecordedFailure(source_);
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->tool, "/usr/bin/convert");
   const Thumbnail again = Obtain(ForLabel(source_, kSmall));
-  EXPECT_EQ(again.outcome, Obtained::kUnusable);
-  EXPECT_EQ(again.reason, failure->reason);
+  EXPECT_EQ(again.outcome, Outcome::kUnusable);
+  EXPECT_EQ(again.cause.text, failure->reason);
   EXPECT_EQ(machine_.Runs(), runs);
 }
 
 TEST_F(ObtainTest, ARememberedSourceIsTriedAgainWhenToldTo) {
   WritePhoto(source_, {800, 600});
   FailAll(machine_);
-  ASSERT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
+  ASSERT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Outcome::kUnusable);
   machine_.on_run = nullptr;
-  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
-  options_.retry_failed = true;
-  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Outcome::kUnusable);
+  options_.use_failure_record = false;
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Outcome::kPicture);
   EXPECT_THAT(Stored(source_), Not(Contains(kFailureEntry)));
 }
 
@@ -259,14 +259,14 @@ TEST_F(ObtainTest, ARememberedSourceIsTriedAgainWhenItHasChanged) {
   Obtain(ForLabel(source_, kBig));
   WritePhoto(source_, {800, 600});
   SetModificationTime(source_, kSourceTime + 1);
-  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Outcome::kPicture);
 }
 
 TEST_F(ObtainTest, AStoredThumbnailIsFoundWhateverIsRemembered) {
   WriteUndecodable(source_);
   Obtain(ForLabel(source_, kBig));
   WriteStored(source_, kSmallEntry, kJpeg);
-  EXPECT_EQ(Obtain(ForLabel(source_, kSmall)).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(ForLabel(source_, kSmall)).outcome, Outcome::kPicture);
 }
 
 struct MachineFaultCase {
@@ -284,8 +284,8 @@ TEST_P(MachineFaultTest, IsSaidAndNotRememberedOfTheSource) {
   GetParam().write(source);
   GetParam().spoil(machine_, share_.path());
   const Thumbnail answer = Obtain(ForLabel(source, kBig));
-  EXPECT_EQ(answer.outcome, Obtained::kToolFault);
-  EXPECT_THAT(answer.reason, HasSubstr(GetParam().reason));
+  EXPECT_EQ(answer.outcome, Outcome::kToolFault);
+  EXPECT_THAT(answer.cause.text, HasSubstr(GetParam().reason));
   EXPECT_FALSE(RecordedFailure(source));
 }
 
@@ -337,10 +337,10 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(ObtainTest, AfterAFaultOfTheMachineTheNextRequestIsFine) {
   kit::WriteTiff(Picture("a.tif"), {{800, 600}, 0});
   machine_.Break("convert", ToolFault::kMissing);
-  EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Obtained::kToolFault);
+  EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Outcome::kToolFault);
   machine_.on_run = nullptr;
   machine_.missing_program.clear();
-  EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Outcome::kPicture);
 }
 
 TEST_F(ObtainTest, ASourceThatVanishesMeanwhileIsMissing) {
@@ -349,7 +349,7 @@ TEST_F(ObtainTest, ASourceThatVanishesMeanwhileIsMissing) {
     unlink(source_.c_str());
     return ToolFault::kNone;
   };
-  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kMissing);
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Outcome::kMissing);
   EXPECT_FALSE(std::filesystem::exists(StorePath(source_, kFailureEntry)));
 }
 
@@ -359,7 +359,7 @@ TEST_F(ObtainTest, ASourceThatVanishesWhileItsAvatarIsMadeIsMissing) {
     unlink(source_.c_str());
     return ToolFault::kNone;
   };
-  EXPECT_EQ(Obtain(ForAvatar(source_, 64, 64)).outcome, Obtained::kMissing);
+  EXPECT_EQ(Obtain(ForAvatar(source_, 64, 64)).outcome, Outcome::kMissing);
 }
 
 TEST_F(ObtainTest, ASourceThatIsDamagedMeanwhileIsNotRememberedAsItIsNow) {
@@ -369,7 +369,7 @@ TEST_F(ObtainTest, ASourceThatIsDamagedMeanwhileIsNotRememberedAsItIsNow) {
     SetModificationTime(source_, kSourceTime + 1);
     return ToolFault::kNone;
   };
-  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Obtained::kUnusable);
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Outcome::kSourceChanged);
   EXPECT_FALSE(RecordedFailure(source_));
 }
 
@@ -377,7 +377,7 @@ TEST_F(ObtainTest, AThrowAwayPictureIsTheCallers) {
   kit::WriteTiff(Picture("a.tif"), {{800, 600}, 0});
   machine_.volume_type = FSTYPE_NFS;
   const Thumbnail answer = Obtain(ForLabel(Picture("a.tif"), kBig));
-  EXPECT_TRUE(answer.throw_away);
+  EXPECT_EQ(answer.owner, Owner::kCaller);
   EXPECT_EQ(kit::Examine(answer.path).format, "JPEG");
   unlink(answer.path.c_str());
 }

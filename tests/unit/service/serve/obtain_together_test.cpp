@@ -27,7 +27,7 @@ constexpr int kProcesses = 8;
 class ObtainTogetherTest : public ServiceTest {
  protected:
   // Many processes that ask at the same moment; how many got that outcome.
-  int AskTogether(const ThumbnailRequest& request, Obtained outcome) {
+  int AskTogether(const ThumbnailRequest& request, Outcome outcome) {
     const Signal start;
     std::vector<std::unique_ptr<Process>> processes;
     for (int i = 0; i < kProcesses; ++i) {
@@ -60,7 +60,7 @@ TEST_P(RunOnceTest, ToolsRunOnceForAllWhoAskAtTheSameMoment) {
   const RunsCase& c = GetParam();
   WritePhoto(source_, {800, 600}, c.orientation);
   ThumbnailRequest request = c.avatar ? ForAvatar(source_, 64, 64) : ForLabel(source_, kMedium);
-  EXPECT_EQ(AskTogether(request, Obtained::kPicture), kProcesses);
+  EXPECT_EQ(AskTogether(request, Outcome::kPicture), kProcesses);
   EXPECT_EQ(machine_.Runs("djpeg"), c.djpeg);
   EXPECT_EQ(machine_.Runs("convert"), c.convert);
   EXPECT_EQ(machine_.Runs("cjpeg"), c.cjpeg);
@@ -76,7 +76,7 @@ INSTANTIATE_TEST_SUITE_P(Pictures, RunOnceTest,
 
 TEST_F(ObtainTogetherTest, AnUnusableSourceIsTriedOnceForAll) {
   WriteUndecodable(source_);
-  EXPECT_EQ(AskTogether(ForLabel(source_, kMedium), Obtained::kUnusable), kProcesses);
+  EXPECT_EQ(AskTogether(ForLabel(source_, kMedium), Outcome::kUnusable), kProcesses);
   EXPECT_EQ(machine_.Runs("djpeg"), 1);
   EXPECT_EQ(machine_.Runs("convert"), 1);
   EXPECT_EQ(RecordedFailure(source_)->attempts, 1);
@@ -93,7 +93,7 @@ TEST_F(ObtainTogetherTest, OneNameInManyFoldersIsBuiltRightForEach) {
     processes.push_back(std::make_unique<Process>([this, i] {
       const Thumbnail answer = Obtain(
           ForBox(Picture(std::to_string(i)) + "/a.jpg", 100 + 10U * static_cast<unsigned>(i), 75));
-      return answer.outcome == Obtained::kPicture &&
+      return answer.outcome == Outcome::kPicture &&
                      kit::Corners(answer.path) == kit::kPictureCorners
                  ? 0
                  : 1;
@@ -108,38 +108,37 @@ class HeldLockTest : public ObtainTogetherTest {
 };
 
 TEST_F(HeldLockTest, DoesNotDelayAHit) {
-  ASSERT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kPicture);
+  ASSERT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kPicture);
   const SourceLock lock(options_.lock_directory, source_);
-  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kPicture);
 }
 
 TEST_F(HeldLockTest, DoesNotDelayASourceThatServesAsItIs) {
   const SourceLock lock(options_.lock_directory, source_);
-  EXPECT_EQ(Obtain(ForLabel(source_, kOriginal)).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(ForLabel(source_, kOriginal)).outcome, Outcome::kPicture);
 }
 
 TEST_F(HeldLockTest, DoesNotDelayARecordedFailure) {
   WriteUndecodable(source_);
-  ASSERT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kUnusable);
+  ASSERT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kUnusable);
   const SourceLock lock(options_.lock_directory, source_);
-  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kUnusable);
+  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kUnusable);
 }
 
 TEST_F(HeldLockTest, DoesNotDelayWhatIsNotStored) {
   const SourceLock lock(options_.lock_directory, source_);
   ThumbnailRequest request = ForLabel(source_, kMedium);
   request.only_stored = true;
-  EXPECT_EQ(Obtain(request).outcome, Obtained::kNotStored);
+  EXPECT_EQ(Obtain(request).outcome, Outcome::kNotStored);
 }
 
 TEST_F(HeldLockTest, AWaiterFindsWhatTheHolderHasBuilt) {
   auto lock = std::make_unique<SourceLock>(options_.lock_directory, source_);
   Process waiter([&] {
     lock.reset();  // a copy that came along with the fork; the parent still holds its own
-    return Obtain(ForLabel(source_, kMedium)).outcome == Obtained::kPicture ? 0 : 1;
+    return Obtain(ForLabel(source_, kMedium)).outcome == Outcome::kPicture ? 0 : 1;
   });
-  ASSERT_TRUE(BuildThumbnail(ForLabel(source_, kMedium), Inspected(ForLabel(source_, kMedium)),
-                             options_.build));
+  ASSERT_TRUE(Build(ForLabel(source_, kMedium)));
   const int runs = machine_.Runs();
   lock.reset();
   EXPECT_EQ(waiter.Wait(), 0);
@@ -152,19 +151,19 @@ TEST_F(ObtainTogetherTest, TooManyBuildsAreRefused) {
   {
     const auto turn = BuildSlot::Take(options_.lock_directory, options_.limits);
     const Thumbnail answer = Obtain(ForLabel(source_, kMedium));
-    EXPECT_EQ(answer.outcome, Obtained::kOverload);
-    EXPECT_EQ(answer.reason, "too many thumbnails are being built");
+    EXPECT_EQ(answer.outcome, Outcome::kOverload);
+    EXPECT_EQ(answer.cause.text, "too many thumbnails are being built");
     EXPECT_EQ(machine_.Runs(), 0);
   }
-  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kPicture);
 }
 
 TEST_F(ObtainTogetherTest, AnOverloadDoesNotKeepStoredOnesBack) {
   WritePhoto(source_, {800, 600});
   options_.limits = {1, 0};
-  ASSERT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kPicture);
+  ASSERT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kPicture);
   const auto turn = BuildSlot::Take(options_.lock_directory, options_.limits);
-  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kPicture);
 }
 
 TEST_F(ObtainTogetherTest, AKilledBuilderIsFollowedByTheNext) {
@@ -181,7 +180,7 @@ TEST_F(ObtainTogetherTest, AKilledBuilderIsFollowedByTheNext) {
   });
   building.Await();
   builder.Kill();
-  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Obtained::kPicture);
+  EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kPicture);
   EXPECT_THAT(Stored(source_), ElementsAre("VEXAFILE_THUMB_M.jpg"));
 }
 

@@ -89,22 +89,6 @@ TEST_F(StoreFilesTest, ALinkInThePlaceOfTheStoreIsAnObstacle) {
   EXPECT_THAT(NamesIn(elsewhere_ / "a.jpg"), IsEmpty());
 }
 
-TEST_F(StoreFilesTest, PuttingKeepsTheTime) {
-  ASSERT_TRUE(file::MakeEADir(source_));
-  WriteStored(source_, "VEXAFILE_THUMB_S.jpg", "old");
-  kit::WriteFile(elsewhere_ / "new", "new");
-  SetModificationTime(elsewhere_ / "new", kSourceTime + 5);
-  EXPECT_TRUE(PutIntoStore(elsewhere_ / "new", StorePath(source_, "VEXAFILE_THUMB_S.jpg")));
-  EXPECT_EQ(kit::ReadFile(StorePath(source_, "VEXAFILE_THUMB_S.jpg")), "new");
-  EXPECT_EQ(ModificationTimeOf(StorePath(source_, "VEXAFILE_THUMB_S.jpg")), kSourceTime + 5);
-  EXPECT_THAT(Stored(source_), ElementsAre("VEXAFILE_THUMB_S.jpg"));
-}
-
-TEST_F(StoreFilesTest, PuttingFailsWithoutAStore) {
-  kit::WriteFile(elsewhere_ / "new", "new");
-  EXPECT_FALSE(PutIntoStore(elsewhere_ / "new", StorePath(source_, "VEXAFILE_THUMB_S.jpg")));
-}
-
 struct BoxNameCase {
   const char* name;
   const char* entry;

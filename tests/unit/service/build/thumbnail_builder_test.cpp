@@ -1,4 +1,4 @@
-#include "service/build/build.h"
+#include "service/build/thumbnail_builder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,10 +27,6 @@ using testing::StartsWith;
 class BuildTest : public ServiceTest {
  protected:
   ~BuildTest() override { EXPECT_THAT(OwnTemporaries(), IsEmpty()); }
-
-  std::optional<BuiltPicture> Build(const ThumbnailRequest& request) const {
-    return BuildThumbnail(request, Inspected(request), options_.build);
-  }
 };
 
 struct SourceCase {
@@ -87,7 +83,7 @@ class BuiltSourceTest : public BuildTest, public testing::WithParamInterface<Sou
     SetModificationTime(source_, kSourceTime);
   }
 
-  void ExpectThumbnail(const BuiltPicture& picture) const {
+  void ExpectThumbnail(const Thumbnail& picture) const {
     EXPECT_EQ(picture.mime, GetParam().mime);
     EXPECT_EQ(ContentTypeOf(picture.path), GetParam().mime);
     EXPECT_EQ(kit::Corners(picture.path), GetParam().corners);
@@ -103,7 +99,7 @@ TEST_P(BuiltSourceTest, IsStoredUprightInThePromisedForm) {
   const auto picture = Build(ForLabel(source_, kMedium));
   ASSERT_TRUE(picture);
   EXPECT_EQ(picture->path, StorePath(source_, GetParam().entry));
-  EXPECT_FALSE(picture->throw_away);
+  EXPECT_NE(picture->owner, Owner::kCaller);
   ExpectThumbnail(*picture);
   EXPECT_THAT(Stored(source_), ElementsAre(GetParam().entry));
 }
@@ -113,7 +109,7 @@ TEST_P(BuiltSourceTest, IsAHitFromThenOn) {
   ASSERT_TRUE(Build(request));
   const int runs = machine_.Runs();
   const Thumbnail again = Obtain(request);
-  EXPECT_EQ(again.outcome, Obtained::kPicture);
+  EXPECT_EQ(again.outcome, Outcome::kPicture);
   EXPECT_EQ(again.path, StorePath(source_, GetParam().entry));
   EXPECT_EQ(machine_.Runs(), runs);
 }
@@ -126,7 +122,7 @@ class BuiltOutsideStoreTest : public BuiltSourceTest {
   void ExpectThrowAway() const {
     const auto picture = Build(ForLabel(source_, kMedium));
     ASSERT_TRUE(picture);
-    EXPECT_TRUE(picture->throw_away);
+    EXPECT_EQ(picture->owner, Owner::kCaller);
     EXPECT_THAT(picture->path, StartsWith("/var/tmp/"));
     ExpectThumbnail(*picture);
     unlink(picture->path.c_str());

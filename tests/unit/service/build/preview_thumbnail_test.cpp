@@ -1,7 +1,10 @@
-#include "service/build/stored_preview.h"
+#include "service/build/preview_thumbnail.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -40,6 +43,7 @@ class EmbeddedPreviewTest : public ServiceTest {
   }
 
   const std::string source_ = Picture("a.jpg");
+  const std::string target_ = elsewhere_ / "thumbnail.jpg";
 };
 
 struct TurnCase {
@@ -58,11 +62,11 @@ TEST_P(UprightPreviewTest, IsStoredUprightWithTheSourcesTime) {
   WriteWithPreview(source_, GetParam().orientation);
   ThumbnailRequest request = ForLabel(source_, kSmall);
   request.turns = GetParam().turns;
-  const auto picture = StoreEmbeddedPreview(request);
+  const auto picture = Build(request);
   ASSERT_TRUE(picture);
   EXPECT_EQ(picture->path, StorePath(source_, GetParam().entry));
   EXPECT_EQ(picture->mime, "image/jpeg");
-  EXPECT_FALSE(picture->throw_away);
+  EXPECT_NE(picture->owner, Owner::kCaller);
   EXPECT_EQ(kit::Corners(picture->path), GetParam().corners);
   EXPECT_EQ(ModificationTimeOf(picture->path), kSourceTime);
   EXPECT_EQ(machine_.Runs() == 0, GetParam().copied);
@@ -94,7 +98,7 @@ TEST_F(EmbeddedPreviewTest, OfAPngIsConvertedToThePromisedForm) {
   const std::string png = Picture("a.png");
   kit::WritePng(png, {{800, 600}, 0});
   kit::AddExifThumbnail(png, jpeg);
-  const auto picture = StoreEmbeddedPreview(ForLabel(png, kSmall));
+  const auto picture = Build(ForLabel(png, kSmall));
   ASSERT_TRUE(picture);
   EXPECT_EQ(picture->path, StorePath(png, "VEXAFILE_THUMB_S.png"));
   EXPECT_EQ(picture->mime, "image/png");
@@ -105,7 +109,7 @@ TEST_F(EmbeddedPreviewTest, OfARawFileIsConverted) {
   const std::string raw = Picture("a.dng");
   kit::WriteDng(raw);
   SetModificationTime(raw, kSourceTime);
-  const auto picture = StoreEmbeddedPreview(ForLabel(raw, kSmall));
+  const auto picture = Build(ForLabel(raw, kSmall));
   ASSERT_TRUE(picture);
   EXPECT_EQ(ContentTypeOf(picture->path), kJpegType);
   EXPECT_EQ(kit::Corners(picture->path), kUpright);
@@ -115,60 +119,69 @@ TEST_F(EmbeddedPreviewTest, OfARawFileIsConverted) {
 TEST_F(EmbeddedPreviewTest, ReplacesAStaleThumbnail) {
   WriteWithPreview(source_, 1);
   WriteStored(source_, kStored, "stale", 1);
-  ASSERT_TRUE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+  ASSERT_TRUE(Build(ForLabel(source_, kSmall)));
   EXPECT_EQ(kit::Corners(StorePath(source_, kStored)), kUpright);
 }
 
 TEST_F(EmbeddedPreviewTest, NoneIsNone) {
   WritePhoto(source_, {800, 600});
-  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), target_));
   EXPECT_FALSE(std::filesystem::exists(share_ / ".vexaea"));
 }
 
 TEST_F(EmbeddedPreviewTest, OneThatIsTooSmallIsNone) {
   WriteWithPreview(source_, 1);
-  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kBig)));
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kBig), target_));
   EXPECT_THAT(Stored(source_), IsEmpty());
 }
 
 TEST_F(EmbeddedPreviewTest, IsNotUsedWithoutAStore) {
   WriteWithPreview(source_, 1);
   machine_.volume_type = FSTYPE_NFS;
-  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+  const auto picture = Build(ForLabel(source_, kSmall));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(kit::Corners(picture->path), kit::kPictureCorners);
   EXPECT_THAT(NamesIn(share_.path()), ElementsAre("a.jpg"));
+  unlink(picture->path.c_str());
 }
 
 TEST_F(EmbeddedPreviewTest, IsNotUsedWhereTheStoreCannotBeMade) {
   WriteWithPreview(source_, 1);
   kit::WriteFile(share_ / ".vexaea", "");
-  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+  const auto picture = Build(ForLabel(source_, kSmall));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(kit::Corners(picture->path), kit::kPictureCorners);
+  unlink(picture->path.c_str());
 }
 
 TEST_F(EmbeddedPreviewTest, ThatCannotBeTurnedLeavesNothing) {
   WriteWithPreview(source_, 6);
   machine_.Break("convert", ToolFault::kFails);
-  EXPECT_FALSE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
-  EXPECT_THAT(Stored(source_), IsEmpty());
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), target_));
+  EXPECT_FALSE(std::filesystem::exists(target_));
 }
 
 TEST_F(EmbeddedPreviewTest, OfASourceWithABrokenOrientationLeavesNothing) {
   WriteWithPreview(source_, 1);
   kit::AddExif(source_, {{"Exif.Image.Orientation", "sideways", Exiv2::asciiString}});
-  EXPECT_THROW(StoreEmbeddedPreview(ForLabel(source_, kSmall)), std::logic_error);
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), target_));
 }
 
 TEST_F(EmbeddedPreviewTest, OfAMissingSourceIsRefused) {
-  EXPECT_THROW(StoreEmbeddedPreview(ForLabel(Picture("missing.jpg"), kSmall)), Error);
+  EXPECT_THROW(MakeFromEmbeddedPreview(ForLabel(Picture("missing.jpg"), kSmall), target_), Error);
 }
 
 // 0: it has seen no file or a whole and current one; 1: another.
 int WatchUntilDone(const std::string& path, const std::string& done) {
   while (!std::filesystem::exists(done)) {
-    if (!std::filesystem::exists(path)) continue;
-    const time_t time = ModificationTimeOf(path);
-    const std::string bytes = kit::ReadFile(path);
-    if (bytes.size() < 4 || bytes.substr(bytes.size() - 2) != "\xff\xd9") return 1;
-    if (time != kSourceTime) return 1;
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) continue;
+    struct stat st = {};
+    std::string bytes(1 << 20, '\0');
+    const ssize_t size = fstat(file, &st) == 0 ? read(file, bytes.data(), bytes.size()) : -1;
+    close(file);
+    if (size < 4 || bytes.compare(static_cast<size_t>(size) - 2, 2, "\xff\xd9") != 0) return 1;
+    if (st.st_mtime != kSourceTime) return 1;
   }
   return 0;
 }
@@ -181,7 +194,8 @@ TEST_P(AtomicPreviewTest, IsWholeAndCurrentWheneverItIsThere) {
   const std::string stored = StorePath(source_, GetParam().entry);
   Process reader([&] { return WatchUntilDone(stored, elsewhere_ / "done"); });
   for (int round = 0; round < 10; ++round) {
-    EXPECT_TRUE(StoreEmbeddedPreview(ForLabel(source_, kSmall)));
+    unlink(stored.c_str());
+    EXPECT_TRUE(Build(ForLabel(source_, kSmall)));
   }
   kit::WriteFile(elsewhere_ / "done", "");
   EXPECT_EQ(reader.Wait(), 0);

@@ -1,0 +1,57 @@
+#include "service/build/preview_thumbnail.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "service/picture/content_type.h"
+#include "service/picture/inspection.h"
+
+namespace vexathumb::service {
+namespace {
+
+// The library writes the preview to a file of its own, which its user removes, also when the
+// inspection fails after that.
+class InspectionWithPreview {
+ public:
+  explicit InspectionWithPreview(const ThumbnailRequest& request) : info_(Describe(request)) {}
+  ~InspectionWithPreview() {
+    if (!preview().empty()) unlink(preview().c_str());
+  }
+  InspectionWithPreview(const InspectionWithPreview&) = delete;
+  InspectionWithPreview& operator=(const InspectionWithPreview&) = delete;
+
+  bool FindsPreview() {
+    return Inspect(&info_, WithPreview::kYes).result == InspectionResult::kRead &&
+           !preview().empty();
+  }
+
+  std::string preview() const { return info_.GetEXIFPreviewTmpPath(); }
+  const ThumbInfo& info() const { return info_; }
+
+ private:
+  ThumbInfo info_;
+};
+
+bool Copy(const std::string& from, const std::string& to) {
+  std::error_code error;
+  return std::filesystem::copy_file(from, to, error);
+}
+
+}  // namespace
+
+bool MakeFromEmbeddedPreview(const ThumbnailRequest& request, const std::string& path) {
+  InspectionWithPreview inspection(request);
+  if (!inspection.FindsPreview()) return false;
+  const ThumbInfo& info = inspection.info();
+  const bool upright = (info.GetRotate() + info.GetUserRotate()) % 4 == 0 && !info.GetFlop();
+  const bool as_it_is = upright && info.GetMimeType() == kJpegType &&
+                        ContentTypeOf(inspection.preview()) == kJpegType;
+  if (as_it_is && Copy(inspection.preview(), path)) return true;
+  if (!as_it_is && ConvertCmd(info, inspection.preview(), path).exec()) return true;
+  unlink(path.c_str());
+  return false;
+}
+
+}  // namespace vexathumb::service

@@ -1,0 +1,142 @@
+#include "service/build/thumbnail_builder.h"
+
+#include <unistd.h>
+
+#include <stdexcept>
+#include <system_error>
+
+#include "service/build/avatar.h"
+#include "service/build/machine_fault.h"
+#include "service/build/preview_thumbnail.h"
+#include "service/build/reencoding.h"
+#include "service/build/stored_thumbnail.h"
+#include "service/picture/content_type.h"
+#include "service/store/store_files.h"
+#include "service/store/store_obstacle.h"
+#include "service/store/store_place_check.h"
+#include "vexaplatform/tool_report.h"
+
+namespace vexathumb::service {
+
+ThumbnailBuilder::ThumbnailBuilder(const std::string& source, const SourceVersion& version,
+                                   const BuildOptions& options)
+    : source_(source), version_(version), options_(options), series_(source, options) {}
+
+Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbInfo& info) {
+  vexaplatform::ForgetLastToolRun();
+  try {
+    if (auto built = TryBuild(request, info)) return *built;
+  } catch (const std::system_error&) {
+    throw;
+  } catch (const std::logic_error&) {
+    // As good as no picture: apart from these the library throws on account of sources only.
+  } catch (const std::runtime_error&) {
+  }
+  if (!MayMakeOutsideStore()) {
+    if (const auto obstacle = StoreObstacle(source_)) {
+      return Thumbnail::None(Outcome::kToolFault, *obstacle);
+    }
+  }
+  return WhyThereIsNone(source_, version_, info,
+                        info.IsGood() ? cause::kNoTool : cause::kUnknownContent);
+}
+
+std::optional<Thumbnail> ThumbnailBuilder::TryBuild(const ThumbnailRequest& request,
+                                                    const ThumbInfo& info) {
+  if (auto stored = FindOrCompact(request, info)) return stored;
+  if (!request.avatar && !info.IsNeedConvert()) return SourceItself(request, info);
+  if (!is_swept_) SweepStoreDirectory(source_);
+  is_swept_ = true;
+  const bool has_store = IsStoreWritable(source_);
+  if (has_store) {
+    if (auto made = MakeForStore(request, info)) return made;
+    if (!version_.IsCurrent() || HasStoreRoom(source_)) return std::nullopt;
+  }
+  return MayMakeOutsideStore() ? MakeOutsideStore(request, info) : std::nullopt;
+}
+
+std::optional<Thumbnail> ThumbnailBuilder::FindOrCompact(const ThumbnailRequest& request,
+                                                         const ThumbInfo& info) {
+  auto stored = IsVideo(request) ? std::nullopt : FindBuilt(request, info);
+  if (!stored || !stored->bmp_data || !options_.compaction) return stored;
+  if (!Compact(stored->path, options_.quality)) return std::nullopt;
+  stored->bmp_data = false;
+  stored->mime = info.GetOutputMimeType();
+  return stored;
+}
+
+std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& request,
+                                                        const ThumbInfo& info) {
+  const std::string stored = BuiltPath(request, info);
+  NewStoreEntry entry(stored);
+  const auto made = Make(request, info, entry.path());
+  if (!made || !version_.IsCurrent()) return std::nullopt;
+  const bool is_kept = options_.outside_store == OutsideStore::kNever ||
+                       !(made->is_oversized || HasEnoughFreeBoxes(request));
+  if (!is_kept) return HandOut(&entry, made->mime, kFromDocdeck);
+  if (!entry.Commit(version_.status().st_mtime)) return std::nullopt;
+  if (!request.avatar) series_.KeepAt(stored);
+  Thumbnail thumbnail;
+  thumbnail.path = stored;
+  thumbnail.mime = made->mime;
+  thumbnail.from = kFromDocdeck;
+  return thumbnail;
+}
+
+// Where the volume holds no store, and where its store is full or closed to this user. Raw files
+// need the store's directory for their previews even so.
+std::optional<Thumbnail> ThumbnailBuilder::MakeOutsideStore(const ThumbnailRequest& request,
+                                                            const ThumbInfo& info) {
+  NewStoreEntry entry = NewStoreEntry::OutsideStore(
+      request.avatar ? info.GetAvatarThumbEAName() : info.GetDocdeckTmpThumbEAName());
+  ThumbnailRequest without_preview = request;
+  without_preview.use_preview = false;
+  const auto made = Make(without_preview, info, entry.path());
+  if (!made || !version_.IsCurrent()) return std::nullopt;
+  return HandOut(&entry, made->mime, kFromVarTmp);
+}
+
+std::optional<SizeSeries::Made> ThumbnailBuilder::Make(const ThumbnailRequest& request,
+                                                       const ThumbInfo& info,
+                                                       const std::string& path) {
+  if (request.avatar) return MakeAvatarPicture(request, info, path);
+  if (request.use_preview && MakeFromEmbeddedPreview(request, path)) {
+    return SizeSeries::Made{info.GetOutputMimeType()};
+  }
+  return series_.Make(request, info, path);
+}
+
+std::optional<SizeSeries::Made> ThumbnailBuilder::MakeAvatarPicture(const ThumbnailRequest& request,
+                                                                    const ThumbInfo& info,
+                                                                    const std::string& path) {
+  // Each by itself: an avatar asks for the small sizes first.
+  const auto build_fitted = [this](const ThumbnailRequest& fitted, const ThumbInfo& fitted_info) {
+    return ThumbnailBuilder(source_, version_, options_).TryBuild(fitted, fitted_info);
+  };
+  if (!MakeAvatar(request, info, build_fitted, path)) return std::nullopt;
+  return SizeSeries::Made{info.GetOutputMimeType()};
+}
+
+std::optional<Thumbnail> ThumbnailBuilder::HandOut(NewStoreEntry* entry, const std::string& mime,
+                                                   const char* from) const {
+  if (!entry->HandOut(version_.status().st_mtime)) return std::nullopt;
+  Thumbnail thumbnail;
+  thumbnail.path = entry->path();
+  thumbnail.mime = mime;
+  thumbnail.from = from;
+  thumbnail.owner = Owner::kCaller;
+  return thumbnail;
+}
+
+bool ThumbnailBuilder::MayMakeOutsideStore() const {
+  if (options_.outside_store != OutsideStore::kMakeWithoutStore) {
+    return options_.outside_store == OutsideStore::kMake;
+  }
+  return !CheckStorePlace(source_).volume_fits;
+}
+
+bool ThumbnailBuilder::HasEnoughFreeBoxes(const ThumbnailRequest& request) const {
+  return (request.IsFreeBox() || request.avatar) && CountFreeBoxes(source_) >= options_.free_boxes;
+}
+
+}  // namespace vexathumb::service

@@ -1,0 +1,56 @@
+#ifndef VEXATHUMB_SERVICE_BUILD_THUMBNAIL_BUILDER_H_
+#define VEXATHUMB_SERVICE_BUILD_THUMBNAIL_BUILDER_H_
+
+#include <optional>
+#include <string>
+
+#include "service/build/build_settings.h"
+#include "service/build/size_series.h"
+#include "service/build/thumbnail.h"
+#include "service/build/thumbnail_request.h"
+#include "service/picture/source_version.h"
+#include "service/store/new_store_entry.h"
+
+namespace vexathumb::service {
+
+// Builds thumbnails of one source: for whoever asks for one, and for the indexer, which has several
+// made and calls for the largest first. The caller holds the source's lock.
+//
+// What appears in the store appears by a rename, complete and with the source's modification time,
+// and only while the source is the version that it was made of. Where the store cannot be written,
+// or holds enough free boxes, the picture is the caller's, or not made, as the options say.
+class ThumbnailBuilder {
+ public:
+  // `version` outlives this.
+  ThumbnailBuilder(const std::string& source, const SourceVersion& version,
+                   const BuildOptions& options);
+
+  // Builds the thumbnail, unless that very file is stored by now. `info` is the request's
+  // description after its inspection. Without a picture the outcome says whose fault it is. Throws
+  // nothing on account of the source.
+  Thumbnail Build(const ThumbnailRequest& request, const ThumbInfo& info);
+
+ private:
+  std::optional<Thumbnail> TryBuild(const ThumbnailRequest& request, const ThumbInfo& info);
+  std::optional<Thumbnail> FindOrCompact(const ThumbnailRequest& request, const ThumbInfo& info);
+  std::optional<Thumbnail> MakeForStore(const ThumbnailRequest& request, const ThumbInfo& info);
+  std::optional<Thumbnail> MakeOutsideStore(const ThumbnailRequest& request, const ThumbInfo& info);
+  std::optional<SizeSeries::Made> Make(const ThumbnailRequest& request, const ThumbInfo& info,
+                                       const std::string& path);
+  std::optional<SizeSeries::Made> MakeAvatarPicture(const ThumbnailRequest& request,
+                                                    const ThumbInfo& info, const std::string& path);
+  std::optional<Thumbnail> HandOut(NewStoreEntry* entry, const std::string& mime,
+                                   const char* from) const;
+  bool MayMakeOutsideStore() const;
+  bool HasEnoughFreeBoxes(const ThumbnailRequest& request) const;
+
+  const std::string source_;
+  const SourceVersion& version_;
+  const BuildOptions options_;
+  SizeSeries series_;
+  bool is_swept_ = false;
+};
+
+}  // namespace vexathumb::service
+
+#endif  // VEXATHUMB_SERVICE_BUILD_THUMBNAIL_BUILDER_H_

@@ -1,0 +1,56 @@
+#include "service/index/screenshot_work.h"
+
+#include <sys/stat.h>
+
+#include <chrono>
+#include <exception>
+
+#include "service/build/machine_fault.h"
+#include "service/build/screenshot.h"
+#include "service/store/new_store_entry.h"
+#include "vexaplatform/tool_report.h"
+
+namespace vexathumb::service {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+bool IsThere(const std::string& stored) {
+  struct stat st = {};
+  return !stored.empty() && lstat(stored.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
+         st.st_size > 0;
+}
+
+bool TryMakeScreenshot(const std::string& video, const std::string& target) {
+  vexaplatform::ForgetLastToolRun();
+  try {
+    return MakeScreenshot(video, target);
+  } catch (const std::exception&) {  // of the library, on account of the video
+    return false;
+  }
+}
+
+}  // namespace
+
+void ScreenshotWork::ExamineSize(BuiltSize* size) const {
+  size->from = kFromReeldeck;
+  size->output = inspected().StorePath(inspected().info().GetReeldeckThumbEAName());
+  if (IsThere(size->output)) size->state = BuildState::kCurrent;
+}
+
+void ScreenshotWork::MakeDue(const std::vector<BuiltSize>& due, BackgroundSlot* /*slot*/) {
+  if (!CanMakeScreenshots()) {
+    return EndWith(BuildState::kFailed, {"there is no program that makes screenshots of videos",
+                                         "install ffmpegthumbnailer or ffmpeg"});
+  }
+  const Clock::time_point start = Clock::now();
+  const std::string& stored = due.front().output;
+  NewStoreEntry entry(stored);
+  if (!TryMakeScreenshot(source(), entry.path()) || !version().IsCurrent() ||
+      !entry.Commit(version().status().st_mtime)) {
+    return EndWithout(WhyThereIsNone(source(), version(), inspected().info(), cause::kNoTool));
+  }
+  CountAsBuilt(stored, std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+}
+
+}  // namespace vexathumb::service

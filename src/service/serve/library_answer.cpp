@@ -1,0 +1,77 @@
+#include "service/serve/library_answer.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <stdexcept>
+
+#include "service/base/silenced_descriptor.h"
+#include "service/base/source_path.h"
+#include "service/picture/inspection.h"
+#include "service/store/build_slot.h"
+
+namespace vexathumb::service {
+namespace {
+
+bool Ask(Thumb& thumb, const ThumbnailRequest& request) {
+  // What the tools complain of is not for whoever asked for a thumbnail.
+  const SilencedDescriptor silent_tools(stderr);
+  if (!request.IsFreeBox()) return !thumb.CalcOutputFile(request.label).empty();
+  // For a free box the library only offers to send the file.
+  const SilencedDescriptor sent_nowhere(stdout);
+  return thumb.Output(static_cast<int>(request.box.width_), static_cast<int>(request.box.height_));
+}
+
+Owner OwnerOf(Thumb& thumb, const ThumbnailRequest& request) {
+  if (IsSameFile(thumb.GetOutputFile(), request.source)) return Owner::kSource;
+  const std::string from = thumb.GetOutputType();
+  // "To be deleted" stays set when an earlier, larger size was generated in vain, so it counts for
+  // what generation makes only.
+  const bool is_generated = from == kFromVarTmp || (from == kFromDocdeck && thumb.IsNeedDelete());
+  return is_generated ? Owner::kCaller : Owner::kStore;
+}
+
+Thumbnail WhyThereIsNone(const ThumbnailRequest& request) {
+  const InspectedSource source(request.source, request.animated_gif);
+  const Inspection& inspection = source.inspection();
+  if (inspection.result == InspectionResult::kMissing ||
+      inspection.result == InspectionResult::kUnreadable) {
+    return Thumbnail::None(Outcome::kMissing, inspection.cause);
+  }
+  if (inspection.result != InspectionResult::kRead) {
+    return Thumbnail::None(Outcome::kUnusable, inspection.cause);
+  }
+  if (request.label == kOriginal)
+    return Thumbnail::None(Outcome::kUnusable, cause::kUnshownOriginal);
+  if (IsVideo(request)) return Thumbnail::None(Outcome::kUnusable, cause::kNoScreenshot);
+  if (request.only_stored) return Thumbnail::None(Outcome::kNotStored, cause::kNoneStored);
+  return Thumbnail::None(Outcome::kUnusable, cause::kNoTool);
+}
+
+}  // namespace
+
+Thumbnail AskLibrary(const ThumbnailRequest& request, const std::string& lock_directory) {
+  const SourceLock lock(lock_directory, request.source);
+  try {
+    Thumb thumb(request.source, OptionsOf(request));
+    thumb.Rotate(request.turns);
+    // After a preview that could not be stored the library names a file that is not there.
+    if (Ask(thumb, request) && !thumb.GetOutputType().empty() &&
+        access(thumb.GetOutputFile().c_str(), F_OK) == 0) {
+      Thumbnail answer;
+      answer.path = thumb.GetOutputFile();
+      answer.mime = thumb.GetOutputMimeType();
+      answer.from = thumb.GetOutputType();
+      answer.owner = OwnerOf(thumb, request);
+      if (answer.from == kFromPixdeck) answer.turns_to_come = request.turns;
+      return answer;
+    }
+  } catch (const Error&) {
+    // What the library throws on account of the source its inspection tells too.
+  } catch (const std::logic_error&) {
+  } catch (const std::overflow_error&) {
+  }
+  return WhyThereIsNone(request);
+}
+
+}  // namespace vexathumb::service
