@@ -16,8 +16,8 @@
 #include <vector>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/landscape.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/landscape.h"
 #include "kit/run_tool.h"
 #include "kit/temp_dir.h"
 

@@ -13,7 +13,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 
 namespace vexathumb::kit {
 namespace {

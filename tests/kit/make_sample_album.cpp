@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/landscape.h"
-#include "kit/picture_drawing.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/landscape.h"
+#include "kit/pictures/picture_drawing.h"
 #include "kit/run_tool.h"
 #include "kit/temp_dir.h"
 

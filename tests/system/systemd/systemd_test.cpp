@@ -20,8 +20,8 @@
 #include <vector>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "kit/run_tool.h"
 #include "kit/temp_dir.h"
 #include "service/store/build_slot.h"

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "system/web/processes.h"
 #include "system/web/web_site.h"
 

@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/web/processes.h"
 #include "system/web/tool_control.h"
 #include "system/web/web_site.h"

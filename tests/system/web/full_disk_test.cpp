@@ -7,8 +7,8 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/web/web_site.h"
 
 namespace vexathumb::kit {

@@ -1,5 +1,5 @@
 // Names that tools take for something else, in addresses and listings.
-#include "kit/hazardous_names.h"
+#include "kit/hostile/hazardous_names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,8 +10,8 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/web/web_site.h"
 
 namespace vexathumb::kit {
