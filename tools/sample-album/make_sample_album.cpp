@@ -16,16 +16,16 @@
 #include "kit/run_tool.h"
 #include "kit/temp_dir.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::sample_album {
 namespace {
 
 constexpr char kConvert[] = "/usr/bin/convert";
 constexpr char kFont[] = "/usr/share/fonts/truetype/dejavu/DejaVuSans-Bold.ttf";
-constexpr Size kPhotograph = {3504, 2336};
+constexpr kit::Size kPhotograph = {3504, 2336};
 
 using Arguments = std::vector<std::string>;
 
-const std::vector<Scene> kScenes = {
+const std::vector<kit::Scene> kScenes = {
     {1, {58, 98, 160}, {246, 214, 176}, {22, 44, 52}, 0.70F, 0.30F},
     {2, {88, 60, 120}, {250, 170, 130}, {36, 24, 52}, 0.30F, 0.34F},
     {3, {96, 158, 214}, {226, 238, 244}, {24, 70, 56}, 0.82F, 0.14F},
@@ -42,12 +42,12 @@ const std::vector<Scene> kScenes = {
 // What the album shows first: pictures without words.
 struct View {
   const char* name;
-  Size size;
-  Scene scene;
+  kit::Size size;
+  kit::Scene scene;
 };
-constexpr Size kAcross = {1800, 1200};
-constexpr Size kUpright = {1200, 1600};
-constexpr Size kWide = {2400, 1040};
+constexpr kit::Size kAcross = {1800, 1200};
+constexpr kit::Size kUpright = {1200, 1600};
+constexpr kit::Size kWide = {2400, 1040};
 
 const std::vector<View> kViews = {
     {"Before the rain.jpg",
@@ -89,77 +89,78 @@ const std::vector<View> kViews = {
 };
 
 void WriteView(const std::string& path, const View& view) {
-  const TempDir dir;
-  PaintLandscape(dir / "scene.ppm", view.size, view.scene);
-  RunTool({kConvert, dir / "scene.ppm", "-quality", "88", "jpeg:" + path});
+  const kit::TempDir dir;
+  kit::PaintLandscape(dir / "scene.ppm", view.size, view.scene);
+  kit::RunTool({kConvert, dir / "scene.ppm", "-quality", "88", "jpeg:" + path});
 }
 
 // A scene with words in its sky, stored for the orientation.
-void WritePhotograph(const std::string& target, const Size& size, const Scene& scene,
+void WritePhotograph(const std::string& target, const kit::Size& size, const kit::Scene& scene,
                      const std::string& words, int orientation) {
-  const TempDir dir;
-  PaintLandscape(dir / "scene.ppm", size, scene);
+  const kit::TempDir dir;
+  kit::PaintLandscape(dir / "scene.ppm", size, scene);
   const std::string letter_height = std::to_string(std::min(size.width / 18, size.height / 14));
   Arguments argv = {kConvert,     dir / "scene.ppm", "-font",     kFont,
                     "-pointsize", letter_height,     "-gravity",  "North",
                     "-fill",      "#ffffffd0",       "-annotate", "+0+" + letter_height,
                     words};
-  const Arguments storing = StoringOptions(orientation);
+  const Arguments storing = kit::StoringOptions(orientation);
   argv.insert(argv.end(), storing.begin(), storing.end());
   argv.insert(argv.end(), {"+repage", "-quality", "88", target});
-  RunTool(argv);
+  kit::RunTool(argv);
 }
 
 void WriteOriented(const std::string& path, int orientation) {
   const std::string number = std::to_string(orientation);
   WritePhotograph("jpeg:" + path, kPhotograph, kScenes[static_cast<size_t>(orientation - 1)],
                   "orientation " + number + " - this side up", orientation);
-  AddExif(path, {{"Exif.Image.Orientation", number}});
+  kit::AddExif(path, {{"Exif.Image.Orientation", number}});
 }
 
 void WriteWithPreview(const std::string& path) {
-  const TempDir dir;
+  const kit::TempDir dir;
   WritePhotograph("jpeg:" + path, kPhotograph, kScenes[8], "with a camera's preview", 1);
-  RunTool({kConvert, path, "-resize", "570x380!", "-quality", "75", "jpeg:" + dir / "preview"});
-  AddExifThumbnail(path, dir / "preview");
+  kit::RunTool(
+      {kConvert, path, "-resize", "570x380!", "-quality", "75", "jpeg:" + dir / "preview"});
+  kit::AddExifThumbnail(path, dir / "preview");
 }
 
 void WriteWindow(const std::string& path) {
-  const TempDir dir;
-  PaintLandscape(dir / "scene.ppm", {2400, 1600}, kScenes[9]);
-  RunTool({kConvert, dir / "scene.ppm", "(", "-size", "2400x1600", "xc:black", "-fill", "white",
-           "-draw", "roundrectangle 150,150 2249,1449 400,400", ")", "-alpha", "off", "-compose",
-           "CopyOpacity", "-composite", "-quality", "15", "png:" + path});
+  const kit::TempDir dir;
+  kit::PaintLandscape(dir / "scene.ppm", {2400, 1600}, kScenes[9]);
+  kit::RunTool({kConvert, dir / "scene.ppm", "(", "-size", "2400x1600", "xc:black", "-fill",
+                "white", "-draw", "roundrectangle 150,150 2249,1449 400,400", ")", "-alpha", "off",
+                "-compose", "CopyOpacity", "-composite", "-quality", "15", "png:" + path});
 }
 
 void WriteSunset(const std::string& path) {
   constexpr int kFrames = 12;
-  const TempDir dir;
+  const kit::TempDir dir;
   Arguments argv = {kConvert, "-delay", "12", "-loop", "0"};
   for (int frame = 0; frame < kFrames; ++frame) {
-    Scene scene = kScenes[3];
+    kit::Scene scene = kScenes[3];
     scene.sun_y = 0.1F + 0.35F * static_cast<float>(frame) / kFrames;
     argv.push_back(dir / (std::to_string(frame) + ".ppm"));
-    PaintLandscape(argv.back(), {640, 427}, scene);
+    kit::PaintLandscape(argv.back(), {640, 427}, scene);
   }
   argv.insert(argv.end(), {"-layers", "optimize", "gif:" + path});
-  RunTool(argv);
+  kit::RunTool(argv);
 }
 
 void WritePhonePicture(const std::string& path) {
   constexpr int kOrientation = 6;
-  const TempDir dir;
+  const kit::TempDir dir;
   WritePhotograph("jpeg:" + dir / "picture", {2448, 3264}, kScenes[4], "from a phone (HEIC)",
                   kOrientation);
-  AddExif(dir / "picture", {{"Exif.Image.Orientation", std::to_string(kOrientation)}});
-  WriteHeicOf(path, dir / "picture", kOrientation);
+  kit::AddExif(dir / "picture", {{"Exif.Image.Orientation", std::to_string(kOrientation)}});
+  kit::WriteHeicOf(path, dir / "picture", kOrientation);
 }
 
 void WriteRaw(const std::string& path) {
-  const TempDir dir;
+  const kit::TempDir dir;
   WritePhotograph("jpeg:" + dir / "picture", kPhotograph, kScenes[10], "raw camera file (DNG)", 1);
-  RunTool({kConvert, dir / "picture", "-resize", "1620x1080!", "jpeg:" + dir / "preview"});
-  WriteDngOf(path, dir / "picture", dir / "preview");
+  kit::RunTool({kConvert, dir / "picture", "-resize", "1620x1080!", "jpeg:" + dir / "preview"});
+  kit::WriteDngOf(path, dir / "picture", dir / "preview");
 }
 
 struct Entry {
@@ -183,7 +184,7 @@ std::vector<Entry> AlbumEntries() {
     entries.push_back({view.name, [&view](const std::string& path) { WriteView(path, view); }});
   }
   entries.push_back({"notes.jpg", [](const std::string& path) {
-                       WriteFile(path, "Not a picture, whatever its name says.\n");
+                       kit::WriteFile(path, "Not a picture, whatever its name says.\n");
                      }});
   return entries;
 }
@@ -202,7 +203,7 @@ void MakeAlbum(const std::string& folder) {
 }
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::sample_album
 
 int main(int argc, char** argv) {
   if (argc != 2) {
@@ -210,7 +211,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    vexathumb::kit::MakeAlbum(argv[1]);
+    vexathumb::sample_album::MakeAlbum(argv[1]);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "make-sample-album: %s\n", error.what());
     return 1;
