@@ -15,7 +15,7 @@
 #include "bench/photograph.h"
 #include "bench/size_option.h"
 #include "kit/files.h"
-#include "kit/pixels.h"
+#include "kit/pictures/pixels.h"
 #include "kit/temp_dir.h"
 
 namespace vexathumb::bench {

@@ -16,15 +16,15 @@
 #include <vector>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/landscape.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/landscape.h"
 #include "kit/run_tool.h"
 #include "kit/temp_dir.h"
 
+namespace vexathumb::bench {
 namespace {
 
 namespace fs = std::filesystem;
-namespace kit = vexathumb::kit;
 
 constexpr char kStore[] = ".vexaea";
 
@@ -145,9 +145,7 @@ void MeasureSecondRun(const Options& options) {
   std::printf("\n");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
   Options options;
   CLI::App app("Measures the indexer");
   app.add_option("VEXATHUMB", options.program)->required();
@@ -168,3 +166,8 @@ int main(int argc, char** argv) {
   MeasureSecondRun(options);
   return 0;
 }
+
+}  // namespace
+}  // namespace vexathumb::bench
+
+int main(int argc, char** argv) { return vexathumb::bench::Run(argc, argv); }

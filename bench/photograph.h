@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "kit/fixtures.h"
-#include "kit/landscape.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/landscape.h"
 
 namespace vexathumb::bench {
 

@@ -38,15 +38,15 @@ void Demand(bool condition, const std::string& otherwise) {
 // A web server with one stored thumbnail, which is also in its document root.
 class ServedThumbnail {
  public:
-  ServedThumbnail(kit::WebServer server, const kit::Size& photograph)
-      : site_({server, kit::Delivery::kByServer}) {
+  ServedThumbnail(web_test::WebServer server, const kit::Size& photograph)
+      : site_({server, web_test::Delivery::kByServer}) {
     WritePhotograph(site_.Photo("photo.jpg"), photograph);
-    const kit::HttpResponse built = site_.Get(kThumbnailAddress);
+    const web_test::HttpResponse built = site_.Get(kThumbnailAddress);
     Demand(built.status == 200 && built.is_whole, "the thumbnail cannot be built");
     bytes_ = built.body;
     std::filesystem::create_hard_link(StoredFile(), site_.State("page/small.jpg"));
     // A file that has just changed is not handed over yet.
-    Demand(kit::Eventually([this] { return site_.SendsItself(kThumbnailAddress); }),
+    Demand(web_test::Eventually([this] { return site_.SendsItself(kThumbnailAddress); }),
            "the web server does not send the thumbnail itself");
   }
 
@@ -55,7 +55,7 @@ class ServedThumbnail {
 
   void CheckAnswers() const {
     for (const char* address : {kThumbnailAddress, kFileAddress}) {
-      const kit::HttpResponse response = site_.Get(address);
+      const web_test::HttpResponse response = site_.Get(address);
       Demand(response.status == 200 && response.Header("content-type") == "image/jpeg" &&
                  response.body == bytes_,
              std::string("the answer is not the stored thumbnail: ") + address);
@@ -72,7 +72,7 @@ class ServedThumbnail {
     throw std::runtime_error("the thumbnail is not stored");
   }
 
-  kit::WebSite site_;
+  web_test::WebSite site_;
   std::string bytes_;
 };
 
@@ -126,11 +126,11 @@ void Report(const char* server, int connections, const std::vector<Round>& round
 void Run(const Options& options) {
   struct Server {
     const char* name;
-    kit::WebServer server;
+    web_test::WebServer server;
   };
   bool first = true;
-  for (const Server& server :
-       {Server{"lighttpd", kit::WebServer::kLighttpd}, Server{"nginx", kit::WebServer::kNginx}}) {
+  for (const Server& server : {Server{"lighttpd", web_test::WebServer::kLighttpd},
+                               Server{"nginx", web_test::WebServer::kNginx}}) {
     const ServedThumbnail served(server.server, options.photograph);
     if (first) {
       printf("A stored thumbnail of %zu bytes; medians of %d rounds of %d s\n\n", served.Size(),

@@ -25,7 +25,7 @@
 #include <string>
 #include <vector>
 
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 #include "vexaplatform/settings.h"
 #include "vlibc/process.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "kit/files.h"
-#include "kit/mutator.h"
+#include "kit/hostile/mutator.h"
 
 namespace {
 

@@ -13,18 +13,18 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 
-namespace vexathumb::kit {
+namespace vexathumb {
 namespace {
 
 using nlohmann::json;
 
 struct Wish {
   std::string path;
-  Size size;
+  kit::Size size;
   int orientation;
-  std::optional<Size> preview;
+  std::optional<kit::Size> preview;
 };
 
 using Draw = std::function<void(const Wish& wish)>;
@@ -32,21 +32,21 @@ using Draw = std::function<void(const Wish& wish)>;
 const std::map<std::string, Draw> kFormats = {
     {"jpeg",
      [](const Wish& wish) {
-       WriteJpeg(wish.path, {wish.size, wish.orientation, {}, wish.preview, {}});
+       kit::WriteJpeg(wish.path, {wish.size, wish.orientation, {}, wish.preview, {}});
      }},
     {"png",
      [](const Wish& wish) {
-       WritePng(wish.path, {wish.size, wish.orientation});
+       kit::WritePng(wish.path, {wish.size, wish.orientation});
      }},
     {"heic",
      [](const Wish& wish) {
-       WriteHeic(wish.path, {wish.size, wish.orientation});
+       kit::WriteHeic(wish.path, {wish.size, wish.orientation});
      }},
-    {"gif", [](const Wish& wish) { WriteAnimatedGif(wish.path, wish.size); }},
+    {"gif", [](const Wish& wish) { kit::WriteAnimatedGif(wish.path, wish.size); }},
 };
 
 void Fulfil(const json& wish) {
-  std::optional<Size> preview;
+  std::optional<kit::Size> preview;
   if (wish.contains("preview")) preview = {wish["preview"].at(0), wish["preview"].at(1)};
   kFormats.at(wish.at("format"))({wish.at("path"),
                                   {wish.at("width"), wish.at("height")},
@@ -55,11 +55,11 @@ void Fulfil(const json& wish) {
 }
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb
 
 int main() {
   try {
-    for (const auto& wish : nlohmann::json::parse(std::cin)) vexathumb::kit::Fulfil(wish);
+    for (const auto& wish : nlohmann::json::parse(std::cin)) vexathumb::Fulfil(wish);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "draw-pictures: %s\n", error.what());
     return 1;

@@ -1,5 +1,5 @@
 // Small files that ask for more than a machine has cost one failed thumbnail at most.
-#include "kit/bombs.h"
+#include "kit/hostile/bombs.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,8 +10,8 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

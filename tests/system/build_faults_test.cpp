@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

@@ -12,8 +12,8 @@
 #include <random>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "kit/run_tool.h"
 #include "system/program.h"
 

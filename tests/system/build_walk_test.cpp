@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/run_tool.h"
 #include "system/program.h"
 

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

@@ -1,5 +1,5 @@
 // Names that tools take for something else, with what they would take them for beside them.
-#include "kit/hazardous_names.h"
+#include "kit/hostile/hazardous_names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,8 +9,8 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/mutator.h"
-#include "kit/whole_picture.h"
+#include "kit/hostile/mutator.h"
+#include "kit/pictures/whole_picture.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

@@ -8,9 +8,9 @@
 #include <string>
 #include <thread>
 
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
-#include "kit/whole_picture.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
+#include "kit/pictures/whole_picture.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

@@ -8,7 +8,7 @@
 #include <functional>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "system/program.h"
 
 namespace vexathumb::system_test {

@@ -20,15 +20,15 @@
 #include <vector>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "kit/run_tool.h"
 #include "kit/temp_dir.h"
 #include "service/store/build_slot.h"
 #include "system/web/http_client.h"
 #include "system/web/processes.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 using nlohmann::json;
@@ -53,7 +53,7 @@ std::string Systemctl(const std::vector<std::string>& words,
   std::vector<std::string> argv = {"/usr/bin/systemctl"};
   argv.insert(argv.end(), words.begin(), words.end());
   argv.insert(argv.end(), units.begin(), units.end());
-  return RunTool(argv);
+  return kit::RunTool(argv);
 }
 
 // 0 while it is not running.
@@ -66,7 +66,7 @@ std::string ProcFile(pid_t process, const std::string& name) {
 }
 
 std::string User(const std::string& name) {
-  std::string id = RunTool({"/usr/bin/id", "-u", name});
+  std::string id = kit::RunTool({"/usr/bin/id", "-u", name});
   id.erase(id.find('\n'));
   return id;
 }
@@ -90,9 +90,9 @@ std::vector<std::string> ProcessesOf(const std::string& user) {
 bool IsWritableFor(pid_t process, const std::string& folder) {
   const std::string probe = folder + "/probe";
   try {
-    RunTool({"/usr/bin/nsenter", "--target", std::to_string(process), "--mount", "/usr/bin/touch",
-             probe});
-    RunTool(
+    kit::RunTool({"/usr/bin/nsenter", "--target", std::to_string(process), "--mount",
+                  "/usr/bin/touch", probe});
+    kit::RunTool(
         {"/usr/bin/nsenter", "--target", std::to_string(process), "--mount", "/usr/bin/rm", probe});
     return true;
   } catch (const std::runtime_error&) {
@@ -115,20 +115,20 @@ std::string Limit(pid_t process, const std::string& controller, const std::strin
           "/sys/fs/cgroup/" + controller + line.substr(name + first_version.size()) + "/" + first;
     }
     if (!std::filesystem::exists(file)) continue;
-    const std::string value = ReadFile(file);
+    const std::string value = kit::ReadFile(file);
     return value.substr(0, value.find('\n'));
   }
   return "";
 }
 
 void GiveToTheService(const std::string& path) {
-  RunTool({"/usr/bin/chown", "-R", "vexathumb:vexathumb", path});
+  kit::RunTool({"/usr/bin/chown", "-R", "vexathumb:vexathumb", path});
 }
 
 void WritePhoto(const std::string& name) {
-  JpegOptions options;
+  kit::JpegOptions options;
   options.size = {1600, 1200};
-  WriteJpeg("/srv/photo/" + name, options);
+  kit::WriteJpeg("/srv/photo/" + name, options);
   GiveToTheService("/srv/photo/" + name);
 }
 
@@ -140,19 +140,19 @@ class Deployment : public testing::Test {
   static void SetUpTestSuite() {
     const std::string folder = "/srv/photo/sample/";
     std::filesystem::create_directory(folder);
-    JpegOptions photo;
+    kit::JpegOptions photo;
     photo.size = {1600, 1200};
-    WriteJpeg(folder + "upright.jpg", photo);
+    kit::WriteJpeg(folder + "upright.jpg", photo);
     photo.orientation = 6;
-    WriteJpeg(folder + "sideways.jpg", photo);
-    photo.exif_thumbnail = Size{160, 120};
-    WriteJpeg(folder + "preview.jpg", photo);
-    WritePng(folder + "window.png");
-    WriteTiff(folder + "scan.tif");
-    WriteWebp(folder + "web.webp");
-    WriteAnimatedGif(folder + "moving.gif");
-    WriteHeic(folder + "phone.heic");
-    WriteDng(folder + "raw.dng");
+    kit::WriteJpeg(folder + "sideways.jpg", photo);
+    photo.exif_thumbnail = kit::Size{160, 120};
+    kit::WriteJpeg(folder + "preview.jpg", photo);
+    kit::WritePng(folder + "window.png");
+    kit::WriteTiff(folder + "scan.tif");
+    kit::WriteWebp(folder + "web.webp");
+    kit::WriteAnimatedGif(folder + "moving.gif");
+    kit::WriteHeic(folder + "phone.heic");
+    kit::WriteDng(folder + "raw.dng");
     GiveToTheService(folder);
   }
 
@@ -166,9 +166,9 @@ class Deployment : public testing::Test {
   static void ExpectPicture(const std::string& url) {
     const HttpResponse response = Ask(url);
     ASSERT_EQ(response.status, 200) << url << "\n" << response.body;
-    const TempDir folder;
-    WriteFile(folder / "answer", response.body);
-    EXPECT_GT(Examine(folder / "answer").width, 0) << url;
+    const kit::TempDir folder;
+    kit::WriteFile(folder / "answer", response.body);
+    EXPECT_GT(kit::Examine(folder / "answer").width, 0) << url;
   }
 };
 
@@ -188,16 +188,16 @@ TEST_F(Deployment, BuildsThumbnailsOfAllKindsWithinItsConfinement) {
 
 // What a worker would find, by its own unit with the doctor in the program's place.
 TEST_F(Deployment, LeavesToolsTheirOwnConfinement) {
-  std::string unit = ReadFile("/etc/systemd/system/vexathumb-web@.service");
+  std::string unit = kit::ReadFile("/etc/systemd/system/vexathumb-web@.service");
   unit = std::regex_replace(unit, std::regex("\n(Requires|After|Sockets|Restart|ExecStart)=[^\n]*"),
                             "");
   unit = std::regex_replace(unit, std::regex("\n\\[Service\\]\n"),
                             "\n[Service]\nType=oneshot\nStandardOutput=file:/run/findings\n"
                             "ExecStart=-/usr/local/bin/vexathumb doctor /srv/photo\n");
-  WriteFile("/etc/systemd/system/vexathumb-doctor@.service", unit);
+  kit::WriteFile("/etc/systemd/system/vexathumb-doctor@.service", unit);
   Systemctl({"daemon-reload"});
   Systemctl({"start", "vexathumb-doctor@1.service"});
-  const std::string findings = ReadFile("/run/findings");
+  const std::string findings = kit::ReadFile("/run/findings");
   for (const char* sound :
        {"ok    seccomp: ", "ok    tool policy: ", "ok    aliases: ", "ok    /usr/bin/convert: "}) {
     EXPECT_THAT(findings, HasSubstr(sound));
@@ -213,12 +213,12 @@ TEST_F(Deployment, LeavesToolsTheirOwnConfinement) {
 
 TEST_F(Deployment, RunsWorkersAsTheirOwnUserWithoutAnyRights) {
   for (const pid_t process : {ProcessOf(Worker(1)), ProcessOf("lighttpd.service")}) {
-    const std::string status = ReadFile(ProcFile(process, "status"));
+    const std::string status = kit::ReadFile(ProcFile(process, "status"));
     EXPECT_THAT(status, HasSubstr("\nUid:\t" + User("vexathumb") + "\t"));
     EXPECT_THAT(status, HasSubstr("\nNoNewPrivs:\t1\n"));
     EXPECT_THAT(status, HasSubstr("\nSeccomp:\t2\n"));
   }
-  EXPECT_THAT(ReadFile(ProcFile(ProcessOf(Worker(1)), "status")),
+  EXPECT_THAT(kit::ReadFile(ProcFile(ProcessOf(Worker(1)), "status")),
               HasSubstr("\nCapBnd:\t0000000000000000\n"));
 }
 
@@ -261,13 +261,13 @@ TEST_F(Deployment, LetsNginxSendWhatIsStored) {
   const std::string stored = "/srv/photo/sample/.vexaea/sideways.jpg/VEXAFILE_THUMB_S_r1.jpg";
   const HttpResponse response =
       Ask(std::string(kNginx) + "/thumb/photo/sample/sideways.jpg?size=small");
-  EXPECT_TRUE(response.body == ReadFile(stored));
+  EXPECT_TRUE(response.body == kit::ReadFile(stored));
   EXPECT_EQ(Ask(std::string(kNginx) + "/files/photo/sample/sideways.jpg").status, 404);
 }
 
 TEST_F(Deployment, ShowsTheAlbumPage) {
   for (const std::string site : {kNginx, kLighttpd}) {
-    EXPECT_EQ(Ask(site + "/").body, ReadFile("/usr/local/share/vexathumb/web/index.html"));
+    EXPECT_EQ(Ask(site + "/").body, kit::ReadFile("/usr/local/share/vexathumb/web/index.html"));
   }
 }
 
@@ -301,7 +301,8 @@ TEST_F(Deployment, FinishesRequestsBeforeItStops) {
   HttpResponse response;
   std::thread client(
       [&response] { response = Ask(std::string(kNginx) + "/thumb/photo/last.jpg?size=small"); });
-  EXPECT_TRUE(Eventually([] { return ReadFile("/proc/locks").find("->") != std::string::npos; }));
+  EXPECT_TRUE(
+      Eventually([] { return kit::ReadFile("/proc/locks").find("->") != std::string::npos; }));
   Systemctl({"stop", "--no-block", kSocketUnit}, Workers());
   // The others have nothing to finish.
   EXPECT_TRUE(Eventually([] {
@@ -327,9 +328,9 @@ TEST_F(Deployment, LeavesNothingRunningWhenItIsStopped) {
 }
 
 TEST_F(Deployment, IsMadeOfUnitsWithoutFaults) {
-  EXPECT_NO_THROW(RunTool(
+  EXPECT_NO_THROW(kit::RunTool(
       {"/usr/bin/systemd-analyze", "verify", "--man=no", "vexathumb-web.socket", Worker(1)}));
 }
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

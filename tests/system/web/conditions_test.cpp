@@ -8,11 +8,11 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "system/web/processes.h"
 #include "system/web/web_site.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 constexpr char kAddress[] = "/thumb/photos/photo.jpg?size=medium";
@@ -30,9 +30,9 @@ const Host kHosts[] = {{"Lighttpd", WebServer::kLighttpd, Delivery::kByWorker},
 
 // A file that has just changed is not left to the web server yet.
 void MakeStoredThumbnail(const WebSite& site, Delivery delivery) {
-  JpegOptions options;
+  kit::JpegOptions options;
   options.size = {900, 600};
-  WriteJpeg(site.Photo("photo.jpg"), options);
+  kit::WriteJpeg(site.Photo("photo.jpg"), options);
   const timespec times[] = {{0, UTIME_NOW}, {1'700'000'000, 0}};
   utimensat(AT_FDCWD, site.Photo("photo.jpg").c_str(), times, 0);
   site.Get(kAddress);
@@ -149,9 +149,9 @@ TEST_P(Condition, RangeOfAnOlderStateGivesTheWhole) {
 
 TEST_P(Condition, TagChangesWithThePicture) {
   const std::string before = Whole().Header("etag");
-  JpegOptions options;
+  kit::JpegOptions options;
   options.size = {600, 900};
-  WriteJpeg(site().Photo("photo.jpg"), options);
+  kit::WriteJpeg(site().Photo("photo.jpg"), options);
   const HttpResponse changed = Get("If-None-Match: " + before);
   EXPECT_EQ(changed.status, 200);
   EXPECT_NE(changed.Header("etag"), before);
@@ -174,4 +174,4 @@ INSTANTIATE_TEST_SUITE_P(, Condition, testing::ValuesIn(kHosts),
                          [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

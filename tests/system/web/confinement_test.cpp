@@ -8,10 +8,10 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "system/web/web_site.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 // Everything that must stay inside is this one picture, and the picture that may go out another.
@@ -22,10 +22,10 @@ void FillShare(const WebSite& site) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::filesystem::copy_file(site.State(kSecret), path);
   };
-  JpegOptions options;
+  kit::JpegOptions options;
   options.size = {40, 30};
-  WriteJpeg(site.State(kSecret), options);
-  WriteJpeg(site.Photo("open.jpg"), options);
+  kit::WriteJpeg(site.State(kSecret), options);
+  kit::WriteJpeg(site.Photo("open.jpg"), options);
   hide(site.State("photos-2/secret.jpg"));
   hide(site.Photo(".hidden.jpg"));
   hide(site.Photo(".hidden/secret.jpg"));
@@ -41,8 +41,8 @@ void FillShare(const WebSite& site) {
   std::filesystem::create_directory_symlink("/proc/self/root", site.Photo("magic"));
   std::filesystem::create_directory_symlink("/proc/self/cwd", site.Photo("cwd"));
   std::filesystem::create_directory_symlink("/proc/self/fd", site.Photo("fd"));
-  WriteFifo(site.Photo("fifo.jpg"));
-  WriteSocket(site.Photo("socket.jpg"));
+  kit::WriteFifo(site.Photo("fifo.jpg"));
+  kit::WriteSocket(site.Photo("socket.jpg"));
 }
 
 const WebSite& SiteOn(WebServer server) {
@@ -94,7 +94,7 @@ class CraftedPath : public testing::TestWithParam<std::tuple<WebServer, const ch
 TEST_P(CraftedPath, FindsNothing) {
   const WebSite& site = SiteOn(std::get<0>(GetParam()));
   const std::string path = std::get<1>(GetParam());
-  const std::string secret = ReadFile(site.State(kSecret));
+  const std::string secret = kit::ReadFile(site.State(kSecret));
   for (const char* parameters : {"?size=small", "?size=original", "?size=small&any=1&only=1"}) {
     const HttpResponse response = site.Get("/thumb/photos/" + path + parameters);
     // A web server may refuse on its own what is no address at all.
@@ -173,4 +173,4 @@ INSTANTIATE_TEST_SUITE_P(, Confinement, testing::Values(WebServer::kLighttpd, We
                          });
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

@@ -8,11 +8,11 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/web/web_site.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 using nlohmann::json;
@@ -32,28 +32,28 @@ const Host kHosts[] = {{"Lighttpd", WebServer::kLighttpd, Delivery::kByWorker},
                        {"Nginx", WebServer::kNginx, Delivery::kByWorker},
                        {"NginxSendingFiles", WebServer::kNginx, Delivery::kByServer}};
 
-JpegOptions Sized(int width, int height) {
-  JpegOptions options;
+kit::JpegOptions Sized(int width, int height) {
+  kit::JpegOptions options;
   options.size = {width, height};
   return options;
 }
 
 void FillShares(const WebSite& site) {
-  JpegOptions photo = Sized(900, 600);
+  kit::JpegOptions photo = Sized(900, 600);
   photo.orientation = 6;
-  WriteJpeg(site.Photo("photo.jpg"), photo);
+  kit::WriteJpeg(site.Photo("photo.jpg"), photo);
   std::filesystem::copy_file(site.Photo("photo.jpg"), site.Photo(kOddName));
-  WritePng(site.Photo("small.png"), {{60, 40}});
-  WriteAnimatedGif(site.Photo("moving.gif"));
-  WriteFile(site.Photo("broken.jpg"), "not a picture");
-  WriteFile(site.Photo("notes.txt"), "not for the web");
-  WriteFile(site.Photo("clip.mp4"), "not a video");
+  kit::WritePng(site.Photo("small.png"), {{60, 40}});
+  kit::WriteAnimatedGif(site.Photo("moving.gif"));
+  kit::WriteFile(site.Photo("broken.jpg"), "not a picture");
+  kit::WriteFile(site.Photo("notes.txt"), "not for the web");
+  kit::WriteFile(site.Photo("clip.mp4"), "not a video");
   std::filesystem::create_directories(site.Photo("sub/\xff folder"));
-  WritePng(site.Photo("sub/\xff folder/in.png"), {{60, 40}});
+  kit::WritePng(site.Photo("sub/\xff folder/in.png"), {{60, 40}});
   const std::string store = site.Photo(".vexaea/stored.jpg");
-  WriteJpeg(site.Photo("stored.jpg"), photo);
+  kit::WriteJpeg(site.Photo("stored.jpg"), photo);
   std::filesystem::create_directories(store);
-  WriteJpeg(store + "/VEXAPHOTO_THUMB_M.jpg", Sized(320, 240));
+  kit::WriteJpeg(store + "/VEXAPHOTO_THUMB_M.jpg", Sized(320, 240));
 }
 
 const WebSite& SiteOn(const Host& host) {
@@ -93,8 +93,8 @@ TEST_P(Picture, IsAnswered) {
     EXPECT_TRUE(response.is_whole);
     EXPECT_EQ(response.Header("cache-control"), "max-age=300, must-revalidate");
     for (const auto& [name, value] : asked.headers) EXPECT_EQ(response.Header(name), value) << name;
-    WriteFile(site.State("answer"), response.body);
-    EXPECT_EQ(Corners(site.State("answer")), kPictureCorners);
+    kit::WriteFile(site.State("answer"), response.body);
+    EXPECT_EQ(kit::Corners(site.State("answer")), kit::kPictureCorners);
 
     const HttpResponse head = site.Get(asked.address, {"HEAD"});
     EXPECT_EQ(head.status, 200);
@@ -205,28 +205,28 @@ TEST_P(Site, TurnsAStoredPictureOnItsWay) {
   const WebSite& site = SiteOn(GetParam());
   const HttpResponse upright = site.Get("/thumb/photos/stored.jpg?size=medium&any=1");
   ASSERT_EQ(upright.status, 200);
-  WriteFile(site.State("answer"), upright.body);
-  EXPECT_EQ(Corners(site.State("answer")), kPictureCorners);
+  kit::WriteFile(site.State("answer"), upright.body);
+  EXPECT_EQ(kit::Corners(site.State("answer")), kit::kPictureCorners);
 
   const HttpResponse turned = site.Get("/thumb/photos/stored.jpg?size=medium&any=1&rotate=1");
   ASSERT_EQ(turned.status, 200);
   EXPECT_EQ(turned.Header("cache-control"), "max-age=300, must-revalidate");
   EXPECT_EQ(turned.Header("content-type"), "image/jpeg");
-  WriteFile(site.State("answer"), turned.body);
-  EXPECT_EQ(Corners(site.State("answer")), "blue red yellow green");
+  kit::WriteFile(site.State("answer"), turned.body);
+  EXPECT_EQ(kit::Corners(site.State("answer")), "blue red yellow green");
 }
 
 TEST_P(Site, LooksAtThePhotoAlbumsStoreOnlyWhereTheShareIsIndexed) {
   const WebSite& site = SiteOn(GetParam());
   for (const std::string& share : {site.Photo(""), site.Indexed("")}) {
-    WriteJpeg(share + "other.jpg", Sized(900, 600));
+    kit::WriteJpeg(share + "other.jpg", Sized(900, 600));
     std::filesystem::create_directories(share + ".vexaea/other.jpg");
-    WriteJpeg(share + ".vexaea/other.jpg/VEXAPHOTO_THUMB_M.jpg", Sized(11, 7));
+    kit::WriteJpeg(share + ".vexaea/other.jpg/VEXAPHOTO_THUMB_M.jpg", Sized(11, 7));
   }
   const auto width = [&site](const std::string& address) {
     const HttpResponse response = site.Get(address);
-    WriteFile(site.State("answer"), response.body);
-    return Examine(site.State("answer")).width;
+    kit::WriteFile(site.State("answer"), response.body);
+    return kit::Examine(site.State("answer")).width;
   };
   EXPECT_EQ(width("/thumb/indexed/other.jpg?size=medium"), 11);
   EXPECT_EQ(width("/thumb/photos/other.jpg?size=medium&any=1"), 11);
@@ -238,10 +238,10 @@ TEST_P(Site, FillsABoxWithAnAvatar) {
   const WebSite& site = SiteOn(GetParam());
   const HttpResponse response = site.Get("/thumb/photos/photo.jpg?side=50&avatar=1");
   ASSERT_EQ(response.status, 200);
-  WriteFile(site.State("answer"), response.body);
-  EXPECT_EQ(Examine(site.State("answer")).width, 50);
-  EXPECT_EQ(Examine(site.State("answer")).height, 50);
-  EXPECT_EQ(Corners(site.State("answer")), kPictureCorners);
+  kit::WriteFile(site.State("answer"), response.body);
+  EXPECT_EQ(kit::Examine(site.State("answer")).width, 50);
+  EXPECT_EQ(kit::Examine(site.State("answer")).height, 50);
+  EXPECT_EQ(kit::Corners(site.State("answer")), kit::kPictureCorners);
 }
 
 TEST_P(Site, SaysWhyThereIsNoPictureEveryTime) {
@@ -302,7 +302,7 @@ TEST_P(Site, IsHealthy) {
 
 // What the page says of itself, and what it cannot: that it may not be framed.
 std::string PagePolicy() {
-  const std::string page = ReadFile(PAGE "/index.html");
+  const std::string page = kit::ReadFile(PAGE "/index.html");
   const std::string before = "http-equiv=\"Content-Security-Policy\" content=\"";
   const size_t start = page.find(before) + before.size();
   return page.substr(start, page.find('"', start) - start) + "; frame-ancestors 'none'";
@@ -356,7 +356,7 @@ INSTANTIATE_TEST_SUITE_P(
     CaseName);
 
 TEST_P(Site, ShowsTheAlbumPage) {
-  EXPECT_EQ(SiteOn(GetParam()).Get("/").body, ReadFile(PAGE "/index.html"));
+  EXPECT_EQ(SiteOn(GetParam()).Get("/").body, kit::ReadFile(PAGE "/index.html"));
 }
 
 TEST_P(Site, ShowsNoFolderOfThePageAndNothingBesideIt) {
@@ -382,4 +382,4 @@ INSTANTIATE_TEST_SUITE_P(, Site, testing::ValuesIn(kHosts),
                          [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

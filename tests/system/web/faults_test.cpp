@@ -12,21 +12,21 @@
 #include <thread>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/web/processes.h"
 #include "system/web/tool_control.h"
 #include "system/web/web_site.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 constexpr char kSmall[] = "/thumb/photos/photo.jpg?size=small";
 
 void WritePhoto(const std::string& path) {
-  JpegOptions options;
+  kit::JpegOptions options;
   options.size = {1600, 1200};
-  WriteJpeg(path, options);
+  kit::WriteJpeg(path, options);
 }
 
 std::vector<std::string> NamesIn(const std::string& folder) {
@@ -41,8 +41,8 @@ std::vector<std::string> NamesIn(const std::string& folder) {
 void ExpectPicture(const WebSite& site, const HttpResponse& response) {
   ASSERT_EQ(response.status, 200) << response.body;
   EXPECT_TRUE(response.is_whole);
-  WriteFile(site.State("answer"), response.body);
-  EXPECT_EQ(Corners(site.State("answer")), kPictureCorners);
+  kit::WriteFile(site.State("answer"), response.body);
+  EXPECT_EQ(kit::Corners(site.State("answer")), kit::kPictureCorners);
 }
 
 class Fault : public testing::TestWithParam<WebServer> {
@@ -62,7 +62,7 @@ TEST_P(Fault, ClientGoneInTheMiddleLeavesTheWorkerAtWork) {
   options.workers = 1;
   options.delivery = Delivery::kByWorker;
   const WebSite site(options);
-  WriteBmp(site.Photo("large.bmp"), {2000, 1500});  // 9 MB
+  kit::WriteBmp(site.Photo("large.bmp"), {2000, 1500});  // 9 MB
   WritePhoto(site.Photo("photo.jpg"));
   const auto workers = site.Workers();
   for (int i = 0; i < 20; ++i) AskAndLeave(site.Url("/thumb/photos/large.bmp?size=original"));
@@ -97,7 +97,7 @@ TEST_P(Fault, WorkerKilledWhileBuildingLeavesItsPlaceToTheNext) {
 TEST_P(Fault, ReadOnlyStoreIsDoneWithout) {
   const WebSite site(Options());
   WritePhoto(site.Photo("photo.jpg"));
-  WriteFile(site.Photo(".vexaea"), "in the way");  // for root too
+  kit::WriteFile(site.Photo(".vexaea"), "in the way");  // for root too
   const auto left_before = NamesIn("/var/tmp");
   ExpectPicture(site, site.Get(kSmall));
   ExpectPicture(site, site.Get(kSmall));
@@ -127,7 +127,7 @@ TEST_P(Fault, LockFolderThatCannotBeUsedIsNotHealthy) {
   const WebSite site(Options());
   WritePhoto(site.Photo("photo.jpg"));
   std::filesystem::remove_all(site.State("lock"));
-  WriteFile(site.State("lock"), "in the way");
+  kit::WriteFile(site.State("lock"), "in the way");
   EXPECT_EQ(site.Get("/health").status, 503);
   EXPECT_EQ(site.Get(kSmall).status, 500);
   std::filesystem::remove(site.State("lock"));
@@ -137,10 +137,10 @@ TEST_P(Fault, LockFolderThatCannotBeUsedIsNotHealthy) {
 
 TEST_P(Fault, BrokenSettingsAreNotHealthyUntilMended) {
   const WebSite site(Options());
-  const std::string settings = ReadFile(site.State("platform.ini"));
-  WriteFile(site.State("platform.ini"), "[oops\n");
+  const std::string settings = kit::ReadFile(site.State("platform.ini"));
+  kit::WriteFile(site.State("platform.ini"), "[oops\n");
   EXPECT_EQ(site.Get("/health").status, 503);
-  WriteFile(site.State("platform.ini"), settings + "; mended\n");
+  kit::WriteFile(site.State("platform.ini"), settings + "; mended\n");
   EXPECT_EQ(site.Get("/health").status, 200);
 }
 
@@ -148,13 +148,13 @@ TEST_P(Fault, PhotoThatChangesIsShownAsItIs) {
   const WebSite site(Options());
   WritePhoto(site.Photo("photo.jpg"));
   ExpectPicture(site, site.Get(kSmall));
-  WritePng(site.Photo("photo.jpg"), {{300, 900}});
+  kit::WritePng(site.Photo("photo.jpg"), {{300, 900}});
   const timespec later[] = {{0, UTIME_NOW}, {2'000'000'000, 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, site.Photo("photo.jpg").c_str(), later, 0), 0);
   const HttpResponse response = site.Get(kSmall);
   ExpectPicture(site, response);
-  EXPECT_EQ(Examine(site.State("answer")).height, 120);
-  EXPECT_EQ(Examine(site.State("answer")).width, 40);
+  EXPECT_EQ(kit::Examine(site.State("answer")).height, 120);
+  EXPECT_EQ(kit::Examine(site.State("answer")).width, 40);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Fault, testing::Values(WebServer::kLighttpd, WebServer::kNginx),
@@ -164,4 +164,4 @@ INSTANTIATE_TEST_SUITE_P(, Fault, testing::Values(WebServer::kLighttpd, WebServe
                          });
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

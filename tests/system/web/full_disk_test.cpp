@@ -7,11 +7,11 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/web/web_site.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 class FullDisk : public testing::TestWithParam<WebServer> {};
@@ -22,23 +22,23 @@ TEST_P(FullDisk, IsDoneWithoutAndNotHeldAgainstThePhoto) {
   const WebSite site(options);
   std::filesystem::create_directory(site.Photo("disk"));
   ASSERT_EQ(mount("none", site.Photo("disk").c_str(), "tmpfs", 0, "size=2m"), 0);
-  JpegOptions photo;
+  kit::JpegOptions photo;
   photo.size = {1600, 1200};
-  WriteJpeg(site.Photo("disk/photo.jpg"), photo);
+  kit::WriteJpeg(site.Photo("disk/photo.jpg"), photo);
   const auto free = std::filesystem::space(site.Photo("disk")).available;
-  WriteFile(site.Photo("disk/ballast"), std::string(free, 'x'));
+  kit::WriteFile(site.Photo("disk/ballast"), std::string(free, 'x'));
 
   const HttpResponse without = site.Get("/thumb/photos/disk/photo.jpg?size=medium");
   EXPECT_EQ(without.status, 200) << without.body;
-  WriteFile(site.State("answer"), without.body);
-  EXPECT_EQ(Corners(site.State("answer")), kPictureCorners);
+  kit::WriteFile(site.State("answer"), without.body);
+  EXPECT_EQ(kit::Corners(site.State("answer")), kit::kPictureCorners);
   EXPECT_FALSE(std::filesystem::exists(site.Photo("disk/.vexaea/photo.jpg/VEXAFILE_THUMB_M.jpg")));
 
   std::filesystem::remove(site.Photo("disk/ballast"));
   const HttpResponse with = site.Get("/thumb/photos/disk/photo.jpg?size=medium");
   EXPECT_EQ(with.status, 200) << with.body;
-  WriteFile(site.State("answer"), with.body);
-  EXPECT_EQ(Corners(site.State("answer")), kPictureCorners);
+  kit::WriteFile(site.State("answer"), with.body);
+  EXPECT_EQ(kit::Corners(site.State("answer")), kit::kPictureCorners);
   EXPECT_TRUE(std::filesystem::exists(site.Photo("disk/.vexaea/photo.jpg/VEXAFILE_THUMB_M.jpg")));
   EXPECT_EQ(umount2(site.Photo("disk").c_str(), MNT_DETACH), 0);
 }
@@ -50,4 +50,4 @@ INSTANTIATE_TEST_SUITE_P(, FullDisk, testing::Values(WebServer::kLighttpd, WebSe
                          });
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

@@ -1,5 +1,5 @@
 // Names that tools take for something else, in addresses and listings.
-#include "kit/hazardous_names.h"
+#include "kit/hostile/hazardous_names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,22 +10,22 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/web/web_site.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 class HazardousAddress : public testing::TestWithParam<WebServer> {};
 
 // A folder a name: the picture of that name, and its decoys.
 void PutPictures(const WebSite& site) {
-  WritePng(site.State("drawn"));
-  for (const HazardousName& hazard : HazardousNames()) {
+  kit::WritePng(site.State("drawn"));
+  for (const kit::HazardousName& hazard : kit::HazardousNames()) {
     const std::string folder = site.Photo(hazard.name);
     std::filesystem::create_directory(folder);
-    for (const std::string& decoy : hazard.decoys) WriteDecoy(folder + "/" + decoy + ".png");
+    for (const std::string& decoy : hazard.decoys) kit::WriteDecoy(folder + "/" + decoy + ".png");
     std::filesystem::copy_file(site.State("drawn"), folder + "/" + hazard.text + ".png");
   }
 }
@@ -35,7 +35,7 @@ TEST_P(HazardousAddress, OfEachListedPictureIsThatOfItsOwnThumbnail) {
   options.server = GetParam();
   const WebSite site(options);
   PutPictures(site);
-  for (const HazardousName& hazard : HazardousNames()) {
+  for (const kit::HazardousName& hazard : kit::HazardousNames()) {
     const HttpResponse listing = site.Get(std::string("/album/photos/") + hazard.name + "/");
     ASSERT_EQ(listing.status, 200) << hazard.name;
     std::multiset<std::string> corners;
@@ -44,12 +44,12 @@ TEST_P(HazardousAddress, OfEachListedPictureIsThatOfItsOwnThumbnail) {
       const std::string address = entry["href"];
       const HttpResponse picture = site.Get(address + "?size=small");
       ASSERT_EQ(picture.status, 200) << hazard.name << ": " << address << ": " << picture.body;
-      WriteFile(site.State("answer"), picture.body);
-      corners.insert(Corners(site.State("answer")));
+      kit::WriteFile(site.State("answer"), picture.body);
+      corners.insert(kit::Corners(site.State("answer")));
     }
     EXPECT_EQ(corners.size(), hazard.decoys.size() + 1) << hazard.name;
-    EXPECT_EQ(corners.count(kPictureCorners), 1U) << hazard.name;
-    EXPECT_EQ(corners.count(kDecoyCorners), hazard.decoys.size()) << hazard.name;
+    EXPECT_EQ(corners.count(kit::kPictureCorners), 1U) << hazard.name;
+    EXPECT_EQ(corners.count(kit::kDecoyCorners), hazard.decoys.size()) << hazard.name;
   }
 }
 
@@ -61,4 +61,4 @@ INSTANTIATE_TEST_SUITE_P(, HazardousAddress,
                          });
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

@@ -6,7 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 size_t TakeHeader(char* data, size_t size, size_t count, void* response) {
@@ -82,4 +82,4 @@ void AskAndLeave(const std::string& url) {
   curl_easy_perform(session.get());
 }
 
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

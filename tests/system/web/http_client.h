@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 
 struct HttpResponse {
   long status = 0;                             // 0: no answer
@@ -28,6 +28,6 @@ HttpResponse Ask(const std::string& url, const HttpRequest& request = {});
 // Asks, reads some of the answer's body and goes away.
 void AskAndLeave(const std::string& url);
 
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test
 
 #endif  // VEXATHUMB_TESTS_SYSTEM_WEB_HTTP_CLIENT_H_

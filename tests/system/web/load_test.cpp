@@ -14,13 +14,13 @@
 #include <vector>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "system/web/processes.h"
 #include "system/web/tool_control.h"
 #include "system/web/web_site.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 constexpr int kPhotos = 20;
@@ -31,11 +31,11 @@ std::string PhotoName(int number) { return "photo" + std::to_string(number) + ".
 
 // Upright, sideways and with a preview.
 void WritePhoto(const std::string& path, int number) {
-  JpegOptions options;
+  kit::JpegOptions options;
   options.size = {1000, 750};
   options.orientation = number % 8 + 1;
-  if (number % 5 == 0) options.exif_thumbnail = Size{160, 120};
-  WriteJpeg(path, options);
+  if (number % 5 == 0) options.exif_thumbnail = kit::Size{160, 120};
+  kit::WriteJpeg(path, options);
 }
 
 std::vector<std::string> FilesBelow(const std::string& folder) {
@@ -132,10 +132,11 @@ TEST_P(Load, OfAHundredClientsOnNewPhotosIsAnsweredWithEachToolRunOnce) {
       const auto [first, is_new] = by_address.emplace(address, body);
       EXPECT_TRUE(first->second == body) << address;
       if (!is_new) continue;
-      WriteFile(site.State("answer"), body);
-      EXPECT_EQ(Examine(site.State("answer")).format, "JPEG") << address;
-      const std::string corners = Corners(site.State("answer"));
-      EXPECT_TRUE(corners == kPictureCorners || corners == kPreviewCorners) << address << corners;
+      kit::WriteFile(site.State("answer"), body);
+      EXPECT_EQ(kit::Examine(site.State("answer")).format, "JPEG") << address;
+      const std::string corners = kit::Corners(site.State("answer"));
+      EXPECT_TRUE(corners == kit::kPictureCorners || corners == kit::kPreviewCorners)
+          << address << corners;
     }
   }
 
@@ -161,9 +162,9 @@ TEST_P(Load, OfFiftyClientsOnOneNewPhotoRunsItsToolsOnce) {
   ToolControl tools;
   options.environment = tools.Environment();
   WebSite site(options);
-  JpegOptions photo;
+  kit::JpegOptions photo;
   photo.size = {1000, 750};
-  WriteJpeg(site.Photo("photo.jpg"), photo);
+  kit::WriteJpeg(site.Photo("photo.jpg"), photo);
 
   tools.Hold();  // so that others come while the first builds
   std::vector<HttpResponse> responses(50);
@@ -235,4 +236,4 @@ INSTANTIATE_TEST_SUITE_P(, Load, testing::Values(WebServer::kLighttpd, WebServer
                          });
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

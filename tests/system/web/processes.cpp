@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 std::vector<Process> AllProcesses() {
@@ -99,4 +99,4 @@ bool Eventually(const std::function<bool()>& is_so) {
   return false;
 }
 
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 
 // Starts a program, its standard input `input`, its output thrown away. It does not outlive this
 // thread.
@@ -31,6 +31,6 @@ int FreePort();
 // Looks again and again until it is so. False after half a minute.
 bool Eventually(const std::function<bool()>& is_so);
 
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test
 
 #endif  // VEXATHUMB_TESTS_SYSTEM_WEB_PROCESSES_H_

@@ -6,7 +6,7 @@
 
 #include "kit/files.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 
 std::vector<std::string> ToolControl::Environment() const {
   // A sanitizer's library wants to be the first one, but need not be.
@@ -14,11 +14,11 @@ std::vector<std::string> ToolControl::Environment() const {
           "ASAN_OPTIONS=verify_asan_link_order=0"};
 }
 
-void ToolControl::Hold() const { WriteFile(folder_ / "hold", ""); }
+void ToolControl::Hold() const { kit::WriteFile(folder_ / "hold", ""); }
 
 void ToolControl::Release() const { std::filesystem::remove(folder_ / "hold"); }
 
-void ToolControl::TakeAway() const { WriteFile(folder_ / "missing", ""); }
+void ToolControl::TakeAway() const { kit::WriteFile(folder_ / "missing", ""); }
 
 void ToolControl::GiveBack() const { std::filesystem::remove(folder_ / "missing"); }
 
@@ -32,7 +32,9 @@ std::vector<std::string> ToolControl::RunsWithoutTemporaryNames() const {
   return runs;
 }
 
-std::string ToolControl::EnvironmentOfLastRun() const { return ReadFile(folder_ / "environment"); }
+std::string ToolControl::EnvironmentOfLastRun() const {
+  return kit::ReadFile(folder_ / "environment");
+}
 
 int ToolControl::RunsFor(const std::string& name) const {
   int count = 0;
@@ -42,4 +44,4 @@ int ToolControl::RunsFor(const std::string& name) const {
   return count;
 }
 
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

@@ -6,7 +6,7 @@
 
 #include "kit/temp_dir.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 
 // Watches and steers the tools that the workers of a site run, as long as the site.
 class ToolControl {
@@ -30,9 +30,9 @@ class ToolControl {
   int RunsFor(const std::string& name) const;
 
  private:
-  TempDir folder_;
+  kit::TempDir folder_;
 };
 
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test
 
 #endif  // VEXATHUMB_TESTS_SYSTEM_WEB_TOOL_CONTROL_H_

@@ -16,7 +16,7 @@
 #include "kit/run_tool.h"
 #include "system/web/processes.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 int ListenAt(const std::string& path) {
@@ -91,11 +91,11 @@ void WebSite::WriteSettings() const {
                      " = /files/photos\nmap = " + State("indexed") + " = /files/indexed\n"
                : "delivery = x-sendfile\n";
   }
-  WriteFile(State("platform.ini"), "[store]\n" + options_.store +
-                                       "[share photos]\npath = " + State("photos") +
-                                       "\n[share indexed]\npath = " + State("indexed") +
-                                       "\nindexed = yes\n[service]\nlock_dir = " + State("lock") +
-                                       "\n" + options_.service + "[http]\n" + http);
+  kit::WriteFile(State("platform.ini"),
+                 "[store]\n" + options_.store + "[share photos]\npath = " + State("photos") +
+                     "\n[share indexed]\npath = " + State("indexed") +
+                     "\nindexed = yes\n[service]\nlock_dir = " + State("lock") + "\n" +
+                     options_.service + "[http]\n" + http);
 }
 
 // A program that starts vexathumb-web with the environment of the options.
@@ -105,7 +105,7 @@ std::string WebSite::WriteProgram() const {
   script += options_.is_socket_passed ? "LISTEN_PID=$$ LISTEN_FDS=1 exec " VEXATHUMB_WEB
                                         " 3<&0 0</dev/null\n"
                                       : "exec " VEXATHUMB_WEB "\n";
-  WriteFile(State("vexathumb-web"), script);
+  kit::WriteFile(State("vexathumb-web"), script);
   chmod(State("vexathumb-web").c_str(), 0755);
   return State("vexathumb-web");
 }
@@ -122,13 +122,14 @@ void WebSite::Start() {
 }
 
 void WebSite::StartLighttpd() {
-  WriteFile(
+  kit::WriteFile(
       State("lighttpd.conf"),
-      RunTool({DEPLOY "/render", DEPLOY "/lighttpd.conf.in", "ADDRESS=127.0.0.1",
-               "PORT=" + std::to_string(port_), "PAGE=" + State("page"), "STATE=" + State("run"),
-               "LOG=" + State("run/log"), "PROGRAM=" + WriteProgram(),
-               "SETTINGS=" + State("platform.ini"), "WORKERS=" + std::to_string(options_.workers),
-               "FOLDERS=\"" + State("photos") + "\", \"" + State("indexed") + "\""}));
+      kit::RunTool({DEPLOY "/render", DEPLOY "/lighttpd.conf.in", "ADDRESS=127.0.0.1",
+                    "PORT=" + std::to_string(port_), "PAGE=" + State("page"),
+                    "STATE=" + State("run"), "LOG=" + State("run/log"), "PROGRAM=" + WriteProgram(),
+                    "SETTINGS=" + State("platform.ini"),
+                    "WORKERS=" + std::to_string(options_.workers),
+                    "FOLDERS=\"" + State("photos") + "\", \"" + State("indexed") + "\""}));
   server_ = StartProgram({"/usr/sbin/lighttpd", "-D", "-f", State("lighttpd.conf")});
 }
 
@@ -141,14 +142,15 @@ void WebSite::StartNginx() {
   close(listening);
   std::string locations;
   for (const char* share : {"photos", "indexed"}) {
-    locations += RunTool({DEPLOY "/render", DEPLOY "/nginx-files.conf.in", "FOLDER=" + State(share),
-                          "URI=/files/" + std::string(share)});
+    locations += kit::RunTool({DEPLOY "/render", DEPLOY "/nginx-files.conf.in",
+                               "FOLDER=" + State(share), "URI=/files/" + std::string(share)});
   }
-  WriteFile(State("nginx.conf"), RunTool({DEPLOY "/render", DEPLOY "/nginx.conf.in",
-                                          "ADDRESS=127.0.0.1", "PORT=" + std::to_string(port_),
-                                          "PAGE=" + State("page"), "STATE=" + State("run"),
-                                          "LOG=" + State("run/log"), "SOCKET=" + State("web.sock"),
-                                          "USER=" + UserName(), "LOCATIONS=" + locations}));
+  kit::WriteFile(State("nginx.conf"),
+                 kit::RunTool({DEPLOY "/render", DEPLOY "/nginx.conf.in", "ADDRESS=127.0.0.1",
+                               "PORT=" + std::to_string(port_), "PAGE=" + State("page"),
+                               "STATE=" + State("run"), "LOG=" + State("run/log"),
+                               "SOCKET=" + State("web.sock"), "USER=" + UserName(),
+                               "LOCATIONS=" + locations}));
   server_ = StartProgram({"/usr/sbin/nginx", "-c", State("nginx.conf"), "-e",
                           State("run/nginx.log"), "-g", "daemon off;"});
 }
@@ -166,4 +168,4 @@ void WebSite::Stop() {
   own_workers_.clear();
 }
 
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

@@ -9,7 +9,7 @@
 #include "kit/temp_dir.h"
 #include "system/web/http_client.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 
 enum class WebServer { kLighttpd, kNginx };
 enum class Delivery { kByWorker, kByServer };
@@ -63,12 +63,12 @@ class WebSite {
   long long BytesWrittenByWorkers() const;
 
   SiteOptions options_;
-  TempDir state_;
+  kit::TempDir state_;
   int port_ = 0;
   pid_t server_ = 0;
   std::vector<pid_t> own_workers_;  // where the web server does not start them
 };
 
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test
 
 #endif  // VEXATHUMB_TESTS_SYSTEM_WEB_WEB_SITE_H_

@@ -9,15 +9,15 @@
 #include <thread>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "kit/run_tool.h"
 #include "kit/temp_dir.h"
 #include "system/web/processes.h"
 #include "system/web/tool_control.h"
 #include "system/web/web_site.h"
 
-namespace vexathumb::kit {
+namespace vexathumb::web_test {
 namespace {
 
 using testing::HasSubstr;
@@ -27,27 +27,28 @@ class Cgi : public testing::Test {
  protected:
   Cgi() {
     std::filesystem::create_directory(folder_ / "photos");
-    WritePng(folder_ / "photos/a b.png", {{60, 40}});
-    WriteFile(folder_ / "platform.ini", "[share photos]\npath = " + (folder_ / "photos") +
-                                            "\n[service]\nlock_dir = " + (folder_ / "lock") + "\n");
+    kit::WritePng(folder_ / "photos/a b.png", {{60, 40}});
+    kit::WriteFile(folder_ / "platform.ini", "[share photos]\npath = " + (folder_ / "photos") +
+                                                 "\n[service]\nlock_dir = " + (folder_ / "lock") +
+                                                 "\n");
   }
 
   std::string Answer(const std::string& address, const std::string& script = "") const {
-    return RunTool({"/usr/bin/env", "-i", "VEXATHUMB_CONFIG=" + (folder_ / "platform.ini"),
-                    "GATEWAY_INTERFACE=CGI/1.1", "REQUEST_METHOD=GET", "SCRIPT_NAME=" + script,
-                    "REQUEST_URI=" + script + address, "/bin/sh", "-c", "exec \"$0\" 2>\"$1\"",
-                    VEXATHUMB_WEB, folder_ / "errors"});
+    return kit::RunTool({"/usr/bin/env", "-i", "VEXATHUMB_CONFIG=" + (folder_ / "platform.ini"),
+                         "GATEWAY_INTERFACE=CGI/1.1", "REQUEST_METHOD=GET", "SCRIPT_NAME=" + script,
+                         "REQUEST_URI=" + script + address, "/bin/sh", "-c", "exec \"$0\" 2>\"$1\"",
+                         VEXATHUMB_WEB, folder_ / "errors"});
   }
 
-  TempDir folder_;
+  kit::TempDir folder_;
 };
 
 TEST_F(Cgi, AnswersOneRequest) {
   const std::string answer = Answer("/thumb/photos/a%20b.png?size=small");
   EXPECT_THAT(answer, StartsWith("Cache-Control: max-age=300, must-revalidate\r\n"));
   EXPECT_THAT(answer, HasSubstr("\r\nContent-Type: image/png\r\n"));
-  WriteFile(folder_ / "answer", answer.substr(answer.find("\r\n\r\n") + 4));
-  EXPECT_EQ(Corners(folder_ / "answer"), kPictureCorners);
+  kit::WriteFile(folder_ / "answer", answer.substr(answer.find("\r\n\r\n") + 4));
+  EXPECT_EQ(kit::Corners(folder_ / "answer"), kit::kPictureCorners);
 }
 
 TEST_F(Cgi, BeginsAProblemWithItsStatus) {
@@ -64,15 +65,15 @@ TEST_F(Cgi, GivesAddressesBelowItsOwn) {
 
 TEST_F(Cgi, WritesNothingAboutADamagedPictureIntoTheServersLog) {
   // A directory of 61084 entries.
-  WriteFile(folder_ / "photos/damaged.tif",
-            std::string("II*\0\x08\0\0\0\x9c\xee", 10) + std::string(100, '\0'));
+  kit::WriteFile(folder_ / "photos/damaged.tif",
+                 std::string("II*\0\x08\0\0\0\x9c\xee", 10) + std::string(100, '\0'));
   EXPECT_THAT(Answer("/album/photos/"), HasSubstr("damaged.tif"));
-  EXPECT_EQ(ReadFile(folder_ / "errors"), "");
+  EXPECT_EQ(kit::ReadFile(folder_ / "errors"), "");
 }
 
 TEST(Program, TellsWhatItIsWhenNoWebServerStartsIt) {
   try {
-    RunTool({"/usr/bin/env", "-i", VEXATHUMB_WEB});
+    kit::RunTool({"/usr/bin/env", "-i", VEXATHUMB_WEB});
     FAIL() << "no failure";
   } catch (const std::runtime_error& error) {
     EXPECT_THAT(error.what(), HasSubstr("started by a web server"));
@@ -84,7 +85,7 @@ TEST(Worker, TakesTheSocketThatSystemdPasses) {
   options.server = WebServer::kNginx;
   options.is_socket_passed = true;
   const WebSite site(options);
-  WritePng(site.Photo("a.png"), {{60, 40}});
+  kit::WritePng(site.Photo("a.png"), {{60, 40}});
   EXPECT_EQ(site.Get("/thumb/photos/a.png?size=small").status, 200);
 }
 
@@ -95,7 +96,7 @@ TEST(Worker, FinishesItsRequestWhenItIsToEnd) {
   ToolControl tools;
   options.environment = tools.Environment();
   const WebSite site(options);
-  WriteJpeg(site.Photo("photo.jpg"));
+  kit::WriteJpeg(site.Photo("photo.jpg"));
   tools.Hold();
   HttpResponse response;
   std::thread client([&] { response = site.Get("/thumb/photos/photo.jpg?size=small"); });
@@ -114,7 +115,7 @@ TEST(Worker, KeepsWhatTheRequestSaysFromTheTools) {
   ToolControl tools;
   options.environment = tools.Environment();
   const WebSite site(options);
-  WriteJpeg(site.Photo("photo.jpg"));
+  kit::WriteJpeg(site.Photo("photo.jpg"));
   site.Get("/thumb/photos/photo.jpg?size=small", {"GET", {"Proxy: http://evil.example/"}});
   EXPECT_THAT(tools.EnvironmentOfLastRun(), HasSubstr("VEXATHUMB_CONFIG="));
   EXPECT_THAT(tools.EnvironmentOfLastRun(), testing::Not(HasSubstr("HTTP_")));
@@ -123,11 +124,11 @@ TEST(Worker, KeepsWhatTheRequestSaysFromTheTools) {
 
 // The script that ./run ends with.
 TEST(Serving, OfAFolderEndsWithoutATrace) {
-  const TempDir folder;
+  const kit::TempDir folder;
   const std::string album = folder / "my [odd]; \"album\"#";
   std::filesystem::create_directories({album});
   std::filesystem::create_directory(folder / "tmp");
-  WritePng(album + "/a.png", {{60, 40}});
+  kit::WritePng(album + "/a.png", {{60, 40}});
   const std::string port = std::to_string(FreePort());
   const pid_t serving = StartProgram(
       {"/usr/bin/env", "TMPDIR=" + (folder / "tmp"), SCRIPTS "/serve", album, port, VEXATHUMB_WEB});
@@ -149,4 +150,4 @@ TEST(Serving, OfAFolderEndsWithoutATrace) {
 }
 
 }  // namespace
-}  // namespace vexathumb::kit
+}  // namespace vexathumb::web_test

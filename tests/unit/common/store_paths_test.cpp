@@ -9,12 +9,12 @@
 #include <string>
 
 #include "common/util/util.h"
-#include "kit/call_journal.h"
 #include "kit/case_name.h"
+#include "kit/doubles/call_journal.h"
+#include "kit/doubles/libc_double.h"
+#include "kit/doubles/log_capture.h"
+#include "kit/doubles/platform_double.h"
 #include "kit/files.h"
-#include "kit/libc_double.h"
-#include "kit/log_capture.h"
-#include "kit/platform_double.h"
 #include "kit/temp_dir.h"
 #include "vexa/ea.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 #include "service/build/thumbnail_request.h"
 #include "service/serve/obtain.h"

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/picture_drawing.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/picture_drawing.h"
 #include "kit/temp_dir.h"
 
 namespace vexathumb::service {

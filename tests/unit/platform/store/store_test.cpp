@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "kit/doubles/log_capture.h"
 #include "kit/files.h"
-#include "kit/log_capture.h"
 #include "kit/temp_dir.h"
 #include "platform/store/volume_type.h"
 #include "unit/platform/in_child.h"

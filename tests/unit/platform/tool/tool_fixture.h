@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
+#include "kit/doubles/log_capture.h"
 #include "kit/files.h"
-#include "kit/log_capture.h"
 #include "kit/temp_dir.h"
 #include "unit/platform/scoped_settings.h"
 #include "vexaplatform/tool_report.h"

@@ -4,7 +4,7 @@
 #include <map>
 
 #include "kit/case_name.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "unit/platform/tool/tool_fixture.h"
 
 namespace vexaplatform {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 
 namespace vexathumb::web {

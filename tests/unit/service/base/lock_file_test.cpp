@@ -11,7 +11,7 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 #include "unit/service/processes.h"
 

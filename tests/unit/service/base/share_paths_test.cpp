@@ -16,7 +16,7 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 
 namespace vexathumb::service {

@@ -8,8 +8,8 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "service/picture/content_type.h"
 #include "unit/service/service_test.h"
 #include "unit/service/x3f.h"

@@ -10,10 +10,10 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
-#include "kit/hazardous_names.h"
-#include "kit/pixels.h"
+#include "kit/hostile/hazardous_names.h"
+#include "kit/pictures/pixels.h"
+#include "kit/pictures/whole_picture.h"
 #include "kit/run_tool.h"
-#include "kit/whole_picture.h"
 #include "service/store/store_files.h"
 #include "unit/service/service_test.h"
 

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/mutator.h"
+#include "kit/hostile/mutator.h"
 #include "kit/temp_dir.h"
 #include "thumb/thumb_info.h"
 #include "unit/service/processes.h"

@@ -10,10 +10,10 @@
 
 #include "common/util/util.h"
 #include "kit/case_name.h"
+#include "kit/doubles/log_capture.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/log_capture.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "service/picture/content_type.h"
 #include "unit/service/processes.h"
 #include "unit/service/service_test.h"

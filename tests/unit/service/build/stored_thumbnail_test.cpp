@@ -11,7 +11,7 @@
 #include "common/util/util.h"
 #include "kit/case_name.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "service/store/store_files.h"
 #include "unit/service/service_test.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 
 namespace vexathumb::service {

@@ -9,7 +9,7 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "unit/service/service_test.h"
 
 namespace vexathumb::service {

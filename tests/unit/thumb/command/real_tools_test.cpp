@@ -1,4 +1,4 @@
-#include "kit/pixels.h"
+#include "kit/pictures/pixels.h"
 #include "unit/thumb/command/command_test.h"
 #include "vlibc/process.h"
 

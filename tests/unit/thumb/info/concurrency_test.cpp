@@ -9,7 +9,7 @@
 
 #include "common/error/error.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 #include "thumb/thumb_info.h"
 

@@ -10,9 +10,9 @@
 
 #include "common/error/error.h"
 #include "kit/case_name.h"
+#include "kit/doubles/log_capture.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/log_capture.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 #include "thumb/thumb_info.h"
 

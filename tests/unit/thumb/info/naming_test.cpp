@@ -5,7 +5,7 @@
 #include <string>
 
 #include "kit/case_name.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 #include "thumb/thumb_info.h"
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "kit/case_name.h"
-#include "kit/fixtures.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 #include "thumb/thumb_info.h"
 

@@ -14,13 +14,13 @@
 #include <string>
 #include <vector>
 
-#include "kit/call_journal.h"
 #include "kit/case_name.h"
+#include "kit/doubles/call_journal.h"
+#include "kit/doubles/libc_double.h"
+#include "kit/doubles/log_capture.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/libc_double.h"
-#include "kit/log_capture.h"
-#include "kit/pixels.h"
+#include "kit/pictures/fixtures.h"
+#include "kit/pictures/pixels.h"
 #include "kit/temp_dir.h"
 #include "thumb/thumb_info.h"
 

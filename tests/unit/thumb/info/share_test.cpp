@@ -8,10 +8,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "kit/call_journal.h"
 #include "kit/case_name.h"
+#include "kit/doubles/call_journal.h"
+#include "kit/doubles/platform_double.h"
 #include "kit/files.h"
-#include "kit/platform_double.h"
 #include "kit/temp_dir.h"
 #include "thumb/thumb_info.h"
 

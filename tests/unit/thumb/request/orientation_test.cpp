@@ -1,6 +1,6 @@
 #include <functional>
 
-#include "kit/pixels.h"
+#include "kit/pictures/pixels.h"
 #include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {

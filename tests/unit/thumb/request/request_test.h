@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "kit/call_journal.h"
+#include "kit/doubles/call_journal.h"
+#include "kit/doubles/libc_double.h"
+#include "kit/doubles/log_capture.h"
+#include "kit/doubles/platform_double.h"
 #include "kit/files.h"
-#include "kit/fixtures.h"
-#include "kit/libc_double.h"
-#include "kit/log_capture.h"
-#include "kit/platform_double.h"
+#include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
 #include "thumb/libvexathumb.h"
 #include "vexa/share.h"
