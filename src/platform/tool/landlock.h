@@ -1,11 +1,26 @@
 #ifndef VEXAPLATFORM_TOOL_LANDLOCK_H_
 #define VEXAPLATFORM_TOOL_LANDLOCK_H_
 
+#include <string>
 #include <vector>
 
-#include "platform/tool/tool_launch.h"
-
 namespace vexaplatform {
+
+// What a tool may do with a file, or with all that lies in a folder.
+enum class PathUse {
+  kReadSystem,  // read and execute
+  kRead,
+  kReadAndWrite,
+  kWriteDevice,
+  kMoveFrom,  // a folder: remove files in it
+  kMoveTo,    // a folder: make and write files in it
+  kTemporary  // a folder: make, read, write and remove files in it
+};
+
+struct PathRule {
+  std::string path;
+  PathUse use;
+};
 
 // Version of the kernel's Landlock; 0 where there is none.
 int LandlockVersion();

@@ -45,21 +45,21 @@ bool Absolute(const std::string& path, std::string* absolute) {
   return true;
 }
 
-bool GiveAlias(const PathArgument& argument, const std::string& name, ToolLaunch* launch) {
+bool GiveAlias(const PathArgument& argument, const std::string& name, ToolOrder* order) {
   Link link;
   if (!Absolute(argument.path, &link.target)) return false;
-  link.path = launch->private_folder + "/" + name;
-  launch->arguments[argument.index] = argument.before + link.path + argument.behind;
-  launch->links.push_back(link);
+  link.path = order->private_folder + "/" + name;
+  order->arguments[argument.index] = argument.before + link.path + argument.behind;
+  order->links.push_back(link);
   return true;
 }
 
 }  // namespace
 
-bool GiveAliases(const ToolPaths& paths, ToolLaunch* launch) {
-  return GiveAlias(paths.source, "source" + SourceExtension(paths.source), launch) &&
+bool GiveAliases(const ToolPaths& paths, ToolOrder* order) {
+  return GiveAlias(paths.source, "source" + SourceExtension(paths.source), order) &&
          GiveAlias(paths.destination, "destination" + DestinationExtension(paths.destination),
-                   launch);
+                   order);
 }
 
 }  // namespace vexaplatform

@@ -30,7 +30,7 @@ int Run(const char* path, const char* const argv[]) {
   RunningTool tool(std::move(plan));
   if (tool.Start(UniqueFd()) != 0) return AnswerOfRefused(path);
   tool.Wait();
-  return AnswerOf(tool.plan());
+  return AnswerOf(tool.plan(), tool.outcome());
 }
 
 // The vector of a list that ends with a null pointer, which it has too.
@@ -82,7 +82,7 @@ bool ReadSign(int descriptor) {
 // Null with errno when the tool cannot be started.
 FILE* StartWithStream(std::unique_ptr<ToolPlan> plan, const char* mode) {
   const bool reads = mode[0] == 'r';
-  const std::string program = plan->launch.program;
+  const std::string program = plan->order.program;
   Channel data;
   Channel started;
   if ((reads ? MakeOutputChannel(&data) : MakeInputChannel(&data)) != 0 ||
@@ -94,9 +94,10 @@ FILE* StartWithStream(std::unique_ptr<ToolPlan> plan, const char* mode) {
   if (stream == nullptr) return nullptr;
   data.hosts_end.Release();
 
-  (reads ? plan->launch.output : plan->launch.input) = data.tools_end.get();
-  plan->launch.output_is_socket = reads;
-  auto tool = std::make_unique<RunningTool>(std::move(plan));
+  ToolStreams streams;
+  (reads ? streams.output : streams.input) = data.tools_end.get();
+  streams.output_is_socket = reads;
+  auto tool = std::make_unique<RunningTool>(std::move(plan), streams);
   RunningTool* const running = tool.get();
   Streams().Add(stream.get(), std::move(tool));  // before it runs: this needs memory and may fail
   if (running->Start(std::move(started.tools_end)) != 0) {
@@ -111,7 +112,8 @@ FILE* StartWithStream(std::unique_ptr<ToolPlan> plan, const char* mode) {
   tool = Streams().Take(stream.get());
   tool->Wait();
   stream.reset();
-  if (AnswerOf(tool->plan()) >= 0) errno = ECHILD;  // its supervisor was killed at once
+  if (AnswerOf(tool->plan(), tool->outcome()) >= 0)
+    errno = ECHILD;  // its supervisor was killed at once
   return nullptr;
 }
 
@@ -154,5 +156,6 @@ int VLIBCPclose(FILE* stream) {
   const auto tool = vexaplatform::Streams().Take(stream);
   fclose(stream);
   if (tool == nullptr || !tool->Wait()) return vexaplatform::FailWith(ECHILD);
-  return vexaplatform::NoThrow(-1, [&] { return vexaplatform::AnswerOf(tool->plan()); });
+  return vexaplatform::NoThrow(
+      -1, [&] { return vexaplatform::AnswerOf(tool->plan(), tool->outcome()); });
 }

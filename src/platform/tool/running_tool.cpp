@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "platform/tool/supervisor.h"
-#include "platform/tool/tool_streams.h"
 
 namespace vexaplatform {
 namespace {
@@ -31,27 +30,18 @@ class AllSignalsBlocked {
   sigset_t before_{};
 };
 
-void RunInThread(ToolLaunch* launch) {
-  try {
-    RunSupervised(launch);
-  } catch (const std::bad_alloc&) {
-    launch->error = ENOMEM;
-  }
-}
-
 }  // namespace
 
-RunningTool::RunningTool(std::unique_ptr<ToolPlan> plan) : plan_(std::move(plan)) {}
+RunningTool::RunningTool(std::unique_ptr<const ToolPlan> plan, const ToolStreams& streams)
+    : plan_(std::move(plan)), streams_(streams) {}
 
 int RunningTool::Start(UniqueFd started_pipe) {
-  ToolLaunch* const launch = &plan_->launch;
-  launch->started_pipe = started_pipe.get();
-  launch->has_error_output = HasErrorOutput();
+  streams_.has_error_output = HasErrorOutput();
   int error = 0;
   {
     const AllSignalsBlocked blocked;  // the thread inherits it
     try {
-      thread_ = std::thread([launch, pipe = std::move(started_pipe)] { RunInThread(launch); });
+      thread_ = std::thread([this, pipe = std::move(started_pipe)] { Run(pipe.get()); });
     } catch (const std::system_error& failure) {
       error = failure.code().value();
     }
@@ -59,6 +49,14 @@ int RunningTool::Start(UniqueFd started_pipe) {
   if (error == 0) return 0;
   errno = error;
   return -1;
+}
+
+void RunningTool::Run(int started_pipe) {
+  try {
+    outcome_ = RunSupervised(plan_->order, streams_, started_pipe);
+  } catch (const std::bad_alloc&) {
+    outcome_.error = ENOMEM;
+  }
 }
 
 bool RunningTool::Wait() {

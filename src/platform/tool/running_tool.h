@@ -8,14 +8,16 @@
 #include <thread>
 
 #include "platform/base/unique_fd.h"
+#include "platform/tool/tool_outcome.h"
 #include "platform/tool/tool_plan.h"
+#include "platform/tool/tool_streams.h"
 
 namespace vexaplatform {
 
 // A tool that runs under its supervisor while this process's thread goes on.
 class RunningTool {
  public:
-  explicit RunningTool(std::unique_ptr<ToolPlan> plan);
+  explicit RunningTool(std::unique_ptr<const ToolPlan> plan, const ToolStreams& streams = {});
 
   // 0, or -1 with errno set when the supervisor cannot be started. Closes the descriptor
   // `started_pipe`, if there is one, when the tool runs or cannot.
@@ -27,8 +29,15 @@ class RunningTool {
 
   const ToolPlan& plan() const { return *plan_; }
 
+  // Once it has been waited for.
+  const ToolOutcome& outcome() const { return outcome_; }
+
  private:
-  std::unique_ptr<ToolPlan> plan_;
+  void Run(int started_pipe);
+
+  const std::unique_ptr<const ToolPlan> plan_;
+  ToolStreams streams_;
+  ToolOutcome outcome_;
   std::thread thread_;
   pid_t process_ = getpid();
 };

@@ -13,6 +13,7 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/base/unique_fd.h"
 #include "platform/tool/bare_calls.h"
@@ -21,7 +22,6 @@
 #include "platform/tool/private_folder.h"
 #include "platform/tool/tool_messages.h"
 #include "platform/tool/tool_process.h"
-#include "platform/tool/tool_streams.h"
 
 namespace vexaplatform {
 namespace {
@@ -50,29 +50,58 @@ pid_t StartSharing(Body* body, int signal) {
 }
 
 // What the supervisor does. It runs in the host's memory while the host goes on, so that nothing in
-// here may allocate, lock, or leave anything behind but the answers in the launch.
+// here may allocate, lock, or leave anything behind but the outcome.
 class Supervisor {
  public:
-  // `stack` is for the tool, until it executes its program.
-  Supervisor(ToolLaunch* launch, char* stack) : launch_(launch), stack_(stack) {}
+  // `host` is a descriptor that tells the host's end.
+  Supervisor(const ToolOrder& order, const ToolStreams& streams, int started_pipe, int host)
+      : order_(order),
+        argv_(VectorOf(order.arguments)),
+        envp_(VectorOf(order.environment)),
+        tools_stack_(new char[kStackSize]),
+        input_(streams.input),
+        output_(streams.output),
+        output_is_socket_(streams.output_is_socket),
+        error_output_(streams.has_error_output ? STDERR_FILENO : -1),
+        started_pipe_(started_pipe),
+        host_(host) {}
 
+  // In the process of its own.
   void Run() {
     LeaveHost();
     const bool ready = Prepare();
     if (ready) {
       Start();
     } else {
-      launch_->error = errno;
+      outcome_.error = errno;
     }
     TellStart();
-    if (launch_->started) Watch();
+    if (outcome_.started) Watch();
     CleanUp();
-    launch_->supervised = true;
+    outcome_.supervised = true;
     // Only now the end of the output is seen. What a process does at its end is not for here.
     syscall(SYS_exit_group, 0);
   }
 
+  // In the host, once that process is gone.
+  const ToolOutcome& outcome() const { return outcome_; }
+
+  // Somebody killed that process, and with it the tool, but for what that started.
+  void CleanUpAfterIt() const {
+    if (outcome_.started) kill(-tool_, SIGKILL);
+    if (!order_.private_folder.empty()) RemovePrivateFolder(order_.private_folder.c_str());
+  }
+
  private:
+  // execve(2) wants texts that could be written to, and writes to none.
+  static std::vector<char*> VectorOf(const std::vector<std::string>& texts) {
+    std::vector<char*> vector;
+    vector.reserve(texts.size() + 1);
+    for (const std::string& text : texts) vector.push_back(const_cast<char*>(text.c_str()));
+    vector.push_back(nullptr);
+    return vector;
+  }
+
   static void CloseDescriptor(int* descriptor) {
     if (*descriptor >= 0) bare::Close(*descriptor);
     *descriptor = -1;
@@ -80,9 +109,7 @@ class Supervisor {
 
   // The host's descriptors but those of this run, and its handling of signals, are not for here.
   void LeaveHost() {
-    error_output_ = launch_->has_error_output ? STDERR_FILENO : -1;
-    int kept[] = {STDERR_FILENO,         launch_->input, launch_->output,
-                  launch_->started_pipe, launch_->host,  INT_MAX};
+    int kept[] = {STDERR_FILENO, input_, output_, started_pipe_, host_, INT_MAX};
     std::sort(std::begin(kept), std::end(kept));
     int next = STDERR_FILENO + 1;
     for (const int descriptor : kept) {
@@ -100,34 +127,34 @@ class Supervisor {
   }
 
   bool FailAt(const std::string& path) {
-    launch_->obstacle = path.c_str();
+    outcome_.obstacle = path.c_str();
     return false;
   }
 
   bool Prepare() {
-    if (!launch_->private_folder.empty()) {
-      if (mkdir(launch_->private_folder.c_str(), 0700) != 0) return FailAt(launch_->private_folder);
+    if (!order_.private_folder.empty()) {
+      if (mkdir(order_.private_folder.c_str(), 0700) != 0) return FailAt(order_.private_folder);
       folder_made_ = true;
     }
-    for (const Link& link : launch_->links) {
+    for (const Link& link : order_.links) {
       if (symlink(link.target.c_str(), link.path.c_str()) != 0) return FailAt(link.target);
     }
-    if (!PrepareDestination()) return FailAt(launch_->destination);
-    if (launch_->confined && !launch_->rules.empty()) {
-      launch_->ruleset = MakeLandlockRuleset(launch_->rules);
-      if (launch_->ruleset < 0) return false;
+    if (!PrepareDestination()) return FailAt(order_.destination);
+    if (order_.confined && !order_.rules.empty()) {
+      ruleset_ = MakeLandlockRuleset(order_.rules);
+      if (ruleset_ < 0) return false;
     }
     int ends[2];
     if (bare::Pipe(ends, O_CLOEXEC) != 0) return false;
     messages_ = ends[0];
-    launch_->messages = ends[1];
+    tools_messages_ = ends[1];
     return fcntl(messages_, F_SETFL, O_NONBLOCK) == 0;
   }
 
   // A tool may write into this one file and make none besides.
   bool PrepareDestination() {
-    if (!launch_->make_destination) return true;
-    const char* const path = launch_->destination.c_str();
+    if (!order_.make_destination) return true;
+    const char* const path = order_.destination.c_str();
     struct statx status {};
     if (bare::Status(AT_FDCWD, path, &status) == 0) {
       if (S_ISREG(status.stx_mode)) return true;
@@ -142,40 +169,47 @@ class Supervisor {
   }
 
   void Start() {
-    launch_->error = 0;
+    outcome_.error = 0;
     supervisor_ = getpid();
     int (*const entry)(void*) = [](void* argument) -> int {
-      const auto* const self = static_cast<Supervisor*>(argument);
-      BecomeTool(self->launch_, self->supervisor_);
+      static_cast<Supervisor*>(argument)->Become();
     };
-    tool_ = bare::Clone(entry, stack_ + kStackSize, CLONE_VM | CLONE_VFORK | SIGCHLD, this);
+    char* const stack = tools_stack_.get() + kStackSize;
+    tool_ = bare::Clone(entry, stack, CLONE_VM | CLONE_VFORK | SIGCHLD, this);
     if (tool_ < 0) {
-      launch_->error = errno;
+      outcome_.error = errno;
       return;
     }
-    launch_->started = launch_->error == 0;
-    if (!launch_->started) bare::Wait(tool_, nullptr, 0, nullptr);
-    if (launch_->started) launch_->group = tool_;
-    CloseDescriptor(&launch_->messages);
-    CloseDescriptor(&launch_->ruleset);
-    CloseDescriptor(&launch_->input);
-    if (!launch_->output_is_socket) CloseDescriptor(&launch_->output);
+    outcome_.started = outcome_.error == 0;
+    if (!outcome_.started) bare::Wait(tool_, nullptr, 0, nullptr);
+    CloseDescriptor(&tools_messages_);
+    CloseDescriptor(&ruleset_);
+    CloseDescriptor(&input_);
+    if (!output_is_socket_) CloseDescriptor(&output_);
+  }
+
+  // In the tool's process.
+  [[noreturn]] void Become() {
+    BecomeTool(
+        order_,
+        {argv_.data(), envp_.data(), supervisor_, input_, output_, tools_messages_, ruleset_},
+        &outcome_.error);
   }
 
   void TellStart() {
-    const char sign = launch_->started ? 1 : 0;
-    if (launch_->started_pipe >= 0) bare::Write(launch_->started_pipe, &sign, 1);
-    CloseDescriptor(&launch_->started_pipe);
+    const char sign = outcome_.started ? 1 : 0;
+    if (started_pipe_ >= 0) bare::Write(started_pipe_, &sign, 1);
+    CloseDescriptor(&started_pipe_);
   }
 
   void Watch() {
     const int process = OpenProcess(tool_);
     if (process < 0) bare::Kill(-tool_, SIGKILL);
     ToolMessages messages(error_output_);
-    int64_t deadline = Now() + int64_t{launch_->limits.wall_time} * 1000;
+    int64_t deadline = Now() + int64_t{order_.limits.wall_time} * 1000;
     const int interruption = bare::SignalDescriptor(SIGTERM);
     pollfd watched[] = {{process, POLLIN, 0},
-                        {launch_->host, POLLIN, 0},
+                        {host_, POLLIN, 0},
                         {messages_, POLLIN, 0},
                         {interruption, POLLIN, 0}};
     while (process >= 0 && (watched[0].revents & POLLIN) == 0) {
@@ -191,84 +225,90 @@ class Supervisor {
         watched[1].fd = -1;
         bare::Kill(-tool_, SIGKILL);
       } else if (Now() >= deadline) {
-        bare::Kill(-tool_, launch_->out_of_time ? SIGKILL : SIGTERM);
-        launch_->out_of_time = true;
+        bare::Kill(-tool_, outcome_.out_of_time ? SIGKILL : SIGTERM);
+        outcome_.out_of_time = true;
         deadline = Now() + kGraceMilliseconds;
       }
     }
     bare::Kill(-tool_, SIGKILL);  // the others of its group
     Reap();
     if (watched[2].fd >= 0) messages.Take(messages_);
-    launch_->told = messages.told();
+    outcome_.told = messages.told();
   }
 
   void Reap() {
     rusage usage{};
-    bare::Wait(tool_, &launch_->wait_status, 0, &usage);
+    bare::Wait(tool_, &outcome_.wait_status, 0, &usage);
     const auto seconds = [](const timeval& time) {
       return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
     };
-    launch_->cpu_seconds = seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    outcome_.cpu_seconds = seconds(usage.ru_utime) + seconds(usage.ru_stime);
     EndOrphans();  // whatever left the group
   }
 
   void CleanUp() {
-    const bool failed = !launch_->started || launch_->out_of_time || launch_->wait_status != 0;
+    const bool failed = !outcome_.started || outcome_.out_of_time || outcome_.wait_status != 0;
     RemoveUnused(failed);
-    if (folder_made_) RemovePrivateFolder(launch_->private_folder.c_str());
+    if (folder_made_) RemovePrivateFolder(order_.private_folder.c_str());
     char octet = 0;
     // An ordinary exit status is for the reader to judge, who has all of the output then.
-    const bool cut_short = !launch_->started || launch_->out_of_time ||
-                           !WIFEXITED(launch_->wait_status) || host_is_gone_;
-    if (launch_->output_is_socket && !cut_short) bare::Receive(launch_->output, &octet, 1);
+    const bool cut_short = !outcome_.started || outcome_.out_of_time ||
+                           !WIFEXITED(outcome_.wait_status) || host_is_gone_;
+    if (output_is_socket_ && !cut_short) bare::Receive(output_, &octet, 1);
   }
 
   void RemoveUnused(bool failed) const {
-    const char* const path = launch_->destination.c_str();
+    const char* const path = order_.destination.c_str();
     struct statx status {};
     const bool empty = destination_made_ && failed && bare::Status(AT_FDCWD, path, &status) == 0 &&
                        status.stx_size == 0;
-    if (empty || (host_is_gone_ && !launch_->destination.empty())) bare::Remove(AT_FDCWD, path, 0);
+    if (empty || (host_is_gone_ && !order_.destination.empty())) bare::Remove(AT_FDCWD, path, 0);
   }
 
-  ToolLaunch* launch_;
-  char* stack_;
+  const ToolOrder& order_;
+  const std::vector<char*> argv_;
+  const std::vector<char*> envp_;
+  const std::unique_ptr<char[]> tools_stack_;  // until it executes its program
+
+  // Descriptors; -1 where there is none.
+  int input_;
+  int output_;
+  const bool output_is_socket_;
+  int error_output_;
+  int started_pipe_;
+  const int host_;
+  int messages_ = -1;  // what the tool says, at our end
+  int tools_messages_ = -1;
+  int ruleset_ = -1;
+
   pid_t supervisor_ = 0;
   pid_t tool_ = 0;
-  int messages_ = -1;
-  int error_output_ = -1;
   bool folder_made_ = false;
   bool destination_made_ = false;
   bool host_is_gone_ = false;
+  ToolOutcome outcome_;
 };
 
 }  // namespace
 
-void RunSupervised(ToolLaunch* launch) {
-  for (std::string& argument : launch->arguments) launch->argv.push_back(argument.data());
-  for (std::string& variable : launch->environment) launch->envp.push_back(variable.data());
-  launch->argv.push_back(nullptr);
-  launch->envp.push_back(nullptr);
+ToolOutcome RunSupervised(const ToolOrder& order, const ToolStreams& streams, int started_pipe) {
+  ToolOutcome not_run;
   UniqueFd host(OpenProcess(getpid()));
   if (!host || MoveAboveStandardStreams(&host) != 0) {
-    launch->error = errno;
-    return;
+    not_run.error = errno;
+    return not_run;
   }
-  launch->host = host.get();
-  const std::unique_ptr<char[]> tools_stack(new char[kStackSize]);
-  Supervisor supervisor(launch, tools_stack.get());
+  Supervisor supervisor(order, streams, started_pipe, host.get());
   auto run = [&supervisor] { supervisor.Run(); };
   const pid_t process = StartSharing(&run, 0);
   if (process < 0) {
-    launch->error = errno;
-    return;
+    not_run.error = errno;
+    return not_run;
   }
   while (waitpid(process, nullptr, __WALL) < 0 && errno == EINTR) {
   }
-  if (launch->supervised) return;
-  // Somebody killed the supervisor, and with it the tool, but for what that started.
-  if (launch->group > 0) kill(-launch->group, SIGKILL);
-  if (!launch->private_folder.empty()) RemovePrivateFolder(launch->private_folder.c_str());
+  if (!supervisor.outcome().supervised) supervisor.CleanUpAfterIt();
+  return supervisor.outcome();
 }
 
 }  // namespace vexaplatform

@@ -43,21 +43,20 @@ int NotRun(const std::string& program, int error, const std::string& obstacle,
   return -1;
 }
 
-int NotRun(const ToolPlan& plan) {
-  const ToolLaunch& launch = plan.launch;
-  return NotRun(launch.program, launch.error, launch.obstacle == nullptr ? "" : launch.obstacle,
-                plan.paths.source.path);
+int NotRun(const ToolPlan& plan, const ToolOutcome& outcome) {
+  return NotRun(plan.order.program, outcome.error,
+                outcome.obstacle == nullptr ? "" : outcome.obstacle, plan.paths.source.path);
 }
 
-ToolLimit LimitMet(const ToolLaunch& launch) {
-  if (launch.out_of_time) return ToolLimit::kWallTime;
-  if (launch.wait_status == 0) return ToolLimit::kNone;
-  if (launch.cpu_seconds >= launch.limits.cpu_time) return ToolLimit::kCpuTime;
-  if (WIFSIGNALED(launch.wait_status)) {
-    if (WTERMSIG(launch.wait_status) == SIGXFSZ) return ToolLimit::kFileSize;
-    if (WTERMSIG(launch.wait_status) == SIGXCPU) return ToolLimit::kCpuTime;
+ToolLimit LimitMet(const ToolLimits& limits, const ToolOutcome& outcome) {
+  if (outcome.out_of_time) return ToolLimit::kWallTime;
+  if (outcome.wait_status == 0) return ToolLimit::kNone;
+  if (outcome.cpu_seconds >= limits.cpu_time) return ToolLimit::kCpuTime;
+  if (WIFSIGNALED(outcome.wait_status)) {
+    if (WTERMSIG(outcome.wait_status) == SIGXFSZ) return ToolLimit::kFileSize;
+    if (WTERMSIG(outcome.wait_status) == SIGXCPU) return ToolLimit::kCpuTime;
   }
-  return launch.told;
+  return outcome.told;
 }
 
 std::string LimitText(ToolLimit limit, const ToolLimits& limits) {
@@ -83,7 +82,7 @@ std::string LimitText(ToolLimit limit, const ToolLimits& limits) {
 }
 
 int Limited(const ToolPlan& plan, ToolLimit limit) {
-  Log(plan.launch.program, "met its limit: " + LimitText(limit, plan.launch.limits),
+  Log(plan.order.program, "met its limit: " + LimitText(limit, plan.order.limits),
       plan.paths.source.path);
   RecordEnd(ToolEnding::kLimited, static_cast<int>(limit));
   return VLIBC_ENDED_BY_LIMIT;
@@ -101,7 +100,7 @@ bool IsResultWhole(const ToolPlan& plan) {
 
 int Exited(const ToolPlan& plan, int status) {
   if (status == 0 && !IsResultWhole(plan)) {
-    Log(plan.launch.program, "said that it succeeded, but its picture is empty or cut short",
+    Log(plan.order.program, "said that it succeeded, but its picture is empty or cut short",
         plan.paths.source.path);
     RecordEnd(ToolEnding::kIncomplete, 0);
     return VLIBC_INCOMPLETE_RESULT;
@@ -110,14 +109,13 @@ int Exited(const ToolPlan& plan, int status) {
   return status;
 }
 
-int Ended(const ToolPlan& plan) {
-  const ToolLaunch& launch = plan.launch;
-  RecordStart(launch.program.c_str(), true);
-  if (!launch.supervised) return Signalled(SIGKILL);
-  const ToolLimit limit = LimitMet(launch);
+int Ended(const ToolPlan& plan, const ToolOutcome& outcome) {
+  RecordStart(plan.order.program.c_str(), true);
+  if (!outcome.supervised) return Signalled(SIGKILL);
+  const ToolLimit limit = LimitMet(plan.order.limits, outcome);
   if (limit != ToolLimit::kNone) return Limited(plan, limit);
-  if (WIFSIGNALED(launch.wait_status)) return Signalled(WTERMSIG(launch.wait_status));
-  return Exited(plan, WEXITSTATUS(launch.wait_status));
+  if (WIFSIGNALED(outcome.wait_status)) return Signalled(WTERMSIG(outcome.wait_status));
+  return Exited(plan, WEXITSTATUS(outcome.wait_status));
 }
 
 // What mv wrote becomes its destination, or goes. `answer` is that of mv itself.
@@ -126,15 +124,15 @@ int PutInPlace(const ToolPlan& plan, int answer) {
   if (answer == 0 && rename(plan.staged.c_str(), destination.c_str()) == 0) return 0;
   const int error = errno;
   unlink(plan.staged.c_str());
-  return answer == 0 ? NotRun(plan.launch.program, error, destination, plan.paths.source.path)
+  return answer == 0 ? NotRun(plan.order.program, error, destination, plan.paths.source.path)
                      : answer;
 }
 
 }  // namespace
 
-int AnswerOf(const ToolPlan& plan) {
-  if (!plan.launch.started) return NotRun(plan);
-  const int answer = Ended(plan);
+int AnswerOf(const ToolPlan& plan, const ToolOutcome& outcome) {
+  if (!outcome.started) return NotRun(plan, outcome);
+  const int answer = Ended(plan, outcome);
   return plan.staged.empty() ? answer : PutInPlace(plan, answer);
 }
 

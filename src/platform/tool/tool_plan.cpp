@@ -46,30 +46,30 @@ ToolLimits LimitsOf(const ToolSettings& settings, const std::string& program) {
 }
 
 void AllowPaths(ToolPlan* plan) {
-  ToolLaunch& launch = plan->launch;
-  for (const char* path : kSystemPaths) launch.rules.push_back({path, PathUse::kReadSystem});
-  launch.rules.push_back({launch.program, PathUse::kReadSystem});
-  launch.rules.push_back({"/dev/null", PathUse::kWriteDevice});
-  launch.rules.push_back({plan->paths.source.path, PathUse::kRead});
+  ToolOrder& order = plan->order;
+  for (const char* path : kSystemPaths) order.rules.push_back({path, PathUse::kReadSystem});
+  order.rules.push_back({order.program, PathUse::kReadSystem});
+  order.rules.push_back({"/dev/null", PathUse::kWriteDevice});
+  order.rules.push_back({plan->paths.source.path, PathUse::kRead});
   if (plan->tool == Tool::kConvert && !ToolPolicyFolder().empty()) {
-    launch.rules.push_back({ToolPolicyFolder(), PathUse::kReadSystem});
+    order.rules.push_back({ToolPolicyFolder(), PathUse::kReadSystem});
   }
-  if (!launch.private_folder.empty()) {
-    launch.rules.push_back({launch.private_folder, PathUse::kTemporary});
+  if (!order.private_folder.empty()) {
+    order.rules.push_back({order.private_folder, PathUse::kTemporary});
   }
   if (plan->tool == Tool::kMv) {
-    launch.rules.push_back({FolderOf(plan->paths.source.path), PathUse::kMoveFrom});
-    launch.rules.push_back({FolderOf(plan->staged), PathUse::kMoveTo});
-  } else if (!launch.destination.empty()) {
-    launch.rules.push_back({launch.destination, PathUse::kReadAndWrite});
+    order.rules.push_back({FolderOf(plan->paths.source.path), PathUse::kMoveFrom});
+    order.rules.push_back({FolderOf(plan->staged), PathUse::kMoveTo});
+  } else if (!order.destination.empty()) {
+    order.rules.push_back({order.destination, PathUse::kReadAndWrite});
   }
 }
 
 void Confine(ToolPlan* plan) {
-  ToolLaunch& launch = plan->launch;
-  launch.confined = true;
+  ToolOrder& order = plan->order;
+  order.confined = true;
   if (HasSeccomp()) {
-    launch.filter =
+    order.filter =
         ToolFilter(plan->tool == Tool::kMv ? ModeChanges::kAllowed : ModeChanges::kDenied);
   }
   if (plan->paths.understood && LandlockVersion() > 0) AllowPaths(plan);
@@ -87,19 +87,19 @@ bool Stage(ToolPlan* plan) {
   }
   plan->staged = FolderOf(destination.path) + "/VEXATHUMBTMP_" + std::to_string(getpid()) + "_" +
                  std::to_string(time(nullptr)) + "_" + std::to_string(count++) + "_mv";
-  plan->launch.arguments[destination.index] = plan->staged;
-  plan->launch.destination = plan->staged;
+  plan->order.arguments[destination.index] = plan->staged;
+  plan->order.destination = plan->staged;
   return true;
 }
 
 bool PlanPaths(const ToolSettings& settings, ToolPlan* plan) {
   if (plan->tool == Tool::kMv) return Stage(plan);
-  ToolLaunch& launch = plan->launch;
-  launch.destination = plan->paths.destination.path;
-  launch.make_destination = !launch.destination.empty();
+  ToolOrder& order = plan->order;
+  order.destination = plan->paths.destination.path;
+  order.make_destination = !order.destination.empty();
   if (plan->tool != Tool::kConvert) return true;
-  launch.private_folder = PrivateFolderName(settings.temp_dir);
-  return GiveAliases(plan->paths, &launch);
+  order.private_folder = PrivateFolderName(settings.temp_dir);
+  return GiveAliases(plan->paths, &order);
 }
 
 }  // namespace
@@ -107,16 +107,15 @@ bool PlanPaths(const ToolSettings& settings, ToolPlan* plan) {
 std::unique_ptr<ToolPlan> PlanTool(const char* program, const char* const argv[]) {
   const auto settings = CurrentSettings();
   auto plan = std::make_unique<ToolPlan>();
-  ToolLaunch& launch = plan->launch;
-  launch.program = program;
-  for (; *argv != nullptr; ++argv) launch.arguments.emplace_back(*argv);
-  launch.limits = LimitsOf(settings->tools, launch.program);
-  plan->tool = ToolOf(launch.program);
-  plan->paths = FindToolPaths(plan->tool, launch.arguments);
+  ToolOrder& order = plan->order;
+  order.program = program;
+  for (; *argv != nullptr; ++argv) order.arguments.emplace_back(*argv);
+  order.limits = LimitsOf(settings->tools, order.program);
+  plan->tool = ToolOf(order.program);
+  plan->paths = FindToolPaths(plan->tool, order.arguments);
   if (plan->paths.understood && !PlanPaths(settings->tools, plan.get())) return nullptr;
   if (plan->tool != Tool::kOther && settings->tools.confinement) Confine(plan.get());
-  launch.environment =
-      ToolEnvironment(plan->tool, plan->paths, launch.limits, launch.private_folder);
+  order.environment = ToolEnvironment(plan->tool, plan->paths, order.limits, order.private_folder);
   return plan;
 }
 

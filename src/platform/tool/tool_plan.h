@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/tool/tool_launch.h"
+#include "platform/tool/tool_order.h"
 #include "platform/tool/tool_paths.h"
 
 namespace vexaplatform {
@@ -14,7 +14,7 @@ struct ToolPlan {
   Tool tool = Tool::kOther;
   ToolPaths paths;     // of the caller's vector
   std::string staged;  // what mv writes, to be renamed to its destination; may be empty
-  ToolLaunch launch;
+  ToolOrder order;
 };
 
 // Prepares the run of a program under the settings of now: limits, environment and, for the tools

@@ -36,10 +36,10 @@ bool SetLimits(const ToolLimits& limits) {
 }
 
 // The supervisor has /dev/null as its standard streams.
-bool TakeStreams(const ToolLaunch& launch) {
-  if (launch.input >= 0 && bare::DuplicateTo(launch.input, STDIN_FILENO) < 0) return false;
-  if (launch.output >= 0 && bare::DuplicateTo(launch.output, STDOUT_FILENO) < 0) return false;
-  return bare::DuplicateTo(launch.messages, STDERR_FILENO) >= 0;
+bool TakeStreams(const ToolStart& start) {
+  if (start.input >= 0 && bare::DuplicateTo(start.input, STDIN_FILENO) < 0) return false;
+  if (start.output >= 0 && bare::DuplicateTo(start.output, STDOUT_FILENO) < 0) return false;
+  return bare::DuplicateTo(start.messages, STDERR_FILENO) >= 0;
 }
 
 void ResetSignals() {
@@ -47,29 +47,29 @@ void ResetSignals() {
   bare::UnblockSignals();
 }
 
-bool Confine(const ToolLaunch& launch) {
-  if (!launch.confined) return true;
+bool Confine(const ToolOrder& order, int ruleset) {
+  if (!order.confined) return true;
   if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return false;
-  if (launch.ruleset >= 0 && EnterLandlockRuleset(launch.ruleset) != 0) return false;
-  return launch.filter.empty() || EnterFilter(launch.filter) == 0;
+  if (ruleset >= 0 && EnterLandlockRuleset(ruleset) != 0) return false;
+  return order.filter.empty() || EnterFilter(order.filter) == 0;
 }
 
-bool Prepare(const ToolLaunch& launch, pid_t parent) {
+bool Prepare(const ToolOrder& order, const ToolStart& start) {
   if (setpgid(0, 0) != 0 || prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) return false;
-  if (getppid() != parent) return false;  // it died before
-  if (!TakeStreams(launch)) return false;
+  if (getppid() != start.parent) return false;  // it died before
+  if (!TakeStreams(start)) return false;
   ResetSignals();
-  return SetLimits(launch.limits) && Confine(launch);
+  return SetLimits(order.limits) && Confine(order, start.ruleset);
 }
 
 }  // namespace
 
-void BecomeTool(ToolLaunch* launch, pid_t parent) {
-  if (Prepare(*launch, parent)) {
+void BecomeTool(const ToolOrder& order, const ToolStart& start, int* error) {
+  if (Prepare(order, start)) {
     bare::CloseRange(STDERR_FILENO + 1, INT_MAX);
-    execve(launch->program.c_str(), launch->argv.data(), launch->envp.data());
+    execve(order.program.c_str(), start.argv, start.envp);
   }
-  launch->error = errno;
+  *error = errno;
   for (;;) syscall(SYS_exit_group, 127);
 }
 

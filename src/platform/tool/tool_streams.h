@@ -5,6 +5,18 @@
 
 namespace vexaplatform {
 
+// What becomes of a tool's standard streams.
+struct ToolStreams {
+  // The host's descriptors that become the tool's standard input and output; -1 is /dev/null.
+  // Neither is 0, 1 or 2.
+  int input = -1;
+  int output = -1;
+  // An octet waits unread at the tool's end of the output, and is taken when the tool did not fail:
+  // left there, it turns the end of the stream into an error.
+  bool output_is_socket = false;
+  bool has_error_output = false;  // whether the tool's messages go to the host's standard error
+};
+
 // The two ends of a channel between a host and a tool. Neither is one of the descriptors 0, 1 and
 // 2, which a tool takes for its standard streams, and both are closed on exec.
 struct Channel {

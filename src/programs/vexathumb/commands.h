@@ -17,6 +17,7 @@ Run AddBuildCommand(CLI::App& app);
 Run AddInfoCommand(CLI::App& app);
 Run AddWatchCommand(CLI::App& app);
 Run AddPlanCommand(CLI::App& app);
+Run AddFarmCommand(CLI::App& app);
 Run AddFailuresCommand(CLI::App& app);
 Run AddCleanCommand(CLI::App& app);
 Run AddStatCommand(CLI::App& app);

@@ -49,16 +49,25 @@ void WriteAt(int fd, const std::string& text, uint64_t offset, const std::string
   }
 }
 
-std::string ReadAt(int fd, uint64_t offset, uint64_t length, const std::string& path) {
+// Less than `length` at the end of the file.
+std::string ReadUpTo(int fd, uint64_t offset, uint64_t length, const std::string& path) {
   std::string text(length, '\0');
-  for (size_t done = 0; done < length;) {
+  size_t done = 0;
+  while (done < length) {
     const ssize_t count =
         pread(fd, text.data() + done, length - done, static_cast<off_t>(offset + done));
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) ThrowErrno(path);
-    if (count == 0) throw ManifestError("is cut short");
+    if (count == 0) break;
     done += static_cast<size_t>(count);
   }
+  text.resize(done);
+  return text;
+}
+
+std::string ReadAt(int fd, uint64_t offset, uint64_t length, const std::string& path) {
+  std::string text = ReadUpTo(fd, offset, length, path);
+  if (text.size() < length) throw ManifestError("is cut short");
   return text;
 }
 
@@ -83,6 +92,10 @@ std::string HeaderText(const ManifestFigures& figures, const std::vector<ShardLi
     text += line.data();
   }
   return text + "end " + Hexadecimal(Checksum(text)) + "\n";
+}
+
+uint32_t ChecksumOfHeader(const std::string& text) {
+  return Checksum(text.substr(0, text.rfind("end ")));
 }
 
 // The names of all sources, on the disk until they are sorted.
@@ -167,7 +180,7 @@ struct Header {
 
 Header ReadHeader(int fd, const std::string& path) {
   constexpr size_t kFixed = sizeof(kFirstLine) - 1;
-  if (ReadAt(fd, 0, kFixed, path) != kFirstLine) {
+  if (ReadUpTo(fd, 0, kFixed, path) != kFirstLine) {
     throw ManifestError("is no manifest, or of another version");
   }
   const size_t figures_length = HeaderText({}, {}).size();
@@ -193,6 +206,7 @@ Header ReadHeader(int fd, const std::string& path) {
   if (header.shards.size() != figures.shards || HeaderText(figures, header.shards) != text) {
     throw ManifestError("is damaged");
   }
+  figures.checksum = ChecksumOfHeader(text);
   return header;
 }
 
@@ -259,7 +273,9 @@ ManifestFigures WriteManifest(const std::string& file, SourceFeed& sources, uint
     shards[number] = {end, records.size(), count, Checksum(records)};
     end += records.size();
   }
-  WriteAt(manifest.descriptor(), HeaderText(figures, shards), 0, file);
+  const std::string header = HeaderText(figures, shards);
+  figures.checksum = ChecksumOfHeader(header);
+  WriteAt(manifest.descriptor(), header, 0, file);
   if (fsync(manifest.descriptor()) != 0) ThrowErrno(file);
   manifest.Commit();
   return figures;

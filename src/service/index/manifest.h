@@ -23,7 +23,8 @@ struct ManifestError : std::runtime_error {
 struct ManifestFigures {
   uint64_t shards = 0;
   uint64_t sources = 0;
-  uint64_t bytes = 0;  // length of the sources
+  uint64_t bytes = 0;     // length of the sources
+  uint32_t checksum = 0;  // of the header, which has those of all shards
 };
 
 // Writes all sources of a feed to `file`, in shards of at most `shard_size`, which is not 0. The

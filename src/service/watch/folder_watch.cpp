@@ -20,10 +20,6 @@ constexpr char kPassOverMark[] = ".nomedia";
 // The two halves of a move follow one another; other events may come in between.
 constexpr std::chrono::milliseconds kMoveTakes{500};
 
-std::string Join(const std::string& folder, const std::string& name) {
-  return folder.back() == '/' ? folder + name : folder + "/" + name;
-}
-
 bool IsHidden(const std::string& name) { return name.front() == '.'; }
 
 }  // namespace
@@ -31,7 +27,7 @@ bool IsHidden(const std::string& name) { return name.front() == '.'; }
 FolderWatch::FolderWatch(const std::vector<std::string>& roots, bool cross_file_systems)
     : cross_file_systems_(cross_file_systems), queue_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
   if (!queue_) throw std::system_error(errno, std::generic_category(), "inotify");
-  for (const std::string& root : roots) AddTree(-1, root, 0);
+  for (const std::string& root : roots) AddTree(WatchTree::kNone, root);
 }
 
 std::vector<FolderEvent> FolderWatch::Take() {
@@ -41,24 +37,21 @@ std::vector<FolderEvent> FolderWatch::Take() {
   return std::exchange(events_, {});
 }
 
-std::string FolderWatch::PathOf(int watch) const {
-  const Folder& folder = folders_.at(watch);
-  return folder.parent < 0 ? folder.name : Join(PathOf(folder.parent), folder.name);
-}
-
 // Watches a folder before it lists it, so that nothing that comes meanwhile is missed.
-void FolderWatch::AddTree(int parent, const std::string& name, dev_t file_system) {
-  const std::string path = parent < 0 ? name : Join(PathOf(parent), name);
-  const uint32_t follow = parent < 0 ? 0 : IN_DONT_FOLLOW;
+void FolderWatch::AddTree(int parent, const std::string& name) {
+  const bool is_root = parent == WatchTree::kNone;
+  const std::string path = is_root ? name : tree_.PathIn(parent, name);
   struct stat st = {};
-  const bool is_there = (parent < 0 ? stat : lstat)(path.c_str(), &st) == 0;
-  const bool is_other = parent >= 0 && !cross_file_systems_ && st.st_dev != file_system;
+  const bool is_there = (is_root ? stat : lstat)(path.c_str(), &st) == 0;
+  const bool is_other =
+      !is_root && !cross_file_systems_ && st.st_dev != tree_.At(parent).file_system;
   if (is_there && is_other) return;
+  const uint32_t follow = is_root ? 0 : IN_DONT_FOLLOW;
   const int watch = is_there ? inotify_add_watch(queue_.get(), path.c_str(), kMask | follow) : -1;
   if (watch < 0) {
     // Whatever has become of it since is told by a later event.
     const bool has_changed = errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
-    if (parent >= 0 && has_changed) return;
+    if (!is_root && has_changed) return;
     const std::string cause = errno == ENOSPC ? "the system watches no more folders; raise "
                                                 "fs.inotify.max_user_watches"
                                               : strerror(errno);
@@ -66,57 +59,33 @@ void FolderWatch::AddTree(int parent, const std::string& name, dev_t file_system
     return;
   }
   // The same folder may have been known by another name.
-  if (folders_.count(watch) > 0) {
-    if (parent >= 0) Rename(watch, parent, name);
-  } else {
-    folders_[watch] = {parent, name, parent < 0 ? st.st_dev : file_system, false};
-    children_[{parent, name}] = watch;
+  if (!tree_.Has(watch)) {
+    tree_.Add(watch, {parent, name, is_root ? st.st_dev : tree_.At(parent).file_system, false});
+  } else if (!is_root) {
+    tree_.Move(watch, parent, name);
   }
   AddBelow(watch);
 }
 
 void FolderWatch::AddBelow(int watch) {
-  const std::string path = PathOf(watch);
-  const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor folder(open(tree_.PathOf(watch).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder) return;
   const bool passed_over = faccessat(folder.get(), kPassOverMark, F_OK, 0) == 0;
-  folders_.at(watch).passed_over = passed_over;
+  tree_.PassOver(watch, passed_over);
   if (passed_over) return;
   const auto names = ListSubfolders(folder.get());
   if (!names) return;
-  const dev_t file_system = folders_.at(watch).file_system;
   for (const std::string& name : *names) {
-    if (!IsHidden(name)) AddTree(watch, name, file_system);
+    if (!IsHidden(name)) AddTree(watch, name);
   }
 }
 
 void FolderWatch::RemoveTree(int watch) {
-  std::vector<int> below;
-  const std::pair<int, std::string> first{watch, ""};
-  for (auto child = children_.lower_bound(first);
-       child != children_.end() && child->first.first == watch; ++child) {
-    below.push_back(child->second);
-  }
-  for (const int child : below) RemoveTree(child);
-  inotify_rm_watch(queue_.get(), watch);
-  Forget(watch);
+  if (tree_.Has(watch)) EndWatches(tree_.Remove(watch));
 }
 
-void FolderWatch::Forget(int watch) {
-  const auto folder = folders_.find(watch);
-  if (folder == folders_.end()) return;
-  const auto child = children_.find({folder->second.parent, folder->second.name});
-  if (child != children_.end() && child->second == watch) children_.erase(child);
-  folders_.erase(folder);
-}
-
-void FolderWatch::Rename(int watch, int parent, const std::string& name) {
-  Folder& folder = folders_.at(watch);
-  const auto child = children_.find({folder.parent, folder.name});
-  if (child != children_.end() && child->second == watch) children_.erase(child);
-  folder.parent = parent;
-  folder.name = name;
-  children_[{parent, name}] = watch;
+void FolderWatch::EndWatches(const std::vector<int>& watches) {
+  for (const int watch : watches) inotify_rm_watch(queue_.get(), watch);
 }
 
 void FolderWatch::ReadQueue() {
@@ -142,26 +111,25 @@ void FolderWatch::Handle(int watch, uint32_t mask, uint32_t cookie, const std::s
     events_.push_back({FolderEvent::Kind::kLostTrack, ""});
     return;
   }
-  const auto folder = folders_.find(watch);
-  if (folder == folders_.end()) return;
+  if (!tree_.Has(watch)) return;
   if (name.empty()) return HandleOwn(watch, mask);
   if (name == kPassOverMark) return HandleMark(watch, mask);
-  if (folder->second.passed_over) return;
+  if (tree_.At(watch).passed_over) return;
   if ((mask & IN_MOVED_FROM) != 0) return Leave(watch, cookie, name);
   if ((mask & IN_MOVED_TO) != 0) return Arrive(watch, mask, cookie, name);
   if (IsHidden(name) || (mask & IN_DELETE) != 0) return;
   if ((mask & IN_ISDIR) == 0) {
-    events_.push_back({FolderEvent::Kind::kFile, Join(PathOf(watch), name)});
+    events_.push_back({FolderEvent::Kind::kFile, tree_.PathIn(watch, name)});
   } else if ((mask & IN_CREATE) != 0) {
-    AddTree(watch, name, folder->second.file_system);
-    events_.push_back({FolderEvent::Kind::kFolder, Join(PathOf(watch), name)});
+    AddTree(watch, name);
+    events_.push_back({FolderEvent::Kind::kFolder, tree_.PathIn(watch, name)});
   }
 }
 
 void FolderWatch::HandleOwn(int watch, uint32_t mask) {
-  const Folder& folder = folders_.at(watch);
+  const WatchTree::Folder& folder = tree_.At(watch);
   const bool is_gone = (mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED)) != 0;
-  if (folder.parent < 0 && is_gone) {
+  if (folder.parent == WatchTree::kNone && is_gone) {
     const std::string path = folder.name;
     RemoveTree(watch);
     events_.push_back({FolderEvent::Kind::kRootGone, path});
@@ -171,25 +139,20 @@ void FolderWatch::HandleOwn(int watch, uint32_t mask) {
 }
 
 void FolderWatch::HandleMark(int watch, uint32_t mask) {
-  Folder& folder = folders_.at(watch);
-  if ((mask & (IN_CREATE | IN_MOVED_TO)) != 0 && !folder.passed_over) {
-    folder.passed_over = true;
-    std::vector<int> below;
-    for (const auto& [key, child] : children_) {
-      if (key.first == watch) below.push_back(child);
-    }
-    for (const int child : below) RemoveTree(child);
-  } else if ((mask & (IN_DELETE | IN_MOVED_FROM)) != 0 && folder.passed_over) {
-    folder.passed_over = false;
+  const bool passed_over = tree_.At(watch).passed_over;
+  if ((mask & (IN_CREATE | IN_MOVED_TO)) != 0 && !passed_over) {
+    tree_.PassOver(watch, true);
+    EndWatches(tree_.RemoveBelow(watch));
+  } else if ((mask & (IN_DELETE | IN_MOVED_FROM)) != 0 && passed_over) {
+    tree_.PassOver(watch, false);
     AddBelow(watch);
-    events_.push_back({FolderEvent::Kind::kFolder, PathOf(watch)});
+    events_.push_back({FolderEvent::Kind::kFolder, tree_.PathOf(watch)});
   }
 }
 
 void FolderWatch::Leave(int watch, uint32_t cookie, const std::string& name) {
-  const auto child = children_.find({watch, name});
-  leaving_[cookie] = {Join(PathOf(watch), name), child == children_.end() ? -1 : child->second,
-                      IsHidden(name), Clock::now()};
+  leaving_[cookie] = {tree_.PathIn(watch, name), tree_.Child(watch, name), IsHidden(name),
+                      Clock::now()};
 }
 
 void FolderWatch::Arrive(int watch, uint32_t mask, uint32_t cookie, const std::string& name) {
@@ -198,20 +161,20 @@ void FolderWatch::Arrive(int watch, uint32_t mask, uint32_t cookie, const std::s
   const Leaving left = is_known ? found->second : Leaving();
   if (is_known) leaving_.erase(found);
   if (IsHidden(name)) {
-    if (left.folder >= 0) RemoveTree(left.folder);
+    RemoveTree(left.folder);
     return;
   }
-  const std::string path = Join(PathOf(watch), name);
+  const std::string path = tree_.PathIn(watch, name);
   const bool from_sight = is_known && !left.is_hidden;
   if ((mask & IN_ISDIR) == 0) {
     if (from_sight) events_.push_back({FolderEvent::Kind::kFileMoved, path, left.path});
     events_.push_back({FolderEvent::Kind::kFile, path});
     return;
   }
-  if (left.folder >= 0 && folders_.count(left.folder) > 0) Rename(left.folder, watch, name);
+  if (tree_.Has(left.folder)) tree_.Move(left.folder, watch, name);
   if (from_sight) events_.push_back({FolderEvent::Kind::kFolderMoved, path, left.path});
   // Also for what came into it under the name that it had then.
-  AddTree(watch, name, folders_.at(watch).file_system);
+  AddTree(watch, name);
   events_.push_back({FolderEvent::Kind::kFolder, path});
 }
 
@@ -221,9 +184,7 @@ void FolderWatch::GiveUpLeaving(Clock::time_point before) {
       ++left;
       continue;
     }
-    if (left->second.folder >= 0 && folders_.count(left->second.folder) > 0) {
-      RemoveTree(left->second.folder);
-    }
+    RemoveTree(left->second.folder);
     left = leaving_.erase(left);
   }
 }

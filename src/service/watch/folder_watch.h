@@ -3,13 +3,12 @@
 
 #include <chrono>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "service/base/descriptor.h"
+#include "service/watch/watch_tree.h"
 
 namespace vexathumb::service {
 
@@ -44,27 +43,18 @@ class FolderWatch {
  private:
   using Clock = std::chrono::steady_clock;
 
-  // A watched folder, by the number that the system gave its watch.
-  struct Folder {
-    int parent = -1;
-    std::string name;          // of a root, its path
-    dev_t file_system = 0;     // of its root
-    bool passed_over = false;  // by ".nomedia"
-  };
   // One that has left a name and may arrive at another.
   struct Leaving {
     std::string path;
-    int folder = -1;  // its watch, if it is a folder
+    int folder = WatchTree::kNone;  // its watch, if it is a folder
     bool is_hidden = false;
     Clock::time_point since;
   };
 
-  std::string PathOf(int watch) const;
-  void AddTree(int parent, const std::string& name, dev_t file_system);
+  void AddTree(int parent, const std::string& name);
   void AddBelow(int watch);
   void RemoveTree(int watch);
-  void Forget(int watch);
-  void Rename(int watch, int parent, const std::string& name);
+  void EndWatches(const std::vector<int>& watches);
 
   void ReadQueue();
   void Handle(int watch, uint32_t mask, uint32_t cookie, const std::string& name);
@@ -76,9 +66,8 @@ class FolderWatch {
 
   const bool cross_file_systems_;
   Descriptor queue_;
-  std::map<int, Folder> folders_;
-  std::map<std::pair<int, std::string>, int> children_;  // by parent and name
-  std::map<uint32_t, Leaving> leaving_;                  // by the move's number
+  WatchTree tree_;
+  std::map<uint32_t, Leaving> leaving_;  // by the move's number
   std::vector<FolderEvent> events_;
   bool lost_ = false;
 };

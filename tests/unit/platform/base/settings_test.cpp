@@ -143,6 +143,8 @@ INSTANTIATE_TEST_SUITE_P(
                "3: [share a] is given twice"},
         Broken{"ShareTwiceInOtherBlanks", "[share a]\npath = /a\n[share  a]\npath = /b\n",
                "3: [share a] is given twice"},
+        Broken{"UnknownToolTwice", "[tool mogrify]\nthreads = 2\n[tool mogrify]\nthreads = 2\n",
+               "1: unknown tool \"mogrify\""},
         Broken{"KeyTwice", "[store]\nlayout = auto\nlayout = beside\n",
                "3: \"layout\" is given twice"},
         Broken{"NoEqualsSign", "[store]\nlayout\n", "2: neither a [section] nor a key = value"},
