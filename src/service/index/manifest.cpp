@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "posix/unique_fd.h"
-#include "service/base/new_file.h"
+#include "service/base/output_file.h"
 
 namespace vexathumb::service {
 namespace {
@@ -256,7 +256,7 @@ ManifestFigures WriteManifest(const std::string& file, SourceFeed& sources, uint
   }
   for (const Spool::Source& source : sorted) figures.bytes += source.bytes;
   std::vector<ShardLine> shards(figures.shards);
-  NewFile manifest(file);
+  OutputFile manifest(file);
   uint64_t end = HeaderText(figures, shards).size();
   for (uint64_t number = 0; number < figures.shards; ++number) {
     std::string records;

@@ -3,16 +3,15 @@
 
 #include <sys/stat.h>
 
+#include <ctime>
 #include <optional>
 #include <string>
+
+#include "service/base/atomic_file.h"
 
 namespace vexathumb::service {
 
 // Our own files in a source's store directory, beside the library's.
-
-// A temporary name in the directory of `path` that keeps the name's extension: the tools choose a
-// format by it. No two calls of a process give the same.
-std::string TemporaryFor(const std::string& path);
 
 // The store directory of a source; empty when the platform refuses.
 std::string StoreDirectoryOf(const std::string& source);
@@ -29,6 +28,10 @@ bool IsStoreWritable(const std::string& source);
 // tried to allocate, so this is for after a failure.
 bool HasRoom(const std::string& directory);
 bool HasStoreRoom(const std::string& source);
+
+// What an entry of a store gets, of a source that was modified at `modified`: as the library leaves
+// them, it is open to the other applications, and never accessed.
+AtomicFile::Attributes StoredAttributes(time_t modified);
 
 // How many of the source's stored thumbnails are for free boxes and avatars.
 int CountFreeBoxes(const std::string& source);
