@@ -16,6 +16,7 @@
 #include "service/store/store_files.h"
 #include "service/store/store_obstacle.h"
 #include "service/store/store_place_check.h"
+#include "service/store/sweeping.h"
 #include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {

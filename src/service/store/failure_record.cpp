@@ -9,6 +9,7 @@
 #include "service/base/atomic_file.h"
 #include "service/base/version.h"
 #include "service/store/store_files.h"
+#include "service/store/store_names.h"
 
 namespace vexathumb::service {
 namespace {

@@ -17,8 +17,8 @@
 #include "service/base/path_name.h"
 #include "service/base/share_paths.h"
 #include "service/store/build_slot.h"
-#include "service/store/store_entry.h"
 #include "service/store/store_files.h"
+#include "service/store/store_names.h"
 #include "vexa/ea.h"
 #include "vexaplatform/settings.h"
 
@@ -64,8 +64,7 @@ bool IsAnyNewerThan(const struct stat& source, const std::vector<FolderEntry>& e
 void RemoveDerived(int parent, const std::string& name, const std::vector<FolderEntry>& entries) {
   const posix::UniqueFd folder = posix::OpenBeneath(parent, name, O_PATH | O_DIRECTORY);
   for (const FolderEntry& entry : entries) {
-    const bool is_derived =
-        S_ISREG(entry.status.st_mode) && ClassifyStoreEntry(entry.name).owner != StoreOwner::kOther;
+    const bool is_derived = S_ISREG(entry.status.st_mode) && IsDerived(entry.name);
     if (folder && is_derived) unlinkat(folder.get(), entry.name.c_str(), 0);
   }
 }

@@ -4,8 +4,11 @@
 #include <sys/stat.h>
 
 #include <climits>
+#include <filesystem>
+#include <system_error>
 
 #include "common/util/util.h"
+#include "service/store/store_names.h"
 #include "service/store/store_place_check.h"
 #include "vexa/ea.h"
 
@@ -55,6 +58,17 @@ bool HasStoreRoom(const std::string& source) {
 
 AtomicFile::Attributes StoredAttributes(time_t modified) {
   return {0777, AtomicFile::Times{{0, 0}, {modified, 0}}};
+}
+
+int CountFreeBoxes(const std::string& source) {
+  int count = 0;
+  const std::string directory = StoreDirectoryOf(source);
+  std::error_code error;
+  std::filesystem::directory_iterator entry(directory, error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    if (IsFreeBox(entry->path().filename().string())) ++count;
+  }
+  return count;
 }
 
 }  // namespace vexathumb::service

@@ -12,8 +12,8 @@
 #include "service/base/folder_list.h"
 #include "service/base/path_name.h"
 #include "service/store/build_slot.h"
-#include "service/store/store_entry.h"
-#include "service/store/store_files.h"
+#include "service/store/store_names.h"
+#include "service/store/sweeping.h"
 
 namespace vexathumb::service {
 namespace {
@@ -78,8 +78,7 @@ Freed RemoveOrphan(const StoreDirectory& directory, const RemovalOptions& option
   const auto entries = store ? ListFolder(store.get()) : std::nullopt;
   if (!entries) return freed;
   for (const FolderEntry& entry : *entries) {
-    const bool is_derived =
-        S_ISREG(entry.status.st_mode) && ClassifyStoreEntry(entry.name).owner != StoreOwner::kOther;
+    const bool is_derived = S_ISREG(entry.status.st_mode) && IsDerived(entry.name);
     if (is_derived) {
       RemoveFile(store.get(), entry, options.dry_run, &freed);
     } else {
