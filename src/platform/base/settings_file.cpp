@@ -13,10 +13,12 @@
 
 #include "platform/base/settings_keys.h"
 #include "platform/base/settings_lines.h"
-#include "platform/base/unique_fd.h"
+#include "posix/unique_fd.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 

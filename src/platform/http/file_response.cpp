@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "platform/base/failed_call.h"
-#include "platform/base/unique_fd.h"
 #include "platform/http/byte_ranges.h"
 #include "platform/http/entity_tag.h"
 #include "platform/http/http_request.h"
@@ -21,11 +20,14 @@
 #include "platform/http/preconditions.h"
 #include "platform/http/response_head.h"
 #include "platform/http/response_output.h"
+#include "posix/unique_fd.h"
 #include "vexaplatform/http_delivery.h"
 #include "vexaplatform/settings.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 FileDescription Describe(const char* path, const char* mime, const struct stat& status,
                          time_t now) {

@@ -9,11 +9,13 @@
 
 #include "platform/base/failed_call.h"
 #include "platform/base/no_throw.h"
-#include "platform/base/unique_fd.h"
+#include "posix/unique_fd.h"
 #include "vexa/copy.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 // A file under a random hidden name in the folder of the path that it is to get. It goes with the
 // object unless it was moved to that path.

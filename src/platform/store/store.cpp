@@ -1,7 +1,5 @@
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -13,13 +11,17 @@
 
 #include "platform/base/failed_call.h"
 #include "platform/base/no_throw.h"
-#include "platform/base/unique_fd.h"
 #include "platform/store/store_place.h"
+#include "posix/open_beneath.h"
+#include "posix/unique_fd.h"
 #include "vexa/ea.h"
 #include "vexaplatform/settings.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::TryOpenBeneath;
+using vexathumb::posix::UniqueFd;
 
 constexpr char kHiddenFolder[] = ".vexaea";
 
@@ -51,21 +53,13 @@ int FindStoreDirectory(EATYPE type, const char* path, StoreDirectory* directory)
   return 0;
 }
 
-// Kernels since 5.6 have openat2.
-UniqueFd OpenBeneath(int base, const char* relative, uint64_t flags) {
-  open_how how{};
-  how.flags = flags | O_PATH | O_CLOEXEC;
-  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-  return UniqueFd(static_cast<int>(syscall(SYS_openat2, base, relative, &how, sizeof(how))));
-}
-
 // 0 when the entry may be what a stored file is, or is yet to be made; -1 with errno ELOOP for a
 // link on the way to it or in its place, EISDIR for a folder there.
 int CheckEntry(const StoreDirectory& directory, const std::string& name) {
   const UniqueFd base(open((directory.base + "/").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!base) return 0;
   const std::string relative = directory.relative.substr(1) + "/" + name;
-  const UniqueFd entry = OpenBeneath(base.get(), relative.c_str(), 0);
+  const UniqueFd entry = TryOpenBeneath(base.get(), relative, O_PATH);
   struct stat status {};
   if (!entry) return errno == ELOOP ? -1 : 0;
   return fstat(entry.get(), &status) == 0 && S_ISDIR(status.st_mode) ? FailWith(EISDIR) : 0;
@@ -90,7 +84,7 @@ enum class Links { kFollowed, kRefused };
 // Opens the folder `name` in `parent`, making it when it is missing.
 UniqueFd EnterFolder(const UniqueFd& parent, const std::string& name, Links links) {
   const auto enter = [&] {
-    if (links == Links::kRefused) return OpenBeneath(parent.get(), name.c_str(), O_DIRECTORY);
+    if (links == Links::kRefused) return TryOpenBeneath(parent.get(), name, O_PATH | O_DIRECTORY);
     return UniqueFd(openat(parent.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   };
   UniqueFd folder = enter();

@@ -2,18 +2,17 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
 
 #include "platform/tool/bare_calls.h"
+#include "posix/random_name.h"
 #include "vexaplatform/settings.h"
 #include "vexaplatform/tool_folders.h"
 
@@ -22,14 +21,13 @@ namespace {
 
 constexpr int kDepth = 4;
 constexpr char kPrefix[] = "vexathumb-tool.";
-constexpr char kDigits[] = "abcdefghijklmnopqrstuvwxyz012345";
-constexpr size_t kRandomDigits = 16;
 constexpr time_t kLeftoverAge = 3600;  // seconds
 
 bool IsPrivateFolderName(const std::string& name) {
   const size_t prefix = strlen(kPrefix);
-  return name.size() == prefix + kRandomDigits && name.compare(0, prefix, kPrefix) == 0 &&
-         name.find_first_not_of(kDigits, prefix) == std::string::npos;
+  return name.size() == prefix + vexathumb::posix::kRandomNameLength &&
+         name.compare(0, prefix, kPrefix) == 0 &&
+         name.find_first_not_of(vexathumb::posix::kRandomNameDigits, prefix) == std::string::npos;
 }
 
 bool IsDots(const char* name) { return strcmp(name, ".") == 0 || strcmp(name, "..") == 0; }
@@ -59,12 +57,7 @@ void Empty(int parent, const char* name, int depth) {
 }  // namespace
 
 std::string PrivateFolderName(const std::string& parent) {
-  uint8_t random[kRandomDigits] = {};
-  while (getrandom(random, sizeof(random), 0) != static_cast<ssize_t>(sizeof(random))) {
-  }
-  std::string name = parent + "/" + kPrefix;
-  for (const uint8_t octet : random) name += kDigits[octet % 32];
-  return name;
+  return parent + "/" + kPrefix + vexathumb::posix::RandomName();
 }
 
 void RemovePrivateFolder(const char* path) {

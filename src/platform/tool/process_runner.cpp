@@ -23,6 +23,8 @@
 namespace vexaplatform {
 namespace {
 
+using vexathumb::posix::UniqueFd;
+
 int Run(const char* path, const char* const argv[]) {
   if (path == nullptr || argv == nullptr) return FailWith(EINVAL);
   auto plan = PlanTool(path, argv);

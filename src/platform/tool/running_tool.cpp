@@ -13,6 +13,8 @@
 namespace vexaplatform {
 namespace {
 
+using vexathumb::posix::UniqueFd;
+
 // A thread that waits for its supervisor cannot handle a signal, so it takes none; the caller's
 // handlers run in the others.
 class AllSignalsBlocked {

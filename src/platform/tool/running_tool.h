@@ -7,10 +7,10 @@
 #include <memory>
 #include <thread>
 
-#include "platform/base/unique_fd.h"
 #include "platform/tool/tool_outcome.h"
 #include "platform/tool/tool_plan.h"
 #include "platform/tool/tool_streams.h"
+#include "posix/unique_fd.h"
 
 namespace vexaplatform {
 
@@ -21,7 +21,7 @@ class RunningTool {
 
   // 0, or -1 with errno set when the supervisor cannot be started. Closes the descriptor
   // `started_pipe`, if there is one, when the tool runs or cannot.
-  int Start(UniqueFd started_pipe);
+  int Start(vexathumb::posix::UniqueFd started_pipe);
 
   // Waits until nothing of it is left. A process that has only a copy of this, by fork, waits for
   // nothing: false.

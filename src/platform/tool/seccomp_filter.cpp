@@ -11,10 +11,12 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/base/unique_fd.h"
+#include "posix/unique_fd.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 // Not EPERM for these: libraries then go another way, for threads and for their input and output.
 constexpr int kAbsentCalls[] = {SCMP_SYS(clone3), SCMP_SYS(io_uring_setup)};

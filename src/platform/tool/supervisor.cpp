@@ -15,16 +15,18 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/unique_fd.h"
 #include "platform/tool/bare_calls.h"
 #include "platform/tool/landlock.h"
 #include "platform/tool/orphans.h"
 #include "platform/tool/private_folder.h"
 #include "platform/tool/tool_messages.h"
 #include "platform/tool/tool_process.h"
+#include "posix/unique_fd.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 constexpr size_t kStackSize = size_t{48} << 10;
 constexpr int64_t kGraceMilliseconds = 2000;  // between SIGTERM and SIGKILL

@@ -6,11 +6,13 @@
 
 #include <string>
 
-#include "platform/base/unique_fd.h"
 #include "platform/tool/tool_policy.h"
+#include "posix/unique_fd.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 constexpr off_t kLargeSource = 4 << 20;  // bytes
 

@@ -2,9 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 
 #include "platform/tool/landlock.h"
@@ -13,6 +11,7 @@
 #include "platform/tool/seccomp_filter.h"
 #include "platform/tool/tool_environment.h"
 #include "platform/tool/tool_policy.h"
+#include "posix/random_name.h"
 #include "vexaplatform/settings.h"
 
 namespace vexaplatform {
@@ -78,15 +77,14 @@ void Confine(ToolPlan* plan) {
 // mv writes beside its destination: into a folder of that name it would move, and what it could not
 // finish it would leave there.
 bool Stage(ToolPlan* plan) {
-  static std::atomic<unsigned> count{0};
   const PathArgument& destination = plan->paths.destination;
   struct stat status {};
   if (lstat(destination.path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
     errno = EISDIR;
     return false;
   }
-  plan->staged = FolderOf(destination.path) + "/VEXATHUMBTMP_" + std::to_string(getpid()) + "_" +
-                 std::to_string(time(nullptr)) + "_" + std::to_string(count++) + "_mv";
+  plan->staged =
+      FolderOf(destination.path) + "/VEXATHUMBTMP_" + vexathumb::posix::RandomName() + "_mv";
   plan->order.arguments[destination.index] = plan->staged;
   plan->order.destination = plan->staged;
   return true;

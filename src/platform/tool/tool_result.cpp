@@ -8,10 +8,12 @@
 #include <cstdint>
 #include <string_view>
 
-#include "platform/base/unique_fd.h"
+#include "posix/unique_fd.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 using namespace std::string_view_literals;
 

@@ -8,6 +8,8 @@
 namespace vexaplatform {
 namespace {
 
+using vexathumb::posix::UniqueFd;
+
 constexpr int kFirstOther = STDERR_FILENO + 1;
 
 int TakeEnds(int hosts_end, int tools_end, Channel* channel) {

@@ -1,7 +1,7 @@
 #ifndef VEXAPLATFORM_TOOL_TOOL_STREAMS_H_
 #define VEXAPLATFORM_TOOL_TOOL_STREAMS_H_
 
-#include "platform/base/unique_fd.h"
+#include "posix/unique_fd.h"
 
 namespace vexaplatform {
 
@@ -20,13 +20,13 @@ struct ToolStreams {
 // The two ends of a channel between a host and a tool. Neither is one of the descriptors 0, 1 and
 // 2, which a tool takes for its standard streams, and both are closed on exec.
 struct Channel {
-  UniqueFd hosts_end;
-  UniqueFd tools_end;
+  vexathumb::posix::UniqueFd hosts_end;
+  vexathumb::posix::UniqueFd tools_end;
 };
 
 // Gives the descriptor a number above 2, closed on exec: in a host without standard streams new
 // ones take their numbers. 0, or -1 with errno set.
-int MoveAboveStandardStreams(UniqueFd* fd);
+int MoveAboveStandardStreams(vexathumb::posix::UniqueFd* fd);
 
 // These make a channel. 0, or -1 with errno set.
 

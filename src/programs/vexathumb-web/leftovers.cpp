@@ -8,7 +8,7 @@
 #include <string>
 
 #include "service/base/lock_file.h"
-#include "service/store/store_files.h"
+#include "service/store/sweeping.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::web {

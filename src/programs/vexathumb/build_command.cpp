@@ -22,7 +22,7 @@
 #include "service/index/source_build.h"
 #include "service/index/source_count.h"
 #include "service/index/source_stream.h"
-#include "service/store/store_files.h"
+#include "service/store/sweeping.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::program {

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <memory>
 
+#include "posix/unique_fd.h"
+
 namespace vexathumb::service {
 namespace {
 
@@ -13,11 +15,12 @@ namespace {
 template <typename Use>
 bool ForEachEntry(int folder, Use use) {
   // A description of its own, so that reading starts at the beginning.
-  const int own = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  posix::UniqueFd own(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   const auto close_list = [](DIR* list) { closedir(list); };
-  const std::unique_ptr<DIR, decltype(close_list)> list(own < 0 ? nullptr : fdopendir(own),
+  const std::unique_ptr<DIR, decltype(close_list)> list(own ? fdopendir(own.get()) : nullptr,
                                                         close_list);
   if (!list) return false;
+  own.Release();
   for (;;) {
     errno = 0;
     const dirent* entry = readdir(list.get());

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "posix/unique_fd.h"
+
 namespace vexathumb::service {
 
 // A lock between processes on a file of a directory that all users share. The system releases it
@@ -12,15 +14,14 @@ class LockFile {
   // Opens `directory`/`name`, making both where they are missing, without following a link in the
   // file's place. Throws std::system_error.
   LockFile(const std::string& directory, const std::string& name);
-  ~LockFile();
-  LockFile(LockFile&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+  LockFile(LockFile&& other) = default;
   LockFile& operator=(LockFile&& other) = delete;
 
   void Lock();     // waits; throws std::system_error
   bool TryLock();  // false when another holds it
 
  private:
-  int fd_;
+  posix::UniqueFd fd_;
 };
 
 }  // namespace vexathumb::service

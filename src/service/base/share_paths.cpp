@@ -5,8 +5,8 @@
 
 #include <climits>
 
-#include "service/base/descriptor.h"
-#include "service/base/open_beneath.h"
+#include "posix/open_beneath.h"
+#include "posix/unique_fd.h"
 
 namespace vexathumb::service {
 namespace {
@@ -35,10 +35,10 @@ std::string PrefixOf(const vexaplatform::ShareSettings& share) {
 std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
                                       const std::string& relative) {
   if (!relative.empty() && !IsPlainPath(relative)) return std::nullopt;
-  const Descriptor root(open(share.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const posix::UniqueFd root(open(share.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!root) return std::nullopt;
-  const Descriptor found(
-      OpenBeneath(root.get(), relative.empty() ? "." : relative, O_PATH | O_NOFOLLOW));
+  const posix::UniqueFd found =
+      posix::OpenBeneath(root.get(), relative.empty() ? "." : relative, O_PATH | O_NOFOLLOW);
   SharedPath result;
   if (!found || fstat(found.get(), &result.status) != 0 || S_ISLNK(result.status.st_mode)) {
     return std::nullopt;

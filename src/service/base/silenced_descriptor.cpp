@@ -10,22 +10,16 @@ namespace vexathumb::service {
 
 SilencedDescriptor::SilencedDescriptor(FILE* stream)
     : stream_(stream), saved_(fcntl(fileno(stream), F_DUPFD_CLOEXEC, 3)) {
-  if (saved_ < 0) throw std::system_error(errno, std::generic_category(), "descriptor");
+  if (!saved_) throw std::system_error(errno, std::generic_category(), "descriptor");
   fflush(stream_);
-  const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  if (null < 0) {
-    const int error = errno;
-    close(saved_);
-    throw std::system_error(error, std::generic_category(), "/dev/null");
-  }
-  dup2(null, fileno(stream_));
-  close(null);
+  const posix::UniqueFd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
+  if (!null) throw std::system_error(errno, std::generic_category(), "/dev/null");
+  dup2(null.get(), fileno(stream_));
 }
 
 SilencedDescriptor::~SilencedDescriptor() {
   fflush(stream_);
-  dup2(saved_, fileno(stream_));
-  close(saved_);
+  dup2(saved_.get(), fileno(stream_));
 }
 
 }  // namespace vexathumb::service

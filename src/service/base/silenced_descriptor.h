@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include "posix/unique_fd.h"
+
 namespace vexathumb::service {
 
 // For its lifetime, what this process writes to a stream and its descriptor goes to /dev/null; what
@@ -18,7 +20,7 @@ class SilencedDescriptor {
 
  private:
   FILE* stream_;
-  int saved_;
+  posix::UniqueFd saved_;
 };
 
 }  // namespace vexathumb::service

@@ -85,7 +85,7 @@ WorkerPool::WorkerPool(int workers, Job job) : job_(std::move(job)) {
 }
 
 WorkerPool::~WorkerPool() {
-  for (Worker& worker : workers_) close(worker.socket);
+  for (Worker& worker : workers_) worker.socket.Close();
   for (const Worker& worker : workers_) {
     // Again and again: it may have started the next tool after the last time.
     while (worker.task && waitpid(worker.process, nullptr, WNOHANG) == 0) {
@@ -110,7 +110,7 @@ void WorkerPool::Give(const std::string& task) {
   for (Worker& worker : workers_) {
     if (worker.task) continue;
     // One that has died while idle is replaced.
-    while (!Send(worker.socket, task)) Bury(&worker);
+    while (!Send(worker.socket.get(), task)) Bury(&worker);
     worker.task = task;
     return;
   }
@@ -121,7 +121,7 @@ std::vector<WorkerPool::End> WorkerPool::Wait(std::chrono::milliseconds at_most,
                                               const sigset_t& signals) {
   std::vector<struct pollfd> sockets;
   for (const Worker& worker : workers_) {
-    sockets.push_back({worker.task ? worker.socket : -1, POLLIN, 0});
+    sockets.push_back({worker.task ? worker.socket.get() : -1, POLLIN, 0});
   }
   const struct timespec timeout = {at_most.count() / 1000, (at_most.count() % 1000) * 1000000};
   std::vector<End> ends;
@@ -129,7 +129,7 @@ std::vector<WorkerPool::End> WorkerPool::Wait(std::chrono::milliseconds at_most,
   for (size_t i = 0; i < workers_.size(); ++i) {
     if (sockets[i].revents == 0) continue;
     Worker& worker = workers_[i];
-    if (auto result = Receive(worker.socket)) {
+    if (auto result = Receive(worker.socket.get())) {
       ends.push_back({*std::exchange(worker.task, std::nullopt), std::move(result), ""});
     } else {
       ends.push_back(Bury(&worker));
@@ -147,29 +147,24 @@ bool WorkerPool::IsInterrupted() { return g_is_interrupted != 0; }
 void WorkerPool::Start(Worker* worker) {
   int sockets[2];
   if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, sockets) != 0) ThrowErrno("socketpair");
+  posix::UniqueFd own_end(sockets[0]);
+  const posix::UniqueFd workers_end(sockets[1]);
   const int room = static_cast<int>(2 * kLongestMessage);
   for (const int socket : sockets) {
     setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof(room));
   }
   const pid_t parent = getpid();
   const pid_t process = fork();
-  if (process < 0) {
-    close(sockets[0]);
-    close(sockets[1]);
-    ThrowErrno("fork");
-  }
+  if (process < 0) ThrowErrno("fork");
   if (process == 0) {
     BecomeWorker(parent);
     // Held open here, the others' conversations would not end with this process's parent.
-    close(sockets[0]);
-    for (const Worker& other : workers_) {
-      if (other.socket >= 0) close(other.socket);
-    }
-    Work(sockets[1]);
+    own_end.Close();
+    for (Worker& other : workers_) other.socket.Close();
+    Work(workers_end.get());
   }
   setpgid(process, process);  // whoever is first
-  close(sockets[1]);
-  *worker = {process, sockets[0], std::nullopt};
+  *worker = {process, std::move(own_end), std::nullopt};
 }
 
 void WorkerPool::Work(int socket) const {
@@ -191,8 +186,7 @@ WorkerPool::End WorkerPool::Bury(Worker* worker) {
   kill(-worker->process, SIGKILL);
   while (waitpid(worker->process, &status, 0) < 0 && errno == EINTR) {
   }
-  close(worker->socket);
-  worker->socket = -1;
+  worker->socket.Close();
   End end = {worker->task.value_or(""), std::nullopt, DescribeDeath(status)};
   Start(worker);
   return end;

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "posix/unique_fd.h"
+
 namespace vexathumb::service {
 
 // Processes that do one task after another, each in a process of its own, so that a task that
@@ -61,7 +63,7 @@ class WorkerPool {
  private:
   struct Worker {
     pid_t process = -1;
-    int socket = -1;
+    posix::UniqueFd socket;
     std::optional<std::string> task;
   };
 

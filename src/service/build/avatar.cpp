@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "service/base/atomic_file.h"
 #include "service/picture/inspection.h"
 #include "service/store/store_files.h"
 #include "vlibc/process.h"

@@ -1,14 +1,12 @@
 #include "service/build/reencoding.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <functional>
 
+#include "service/base/atomic_file.h"
 #include "service/picture/content_type.h"
-#include "service/store/store_files.h"
 #include "thumb/thumb_convert_cmd.h"
 #include "vlibc/process.h"
 
@@ -17,23 +15,13 @@ namespace {
 
 constexpr char kCjpeg[] = "/usr/bin/cjpeg";
 
-bool GiveModeAndTimes(const std::string& path, const struct stat& st) {
-  const struct timespec times[] = {st.st_atim, st.st_mtim};
-  return chmod(path.c_str(), st.st_mode & 07777) == 0 &&
-         utimensat(AT_FDCWD, path.c_str(), times, 0) == 0;
-}
-
 // `write` makes the new content under the name that it is given.
 bool Replace(const std::string& path, const std::function<bool(const std::string&)>& write) {
   struct stat st = {};
   if (stat(path.c_str(), &st) != 0) return false;
-  const std::string replacement = TemporaryFor(path);
-  if (write(replacement) && GiveModeAndTimes(replacement, st) &&
-      rename(replacement.c_str(), path.c_str()) == 0) {
-    return true;
-  }
-  unlink(replacement.c_str());
-  return false;
+  AtomicFile replacement(path);
+  return write(replacement.path()) &&
+         replacement.Commit({st.st_mode & 07777, AtomicFile::Times{st.st_atim, st.st_mtim}});
 }
 
 }  // namespace

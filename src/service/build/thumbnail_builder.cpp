@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "common/util/util.h"
+#include "service/base/atomic_file.h"
 #include "service/build/avatar.h"
 #include "service/build/machine_fault.h"
 #include "service/build/preview_thumbnail.h"
@@ -14,9 +16,22 @@
 #include "service/store/store_files.h"
 #include "service/store/store_obstacle.h"
 #include "service/store/store_place_check.h"
+#include "service/store/sweeping.h"
 #include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {
+namespace {
+
+Thumbnail OwnedByCaller(const std::string& path, const std::string& mime, const char* from) {
+  Thumbnail thumbnail;
+  thumbnail.path = path;
+  thumbnail.mime = mime;
+  thumbnail.from = from;
+  thumbnail.owner = Owner::kCaller;
+  return thumbnail;
+}
+
+}  // namespace
 
 ThumbnailBuilder::ThumbnailBuilder(const std::string& source, const SourceVersion& version,
                                    const BuildOptions& options)
@@ -68,13 +83,17 @@ std::optional<Thumbnail> ThumbnailBuilder::FindOrCompact(const ThumbnailRequest&
 std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& request,
                                                         const ThumbInfo& info) {
   const std::string stored = BuiltPath(request, info);
-  NewStoreEntry entry(stored);
+  AtomicFile entry(stored);
   const auto made = Make(request, info, entry.path());
   if (!made || !version_.IsCurrent()) return std::nullopt;
   const bool is_kept = options_.outside_store == OutsideStore::kNever ||
                        !(made->is_oversized || HasEnoughFreeBoxes(request));
-  if (!is_kept) return HandOut(&entry, made->mime, kFromDocdeck);
-  if (!entry.Commit(version_.status().st_mtime)) return std::nullopt;
+  const auto attributes = StoredAttributes(version_.status().st_mtime);
+  if (!is_kept) {
+    if (!entry.HandOut(attributes)) return std::nullopt;
+    return OwnedByCaller(entry.path(), made->mime, kFromDocdeck);
+  }
+  if (!entry.Commit(attributes)) return std::nullopt;
   if (!request.avatar) series_.KeepAt(stored);
   Thumbnail thumbnail;
   thumbnail.path = stored;
@@ -87,13 +106,15 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
 // need the store's directory for their previews even so.
 std::optional<Thumbnail> ThumbnailBuilder::MakeOutsideStore(const ThumbnailRequest& request,
                                                             const ThumbInfo& info) {
-  NewStoreEntry entry = NewStoreEntry::OutsideStore(
-      request.avatar ? info.GetAvatarThumbEAName() : info.GetDocdeckTmpThumbEAName());
+  // A name that tells whose it is; it has no extension.
+  AtomicFile entry(file::GetVarTmpPath(request.avatar ? info.GetAvatarThumbEAName()
+                                                      : info.GetDocdeckTmpThumbEAName()));
   ThumbnailRequest without_preview = request;
   without_preview.use_preview = false;
   const auto made = Make(without_preview, info, entry.path());
   if (!made || !version_.IsCurrent()) return std::nullopt;
-  return HandOut(&entry, made->mime, kFromVarTmp);
+  if (!entry.Commit(StoredAttributes(version_.status().st_mtime))) return std::nullopt;
+  return OwnedByCaller(entry.target(), made->mime, kFromVarTmp);
 }
 
 std::optional<SizeSeries::Made> ThumbnailBuilder::Make(const ThumbnailRequest& request,
@@ -115,17 +136,6 @@ std::optional<SizeSeries::Made> ThumbnailBuilder::MakeAvatarPicture(const Thumbn
   };
   if (!MakeAvatar(request, info, build_fitted, path)) return std::nullopt;
   return SizeSeries::Made{info.GetOutputMimeType()};
-}
-
-std::optional<Thumbnail> ThumbnailBuilder::HandOut(NewStoreEntry* entry, const std::string& mime,
-                                                   const char* from) const {
-  if (!entry->HandOut(version_.status().st_mtime)) return std::nullopt;
-  Thumbnail thumbnail;
-  thumbnail.path = entry->path();
-  thumbnail.mime = mime;
-  thumbnail.from = from;
-  thumbnail.owner = Owner::kCaller;
-  return thumbnail;
 }
 
 bool ThumbnailBuilder::MayMakeOutsideStore() const {

@@ -9,7 +9,6 @@
 #include "service/build/thumbnail.h"
 #include "service/build/thumbnail_request.h"
 #include "service/picture/source_version.h"
-#include "service/store/new_store_entry.h"
 
 namespace vexathumb::service {
 
@@ -39,8 +38,6 @@ class ThumbnailBuilder {
                                        const std::string& path);
   std::optional<SizeSeries::Made> MakeAvatarPicture(const ThumbnailRequest& request,
                                                     const ThumbInfo& info, const std::string& path);
-  std::optional<Thumbnail> HandOut(NewStoreEntry* entry, const std::string& mime,
-                                   const char* from) const;
   bool MayMakeOutsideStore() const;
   bool HasEnoughFreeBoxes(const ThumbnailRequest& request) const;
 

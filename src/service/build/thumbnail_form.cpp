@@ -1,9 +1,6 @@
 #include "service/build/thumbnail_form.h"
 
-#include <unistd.h>
-
-#include <cstdio>
-
+#include "service/base/atomic_file.h"
 #include "service/build/reencoding.h"
 #include "service/picture/content_type.h"
 #include "service/picture/inspection.h"
@@ -17,11 +14,8 @@ bool FitIntoBox(const ThumbnailRequest& request, const std::string& picture) {
   ThumbInfo info = Describe(of_picture);
   if (!Inspect(&info).IsUsable()) return false;
   if (!info.IsNeedConvert()) return true;
-  const std::string fitted = TemporaryFor(picture);
-  if (!ConvertCmd(info, picture, fitted).exec()) return false;
-  if (rename(fitted.c_str(), picture.c_str()) == 0) return true;
-  unlink(fitted.c_str());
-  return false;
+  AtomicFile fitted(picture);
+  return ConvertCmd(info, picture, fitted.path()).exec() && fitted.Commit();
 }
 
 std::optional<std::string> BringIntoForm(const ThumbnailRequest& request, const ThumbInfo& info,

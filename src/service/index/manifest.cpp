@@ -15,8 +15,8 @@
 #include <system_error>
 #include <thread>
 
-#include "service/base/descriptor.h"
-#include "service/base/new_file.h"
+#include "posix/unique_fd.h"
+#include "service/base/output_file.h"
 
 namespace vexathumb::service {
 namespace {
@@ -110,7 +110,7 @@ class Spool {
     std::string name = path_ + ".XXXXXX";
     const size_t slash = path_.rfind('/');
     name = (slash == std::string::npos ? "" : path_.substr(0, slash + 1)) + ".vexathumb-XXXXXX";
-    file_ = Descriptor(mkostemp(name.data(), O_CLOEXEC));
+    file_ = posix::UniqueFd(mkostemp(name.data(), O_CLOEXEC));
     if (!file_) ThrowErrno(path_);
     unlink(name.c_str());
   }
@@ -153,7 +153,7 @@ class Spool {
   }
 
   std::string path_;
-  Descriptor file_;
+  posix::UniqueFd file_;
   std::string waiting_;
   uint64_t end_ = 0;
   std::vector<Source> sources_;
@@ -210,8 +210,8 @@ Header ReadHeader(int fd, const std::string& path) {
   return header;
 }
 
-Descriptor OpenManifest(const std::string& file) {
-  Descriptor fd(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+posix::UniqueFd OpenManifest(const std::string& file) {
+  posix::UniqueFd fd(open(file.c_str(), O_RDONLY | O_CLOEXEC));
   if (!fd) ThrowErrno(file);
   return fd;
 }
@@ -256,7 +256,7 @@ ManifestFigures WriteManifest(const std::string& file, SourceFeed& sources, uint
   }
   for (const Spool::Source& source : sorted) figures.bytes += source.bytes;
   std::vector<ShardLine> shards(figures.shards);
-  NewFile manifest(file);
+  OutputFile manifest(file);
   uint64_t end = HeaderText(figures, shards).size();
   for (uint64_t number = 0; number < figures.shards; ++number) {
     std::string records;
@@ -306,7 +306,7 @@ std::string Mapped(const std::string& path, const std::vector<PathMapping>& mapp
 
 std::vector<SourceItem> ReadShard(const std::string& file, uint64_t shard,
                                   const std::vector<PathMapping>& mappings) {
-  const Descriptor manifest = OpenManifest(file);
+  const posix::UniqueFd manifest = OpenManifest(file);
   const Header header = ReadHeader(manifest.get(), file);
   if (shard < 1 || shard > header.shards.size()) {
     throw ManifestError(header.shards.empty()

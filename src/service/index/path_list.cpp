@@ -10,10 +10,6 @@
 
 namespace vexathumb::service {
 
-PathList::~PathList() {
-  if (fd_ >= 0) close(fd_);
-}
-
 std::optional<std::string> PathList::Next() {
   for (;;) {
     while (auto path = TakeBuffered()) {
@@ -25,10 +21,10 @@ std::optional<std::string> PathList::Next() {
 
 // False when nothing has come yet.
 bool PathList::Fill() {
-  struct pollfd ready = {fd_, POLLIN, 0};
+  struct pollfd ready = {fd_.get(), POLLIN, 0};
   if (poll(&ready, 1, 0) <= 0) return false;
   std::array<char, 65536> chunk = {};
-  const ssize_t count = read(fd_, chunk.data(), chunk.size());
+  const ssize_t count = read(fd_.get(), chunk.data(), chunk.size());
   if (count < 0 && (errno == EINTR || errno == EAGAIN)) return false;
   if (count < 0) error_ = strerror(errno);
   if (count <= 0) {

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "posix/unique_fd.h"
+
 namespace vexathumb::service {
 
 // Reads a list of paths from a file or a pipe, each ended by `separator`, without waiting: whoever
@@ -15,7 +17,6 @@ class PathList {
   PathList(int fd, char separator) : fd_(fd), separator_(separator) {}
   PathList(const PathList&) = delete;
   PathList& operator=(const PathList&) = delete;
-  ~PathList();
 
   // The next path; nothing when none has come yet or none will come. Empty ones are passed over,
   // and so are those that no file can have.
@@ -30,7 +31,7 @@ class PathList {
   bool Fill();
   std::optional<std::string> TakeBuffered();
 
-  int fd_;
+  posix::UniqueFd fd_;
   char separator_;
   std::string buffer_;
   size_t begin_ = 0;  // of what has not been taken

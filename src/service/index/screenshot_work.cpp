@@ -5,9 +5,10 @@
 #include <chrono>
 #include <exception>
 
+#include "service/base/atomic_file.h"
 #include "service/build/machine_fault.h"
 #include "service/build/screenshot.h"
-#include "service/store/new_store_entry.h"
+#include "service/store/store_files.h"
 #include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {
@@ -45,9 +46,9 @@ void ScreenshotWork::MakeDue(const std::vector<BuiltSize>& due, BackgroundSlot* 
   }
   const Clock::time_point start = Clock::now();
   const std::string& stored = due.front().output;
-  NewStoreEntry entry(stored);
+  AtomicFile entry(stored);
   if (!TryMakeScreenshot(source(), entry.path()) || !version().IsCurrent() ||
-      !entry.Commit(version().status().st_mtime)) {
+      !entry.Commit(StoredAttributes(version().status().st_mtime))) {
     return EndWithout(WhyThereIsNone(source(), version(), inspected().info(), cause::kNoTool));
   }
   CountAsBuilt(stored, std::chrono::duration<double, std::milli>(Clock::now() - start).count());

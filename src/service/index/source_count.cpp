@@ -28,6 +28,8 @@ size_t Count(const std::vector<std::string>& names, const WalkOptions& options) 
 SourceCount::SourceCount(const std::vector<std::string>& names, const WalkOptions& options) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;  // then nobody knows
+  fd_ = posix::UniqueFd(ends[0]);
+  const posix::UniqueFd childs_end(ends[1]);
   const pid_t parent = getpid();
   process_ = fork();
   if (process_ == 0) {
@@ -40,15 +42,12 @@ SourceCount::SourceCount(const std::vector<std::string>& names, const WalkOption
     } catch (...) {
       _exit(1);
     }
-    _exit(write(ends[1], &count, sizeof(count)) == sizeof(count) ? 0 : 1);
+    _exit(write(childs_end.get(), &count, sizeof(count)) == sizeof(count) ? 0 : 1);
   }
-  close(ends[1]);
-  fd_ = ends[0];
-  fcntl(fd_, F_SETFL, O_NONBLOCK);
+  fcntl(fd_.get(), F_SETFL, O_NONBLOCK);
 }
 
 SourceCount::~SourceCount() {
-  if (fd_ >= 0) close(fd_);
   if (process_ <= 0) return;
   kill(process_, SIGKILL);
   while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
@@ -57,7 +56,7 @@ SourceCount::~SourceCount() {
 
 std::optional<size_t> SourceCount::Total() {
   size_t count = 0;
-  if (!total_ && fd_ >= 0 && read(fd_, &count, sizeof(count)) == sizeof(count)) total_ = count;
+  if (!total_ && fd_ && read(fd_.get(), &count, sizeof(count)) == sizeof(count)) total_ = count;
   return total_;
 }
 

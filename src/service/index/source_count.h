@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "posix/unique_fd.h"
 #include "service/index/source_walk.h"
 
 namespace vexathumb::service {
@@ -25,7 +26,7 @@ class SourceCount {
   std::optional<size_t> Total();
 
  private:
-  int fd_ = -1;
+  posix::UniqueFd fd_;
   pid_t process_ = -1;
   std::optional<size_t> total_;
 };

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "posix/unique_fd.h"
 #include "service/picture/media_names.h"
 
 namespace vexathumb::service {
@@ -49,24 +50,22 @@ void SourceWalk::EnterNextFolder() {
   to_enter_.pop_back();
   // Only the named folder itself may be a link. Another may have become one since it was listed.
   const int follow = file_system_ ? O_NOFOLLOW : 0;
-  const int fd = open(folder_path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | follow);
+  posix::UniqueFd fd(open(folder_path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | follow));
   struct stat st = {};
-  if (fd < 0 || fstat(fd, &st) != 0) {
+  if (!fd || fstat(fd.get(), &st) != 0) {
     const bool gone = file_system_ && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP);
     if (!gone) unreadable_.push_back({folder_path_, strerror(errno)});
-    if (fd >= 0) close(fd);
     return;
   }
   if (!file_system_) file_system_ = st.st_dev;
   const bool crosses = st.st_dev != *file_system_ && !options_.cross_file_systems;
-  if (crosses || faccessat(fd, kPassOverMark, F_OK, 0) == 0) {
-    close(fd);
-    return;
+  if (crosses || faccessat(fd.get(), kPassOverMark, F_OK, 0) == 0) return;
+  folder_.reset(fdopendir(fd.get()));
+  if (folder_) {
+    fd.Release();
+  } else {
+    unreadable_.push_back({folder_path_, strerror(errno)});
   }
-  folder_.reset(fdopendir(fd));
-  if (folder_) return;
-  unreadable_.push_back({folder_path_, strerror(errno)});
-  close(fd);
 }
 
 std::optional<WalkedFile> SourceWalk::Take(const dirent& entry) {

@@ -12,6 +12,7 @@
 #include "service/store/failure_record.h"
 #include "service/store/store_files.h"
 #include "service/store/store_obstacle.h"
+#include "service/store/sweeping.h"
 #include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {

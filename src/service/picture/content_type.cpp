@@ -7,6 +7,8 @@
 #include <array>
 #include <string_view>
 
+#include "posix/unique_fd.h"
+
 namespace vexathumb::service {
 namespace {
 
@@ -26,13 +28,12 @@ constexpr Signature kSignatures[] = {
 
 std::optional<std::string> FirstBytes(const std::string& path) {
   // A FIFO in the file's place would wait for a writer.
-  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (fd < 0) return std::nullopt;
+  const posix::UniqueFd fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!fd) return std::nullopt;
   struct stat st = {};
   std::array<char, kLongestSignature> bytes = {};
-  const bool regular = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
-  const ssize_t count = regular ? read(fd, bytes.data(), bytes.size()) : -1;
-  close(fd);
+  const bool regular = fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode);
+  const ssize_t count = regular ? read(fd.get(), bytes.data(), bytes.size()) : -1;
   if (count < 0) return std::nullopt;
   return std::string(bytes.data(), static_cast<size_t>(count));
 }

@@ -4,15 +4,9 @@
 #include <stdexcept>
 
 #include "thumb/container_orientation.h"
+#include "thumb/preview_choice.h"
 
 namespace vexathumb::service {
-namespace {
-
-// 32-bit and wrapping, as the library multiplies.
-uint32_t Area(uint32_t width, uint32_t height) { return width * height; }
-
-}  // namespace
-
 std::vector<EmbeddedPreview> ListEmbeddedPreviews(const InspectedSource& source) {
   std::vector<EmbeddedPreview> previews;
   // Exiv2 chooses its parser by content, and some of them crash: only what the library's own
@@ -37,23 +31,12 @@ std::vector<EmbeddedPreview> ListEmbeddedPreviews(const InspectedSource& source)
 std::optional<EmbeddedPreview> PreviewFor(const ThumbInfo& request,
                                           const std::vector<EmbeddedPreview>& previews) {
   const ThumbDimension box = request.GetDimension();
-  const EmbeddedPreview* largest = nullptr;
-  for (const EmbeddedPreview& preview : previews) {
-    const bool is_undeveloped =
-        preview.mime == "image/tiff" && request.GetMimeType() == "image/x-canon-cr2";
-    const bool is_far_too_big = preview.width > 2 * box.width_ && preview.height > 2 * box.height_;
-    if (is_undeveloped || is_far_too_big) continue;
-    if (largest == nullptr ||
-        Area(preview.width, preview.height) > Area(largest->width, largest->height)) {
-      largest = &preview;
-    }
-  }
-  constexpr double kMinAreaRatio = 0.75;
-  if (largest == nullptr ||
-      Area(largest->width, largest->height) < kMinAreaRatio * Area(box.width_, box.height_)) {
-    return std::nullopt;
-  }
-  return *largest;
+  const auto facts_of = [](const EmbeddedPreview& preview) {
+    return PreviewFacts{preview.mime, preview.width, preview.height};
+  };
+  const EmbeddedPreview* chosen =
+      ChoosePreview(previews, facts_of, request.GetMimeType(), box.width_, box.height_);
+  return chosen == nullptr ? std::nullopt : std::make_optional(*chosen);
 }
 
 }  // namespace vexathumb::service

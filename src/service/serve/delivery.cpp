@@ -9,7 +9,7 @@
 #include <memory>
 #include <system_error>
 
-#include "service/base/new_file.h"
+#include "service/base/output_file.h"
 #include "service/base/source_path.h"
 #include "thumb/thumb_convert_cmd.h"
 #include "vlibc/process.h"
@@ -75,7 +75,7 @@ class ThrowAwayGuard {
 
 void DeliverToFile(const Thumbnail& thumbnail, const std::string& source, const std::string& path) {
   const ThrowAwayGuard guard(thumbnail, path);
-  NewFile file(path);
+  OutputFile file(path);
   CopyPicture(thumbnail, source, file.descriptor());
   file.Commit();
 }

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "service/store/store_files.h"
+#include "service/store/store_names.h"
 #include "service/store/store_walk.h"
 
 namespace vexathumb::service {

@@ -1,15 +1,15 @@
 #include "service/store/failure_record.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "common/util/util.h"
+#include "service/base/atomic_file.h"
 #include "service/base/version.h"
 #include "service/store/store_files.h"
+#include "service/store/store_names.h"
 
 namespace vexathumb::service {
 namespace {
@@ -31,14 +31,6 @@ json ReadEntry(const std::string& path) {
   if (!st || st->st_size > kMaxEntrySize) return {};
   std::ifstream file(path);
   return json::parse(file, nullptr, false);
-}
-
-// A file with this text under a name that nothing had yet.
-bool WriteNew(const std::string& path, const std::string& text) {
-  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (fd < 0) return false;
-  const bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-  return close(fd) == 0 && written;
 }
 
 std::optional<BuildFailure> FailureOf(const std::string& source, const struct stat& st) {
@@ -68,10 +60,11 @@ void RecordFailure(const std::string& source, const struct stat& tried, const st
                       {"tool", tool},
                       {"attempts", before ? before->attempts + 1 : 1},
                       {"source", IdentityOf(tried)}};
-  const std::string temporary = TemporaryFor(path);
   const std::string text = entry.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-  if (!WriteNew(temporary, text) || rename(temporary.c_str(), path.c_str()) != 0) {
-    unlink(temporary.c_str());
+  AtomicFile file(path);
+  const int fd = file.Create();
+  if (fd >= 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
+    file.Commit();
   }
 }
 

@@ -19,9 +19,6 @@ struct BuildFailure {
 // are not tried again: the same bytes would fail the same way. A source with another modification
 // time or size is a new one, and so is one that another release of this program failed on.
 
-// The name of that file.
-constexpr char kFailureEntryName[] = "VEXATHUMB_FAILURE.json";
-
 // What is remembered of the source as it is now.
 std::optional<BuildFailure> RecordedFailure(const std::string& source);
 

@@ -11,14 +11,14 @@
 #include <vector>
 
 #include "common/util/util.h"
-#include "service/base/descriptor.h"
+#include "posix/open_beneath.h"
+#include "posix/unique_fd.h"
 #include "service/base/folder_list.h"
-#include "service/base/open_beneath.h"
 #include "service/base/path_name.h"
 #include "service/base/share_paths.h"
 #include "service/store/build_slot.h"
-#include "service/store/store_entry.h"
 #include "service/store/store_files.h"
+#include "service/store/store_names.h"
 #include "vexa/ea.h"
 #include "vexaplatform/settings.h"
 
@@ -30,15 +30,15 @@ bool IsBelow(const std::string& path, const std::string& folder) {
 }
 
 // Opens the folder that holds `path`, which lies below `root` or below the store root.
-Descriptor OpenParent(const std::string& root, const std::string& path) {
+posix::UniqueFd OpenParent(const std::string& root, const std::string& path) {
   const std::string store_root = vexaplatform::CurrentSettings()->root;
   const std::string& anchor = IsBelow(path, store_root) ? store_root : root;
-  if (!IsBelow(path, anchor)) return Descriptor();
-  const Descriptor base(open(anchor.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!IsBelow(path, anchor)) return posix::UniqueFd();
+  const posix::UniqueFd base(open(anchor.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   const std::string parent = file::Dirname(path);
   const bool is_base = parent.size() <= anchor.size();
   const std::string relative = is_base ? "." : parent.substr(anchor == "/" ? 1 : anchor.size() + 1);
-  return Descriptor(OpenBeneath(base.get(), relative, O_PATH | O_DIRECTORY));
+  return posix::OpenBeneath(base.get(), relative, O_PATH | O_DIRECTORY);
 }
 
 bool IsInOneShare(const std::string& from, const std::string& to) {
@@ -47,7 +47,7 @@ bool IsInOneShare(const std::string& from, const std::string& to) {
 }
 
 std::optional<std::vector<FolderEntry>> EntriesOf(int parent, const std::string& name) {
-  const Descriptor folder(OpenBeneath(parent, name, O_RDONLY | O_DIRECTORY));
+  const posix::UniqueFd folder = posix::OpenBeneath(parent, name, O_RDONLY | O_DIRECTORY);
   if (!folder) return std::nullopt;
   return ListFolder(folder.get());
 }
@@ -62,10 +62,9 @@ bool IsAnyNewerThan(const struct stat& source, const std::vector<FolderEntry>& e
 }
 
 void RemoveDerived(int parent, const std::string& name, const std::vector<FolderEntry>& entries) {
-  const Descriptor folder(OpenBeneath(parent, name, O_PATH | O_DIRECTORY));
+  const posix::UniqueFd folder = posix::OpenBeneath(parent, name, O_PATH | O_DIRECTORY);
   for (const FolderEntry& entry : entries) {
-    const bool is_derived =
-        S_ISREG(entry.status.st_mode) && ClassifyStoreEntry(entry.name).owner != StoreOwner::kOther;
+    const bool is_derived = S_ISREG(entry.status.st_mode) && IsDerived(entry.name);
     if (folder && is_derived) unlinkat(folder.get(), entry.name.c_str(), 0);
   }
 }
@@ -88,11 +87,11 @@ bool MoveStoreOfFile(const std::string& root, const std::string& from, const std
 
   const SourceLock lock(lock_directory, from);
   if (lstat(to.c_str(), &source) != 0 || !S_ISREG(source.st_mode)) return false;
-  const Descriptor old_hidden = OpenParent(root, old_store);
+  const posix::UniqueFd old_hidden = OpenParent(root, old_store);
   const auto entries = EntriesOf(old_hidden.get(), LastComponent(old_store));
   if (!entries || IsAnyNewerThan(source, *entries)) return false;
   if (VEXAEAMKDir(1, new_store.c_str()) != 0) return false;
-  const Descriptor new_hidden = OpenParent(root, new_store);
+  const posix::UniqueFd new_hidden = OpenParent(root, new_store);
   if (const auto overwritten = EntriesOf(new_hidden.get(), LastComponent(new_store))) {
     if (IsAnyNewerThan(source, *overwritten)) return false;
     RemoveDerived(new_hidden.get(), LastComponent(new_store), *overwritten);
@@ -105,14 +104,14 @@ bool MoveStoreOfFolder(const std::string& root, const std::string& from, const s
   const std::string old_place = StorePlaceOf(from);
   const std::string new_place = StorePlaceOf(to);
   if (old_place == from || new_place == to || !IsInOneShare(from + "/x", to + "/x")) return false;
-  const Descriptor old_parent = OpenParent(root, old_place);
+  const posix::UniqueFd old_parent = OpenParent(root, old_place);
   struct stat st = {};
   if (!old_parent ||
       fstatat(old_parent.get(), LastComponent(old_place).c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
     return false;
   }
   if (VEXAEAMKDir(1, new_place.c_str()) != 0) return false;
-  const Descriptor new_parent = OpenParent(root, new_place);
+  const posix::UniqueFd new_parent = OpenParent(root, new_place);
   return new_parent && renameat(old_parent.get(), LastComponent(old_place).c_str(),
                                 new_parent.get(), LastComponent(new_place).c_str()) == 0;
 }

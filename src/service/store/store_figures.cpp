@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "service/base/descriptor.h"
+#include "posix/unique_fd.h"
 #include "service/base/folder_list.h"
 #include "service/picture/content_type.h"
 #include "service/store/store_walk.h"
@@ -21,7 +21,7 @@ class Counter : public StoreVisitor {
       : figures_(figures), on_unreadable_(on_unreadable) {}
 
   void Visit(const StoreDirectory& directory) override {
-    const Descriptor store(
+    const posix::UniqueFd store(
         open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     const auto entries = store ? ListFolder(store.get()) : std::nullopt;
     if (!entries) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <tuple>
 
-#include "service/store/store_entry.h"
+#include "service/store/store_names.h"
 
 namespace vexathumb::service {
 

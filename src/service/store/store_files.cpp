@@ -2,13 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <climits>
-#include <ctime>
+#include <filesystem>
+#include <system_error>
 
 #include "common/util/util.h"
+#include "service/store/store_names.h"
 #include "service/store/store_place_check.h"
 #include "vexa/ea.h"
 
@@ -26,13 +26,6 @@ bool IsStoreDirectory(const std::string& directory) {
 }
 
 }  // namespace
-
-std::string TemporaryFor(const std::string& path) {
-  static std::atomic<unsigned> count{0};
-  const size_t name = path.rfind('/') + 1;
-  return path.substr(0, name) + "VEXATHUMBTMP_" + std::to_string(getpid()) + "_" +
-         std::to_string(time(nullptr)) + "_" + std::to_string(count++) + "_" + path.substr(name);
-}
 
 std::string StoreDirectoryOf(const std::string& source) {
   char directory[PATH_MAX] = {};
@@ -54,17 +47,28 @@ bool IsStoreWritable(const std::string& source) {
 
 bool HasRoom(const std::string& directory) {
   constexpr off_t kRoom = 32 << 20;  // for the largest thumbnail of a named size as BMP data
-  const std::string probe = TemporaryFor(directory + "/room");
-  const int fd = open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (fd < 0) return false;
-  const bool fits = posix_fallocate(fd, 0, kRoom) == 0;
-  close(fd);
-  unlink(probe.c_str());
-  return fits;
+  AtomicFile probe(directory + "/room");
+  const int fd = probe.Create();
+  return fd >= 0 && posix_fallocate(fd, 0, kRoom) == 0;
 }
 
 bool HasStoreRoom(const std::string& source) {
   return IsStoreWritable(source) && HasRoom(StoreDirectoryOf(source));
+}
+
+AtomicFile::Attributes StoredAttributes(time_t modified) {
+  return {0777, AtomicFile::Times{{0, 0}, {modified, 0}}};
+}
+
+int CountFreeBoxes(const std::string& source) {
+  int count = 0;
+  const std::string directory = StoreDirectoryOf(source);
+  std::error_code error;
+  std::filesystem::directory_iterator entry(directory, error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    if (IsFreeBox(entry->path().filename().string())) ++count;
+  }
+  return count;
 }
 
 }  // namespace vexathumb::service

@@ -3,16 +3,15 @@
 
 #include <sys/stat.h>
 
+#include <ctime>
 #include <optional>
 #include <string>
+
+#include "service/base/atomic_file.h"
 
 namespace vexathumb::service {
 
 // Our own files in a source's store directory, beside the library's.
-
-// A temporary name in the directory of `path` that keeps the name's extension: the tools choose a
-// format by it. No two calls of a process give the same.
-std::string TemporaryFor(const std::string& path);
 
 // The store directory of a source; empty when the platform refuses.
 std::string StoreDirectoryOf(const std::string& source);
@@ -30,22 +29,12 @@ bool IsStoreWritable(const std::string& source);
 bool HasRoom(const std::string& directory);
 bool HasStoreRoom(const std::string& source);
 
+// What an entry of a store gets, of a source that was modified at `modified`: as the library leaves
+// them, it is open to the other applications, and never accessed.
+AtomicFile::Attributes StoredAttributes(time_t modified);
+
 // How many of the source's stored thumbnails are for free boxes and avatars.
 int CountFreeBoxes(const std::string& source);
-
-// Whether the name is one that a store directory's temporaries have, of ours or of the library's.
-bool IsStoreTemporary(const std::string& name);
-
-// Whether an entry of a store directory is what a killed process has left there: a temporary by
-// its name, a regular file, older than an hour, and of this user, unless that is root.
-bool IsStoreLeftover(const std::string& name, const struct stat& status);
-
-// Removes what killed processes have left behind, temporaries of ours and of the library's, and
-// free boxes of a source that has changed: older than an hour, and nobody else's files. The first
-// of one source's store directory, the second of /tmp and /var/tmp. Results of others' calls that
-// are still in use are younger.
-void SweepStoreDirectory(const std::string& source);
-void SweepTemporaryDirectories();
 
 }  // namespace vexathumb::service
 

@@ -7,19 +7,19 @@
 #include <optional>
 
 #include "common/util/util.h"
-#include "service/base/descriptor.h"
+#include "posix/open_beneath.h"
+#include "posix/unique_fd.h"
 #include "service/base/folder_list.h"
-#include "service/base/open_beneath.h"
 #include "service/base/path_name.h"
 #include "service/store/build_slot.h"
-#include "service/store/store_entry.h"
-#include "service/store/store_files.h"
+#include "service/store/store_names.h"
+#include "service/store/sweeping.h"
 
 namespace vexathumb::service {
 namespace {
 
-Descriptor OpenPlace(const StoreDirectory& directory) {
-  return Descriptor(open(directory.place.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+posix::UniqueFd OpenPlace(const StoreDirectory& directory) {
+  return posix::UniqueFd(open(directory.place.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
 void RemoveFile(int folder, const FolderEntry& entry, bool dry_run, Freed* freed) {
@@ -46,7 +46,8 @@ void RemoveEmptyMirror(const StoreDirectory& directory, int place) {
   std::string mirror = file::Dirname(directory.relative);
   std::string folder = file::Dirname(directory.source);
   while (mirror != "." && IsGone(folder)) {
-    const Descriptor parent(OpenBeneath(place, file::Dirname(mirror), O_PATH | O_DIRECTORY));
+    const posix::UniqueFd parent =
+        posix::OpenBeneath(place, file::Dirname(mirror), O_PATH | O_DIRECTORY);
     const std::string name = LastComponent(mirror);
     if (!parent || unlinkat(parent.get(), name.c_str(), AT_REMOVEDIR) != 0) return;
     mirror = file::Dirname(mirror);
@@ -68,17 +69,16 @@ Freed& Freed::operator+=(const Freed& other) {
 Freed RemoveOrphan(const StoreDirectory& directory, const RemovalOptions& options) {
   Freed freed;
   const SourceLock lock(options.lock_directory, directory.source);
-  const Descriptor place = OpenPlace(directory);
-  const Descriptor hidden(
-      OpenBeneath(place.get(), file::Dirname(directory.relative), O_PATH | O_DIRECTORY));
+  const posix::UniqueFd place = OpenPlace(directory);
+  const posix::UniqueFd hidden =
+      posix::OpenBeneath(place.get(), file::Dirname(directory.relative), O_PATH | O_DIRECTORY);
   if (!hidden || !IsSourceStillGone(directory, hidden.get())) return freed;
   const std::string name = LastComponent(directory.source);
-  const Descriptor store(OpenBeneath(hidden.get(), name, O_RDONLY | O_DIRECTORY));
+  const posix::UniqueFd store = posix::OpenBeneath(hidden.get(), name, O_RDONLY | O_DIRECTORY);
   const auto entries = store ? ListFolder(store.get()) : std::nullopt;
   if (!entries) return freed;
   for (const FolderEntry& entry : *entries) {
-    const bool is_derived =
-        S_ISREG(entry.status.st_mode) && ClassifyStoreEntry(entry.name).owner != StoreOwner::kOther;
+    const bool is_derived = S_ISREG(entry.status.st_mode) && IsDerived(entry.name);
     if (is_derived) {
       RemoveFile(store.get(), entry, options.dry_run, &freed);
     } else {
@@ -95,8 +95,9 @@ Freed RemoveOrphan(const StoreDirectory& directory, const RemovalOptions& option
 
 Freed RemoveLeftovers(const StoreDirectory& directory, const RemovalOptions& options) {
   Freed freed;
-  const Descriptor place = OpenPlace(directory);
-  const Descriptor store(OpenBeneath(place.get(), directory.relative, O_RDONLY | O_DIRECTORY));
+  const posix::UniqueFd place = OpenPlace(directory);
+  const posix::UniqueFd store =
+      posix::OpenBeneath(place.get(), directory.relative, O_RDONLY | O_DIRECTORY);
   const auto entries = store ? ListFolder(store.get()) : std::nullopt;
   if (!entries) return freed;
   std::optional<SourceLock> lock;  // taken by the first that there is anything to do for

@@ -32,7 +32,7 @@ struct RemovalOptions {
 // directory with them. Under a store root the emptied mirror of folders that are gone goes too.
 Freed RemoveOrphan(const StoreDirectory& directory, const RemovalOptions& options);
 
-// Removes what killed processes have left in a store directory (store_files.h).
+// Removes what killed processes have left in a store directory (sweeping.h).
 Freed RemoveLeftovers(const StoreDirectory& directory, const RemovalOptions& options);
 
 }  // namespace vexathumb::service

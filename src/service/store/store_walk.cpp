@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "common/util/util.h"
-#include "service/base/descriptor.h"
+#include "posix/unique_fd.h"
 #include "service/base/folder_list.h"
 #include "service/base/path_name.h"
 #include "service/store/store_files.h"
@@ -44,14 +44,14 @@ class Walk {
 
   // `only`: the one file whose store directory counts; empty for everything.
   void Begin(const std::string& only) {
-    Descriptor stores(open(place_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    posix::UniqueFd stores(open(place_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat st = {};
     if (!stores || fstat(stores.get(), &st) != 0) {
       if (!SaysGone(errno) || IsBeside()) visitor_.CannotRead(place_, strerror(errno));
       return;
     }
     store_device_ = st.st_dev;
-    Descriptor sources(open(sources_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    posix::UniqueFd sources(open(sources_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!sources || fstat(sources.get(), &st) != 0) {
       visitor_.CannotRead(sources_, strerror(errno));
       return;
@@ -90,7 +90,7 @@ class Walk {
   }
 
   void GoInto(int stores, int sources, const std::string& name, const std::string& relative) {
-    const Descriptor store(
+    const posix::UniqueFd store(
         openat(stores, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat st = {};
     if (!store || fstat(store.get(), &st) != 0) {
@@ -105,7 +105,7 @@ class Walk {
     if (IsBeside()) return Go(store.get(), store.get(), relative);
     if (sources < 0) return Go(store.get(), -1, relative);
     // A share's folders may be links.
-    const Descriptor source(openat(sources, name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const posix::UniqueFd source(openat(sources, name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!source && !SaysGone(errno)) {
       visitor_.CannotRead(Join(sources_, relative), strerror(errno));
       return;
@@ -115,7 +115,7 @@ class Walk {
   }
 
   void VisitAll(int stores, int sources, const std::string& relative) {
-    const Descriptor hidden(
+    const posix::UniqueFd hidden(
         openat(stores, hidden_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     const auto names = hidden ? ListSubfolders(hidden.get()) : std::nullopt;
     if (!names) {
@@ -128,7 +128,7 @@ class Walk {
   }
 
   void VisitOne(int stores, int sources, const std::string& name) {
-    const Descriptor hidden(
+    const posix::UniqueFd hidden(
         openat(stores, hidden_.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat st = {};
     if (hidden && fstatat(hidden.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 &&

@@ -68,7 +68,8 @@ void FolderWatch::AddTree(int parent, const std::string& name) {
 }
 
 void FolderWatch::AddBelow(int watch) {
-  const Descriptor folder(open(tree_.PathOf(watch).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const posix::UniqueFd folder(
+      open(tree_.PathOf(watch).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder) return;
   const bool passed_over = faccessat(folder.get(), kPassOverMark, F_OK, 0) == 0;
   tree_.PassOver(watch, passed_over);

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "service/base/descriptor.h"
+#include "posix/unique_fd.h"
 #include "service/watch/watch_tree.h"
 
 namespace vexathumb::service {
@@ -65,7 +65,7 @@ class FolderWatch {
   void GiveUpLeaving(Clock::time_point before);
 
   const bool cross_file_systems_;
-  Descriptor queue_;
+  posix::UniqueFd queue_;
   WatchTree tree_;
   std::map<uint32_t, Leaving> leaving_;  // by the move's number
   std::vector<FolderEvent> events_;

@@ -24,10 +24,12 @@ void ToolControl::GiveBack() const { std::filesystem::remove(folder_ / "missing"
 
 std::vector<std::string> ToolControl::RunsWithoutTemporaryNames() const {
   static const std::regex kProcessAndTime("(_|thumb\\.)[0-9]+[_.][0-9]{9,}([_.][0-9]+)?");
+  static const std::regex kRandom("(VEXATHUMBTMP_)[a-z0-5]{16}");
   std::vector<std::string> runs;
   std::ifstream ledger(folder_ / "ledger");
   for (std::string line; std::getline(ledger, line);) {
-    runs.push_back(std::regex_replace(line, kProcessAndTime, "$1PID_TIME"));
+    const std::string run = std::regex_replace(line, kProcessAndTime, "$1PID_TIME");
+    runs.push_back(std::regex_replace(run, kRandom, "$1RANDOM"));
   }
   return runs;
 }

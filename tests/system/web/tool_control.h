@@ -19,8 +19,8 @@ class ToolControl {
   void TakeAway() const;  // from now on, no tool can be started
   void GiveBack() const;
 
-  // The vectors of the tools that were run, one a line, process numbers and times in temporary
-  // names replaced.
+  // The vectors of the tools that were run, one a line, process numbers, times and what is
+  // random in temporary names replaced.
   std::vector<std::string> RunsWithoutTemporaryNames() const;
 
   // The variables with which the last one was started, one a line.

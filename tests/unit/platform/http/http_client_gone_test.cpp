@@ -14,13 +14,15 @@
 #include "http/http_file_responder.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
-#include "platform/base/unique_fd.h"
+#include "posix/unique_fd.h"
 #include "unit/platform/http/http_exchange.h"
 #include "unit/platform/in_child.h"
 #include "vlibc/process.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 // More than any pipe or socket holds.
 constexpr size_t kMuch = 8'000'000;

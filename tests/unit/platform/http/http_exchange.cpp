@@ -10,10 +10,12 @@
 
 #include "kit/files.h"
 #include "kit/temp_dir.h"
-#include "platform/base/unique_fd.h"
+#include "posix/unique_fd.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 constexpr char kEarly[] = "Cache-Control: early\r\n";
 constexpr char kLate[] = "late";

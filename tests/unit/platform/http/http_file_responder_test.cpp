@@ -16,14 +16,16 @@
 
 #include "kit/files.h"
 #include "kit/temp_dir.h"
-#include "platform/base/unique_fd.h"
 #include "platform/http/entity_tag.h"
 #include "platform/http/http_date.h"
+#include "posix/unique_fd.h"
 #include "unit/platform/http/http_exchange.h"
 #include "vlibc/process.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 using vexathumb::kit::TempDir;
 using vexathumb::kit::WriteFile;

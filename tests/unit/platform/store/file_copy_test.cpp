@@ -16,12 +16,14 @@
 
 #include "kit/files.h"
 #include "kit/temp_dir.h"
-#include "platform/base/unique_fd.h"
+#include "posix/unique_fd.h"
 #include "unit/platform/in_child.h"
 #include "vexa/copy.h"
 
 namespace vexaplatform {
 namespace {
+
+using vexathumb::posix::UniqueFd;
 
 using vexathumb::kit::ReadFile;
 using vexathumb::kit::TempDir;

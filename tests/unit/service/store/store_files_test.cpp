@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <set>
 
 #include "common/util/util.h"
 #include "kit/case_name.h"
@@ -17,18 +16,6 @@ namespace {
 using kit::CaseName;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-TEST(TemporaryForTest, LiesBesideAndKeepsTheExtension) {
-  const std::string temporary = TemporaryFor("/s/.vexaea/a.b/VEXAFILE_THUMB_S.jpg");
-  EXPECT_EQ(temporary.rfind("/s/.vexaea/a.b/VEXATHUMBTMP_", 0), 0U);
-  EXPECT_EQ(std::filesystem::path(temporary).extension(), ".jpg");
-}
-
-TEST(TemporaryForTest, NoTwoAreTheSame) {
-  std::set<std::string> names;
-  for (int i = 0; i < 100; ++i) names.insert(TemporaryFor("/s/a.jpg"));
-  EXPECT_EQ(names.size(), 100U);
-}
 
 class StoreFilesTest : public ServiceTest {
  protected:

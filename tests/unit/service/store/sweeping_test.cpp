@@ -1,3 +1,5 @@
+#include "service/store/sweeping.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -6,7 +8,6 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
-#include "service/store/store_files.h"
 #include "unit/service/service_test.h"
 
 namespace vexathumb::service {

@@ -1,15 +1,16 @@
-#include "service/store/store_entry.h"
+#include "service/store/store_names.h"
 
 #include <array>
 #include <map>
 #include <regex>
 
 #include "common/util/util.h"
-#include "service/store/failure_record.h"
-#include "service/store/store_files.h"
+#include "service/base/atomic_file.h"
 
 namespace vexathumb::service {
 namespace {
+
+constexpr auto kSyntax = std::regex::ECMAScript | std::regex::optimize;
 
 struct Pattern {
   std::regex name;  // with the size, if there is one, as its first group
@@ -17,7 +18,6 @@ struct Pattern {
 };
 
 const std::array<Pattern, 5>& Patterns() {
-  constexpr auto kSyntax = std::regex::ECMAScript | std::regex::optimize;
   static const std::array<Pattern, 5> patterns = {{
       {std::regex("VEXAPHOTO[_:]THUMB_([A-Z]+|[0-9]+x[0-9]+)\\.(?:jpg|png|gif)", kSyntax),
        StoreOwner::kPhotoAlbum},
@@ -29,6 +29,10 @@ const std::array<Pattern, 5>& Patterns() {
        StoreOwner::kAvatar},
   }};
   return patterns;
+}
+
+std::regex OursOr(const std::string& others) {
+  return std::regex(std::string(kTemporaryPrefix) + ".*|" + others, kSyntax);
 }
 
 std::string SizeOf(const std::string& suffix) {
@@ -49,6 +53,35 @@ StoreEntryKind ClassifyStoreEntry(const std::string& name) {
     if (std::regex_match(name, match, pattern.name)) return {pattern.owner, SizeOf(match[1])};
   }
   return {};
+}
+
+bool IsStoreTemporary(const std::string& name) {
+  // The library's have process and time or not.
+  static const std::regex pattern =
+      OursOr("VEXAFILETMP_THUMB.*|VEXA(?:FILE|AVATAR|PHOTO)_.*_[0-9]+_[0-9]+|\\.vexacopy\\..{6}");
+  return std::regex_match(name, pattern);
+}
+
+bool IsDerived(const std::string& name) {
+  return ClassifyStoreEntry(name).owner != StoreOwner::kOther;
+}
+
+bool IsFreeBox(const std::string& name) {
+  const StoreEntryKind kind = ClassifyStoreEntry(name);
+  return kind.owner == StoreOwner::kAvatar ||
+         (kind.owner == StoreOwner::kFileManager && kind.size == "free");
+}
+
+bool IsTmpName(const std::string& name) {
+  static const std::regex pattern("thumb\\.[0-9]+\\.[0-9]+\\.[0-9]+(?:\\..*)?", kSyntax);
+  return std::regex_match(name, pattern);
+}
+
+bool IsVarTmpName(const std::string& name) {
+  // What follows the time is a source's name, which may have line breaks.
+  static const std::regex pattern =
+      OursOr("vexathumb_.*_[0-9]+_[0-9]+|convert_thumbnail__[0-9]+[^]*");
+  return std::regex_match(name, pattern);
 }
 
 }  // namespace vexathumb::service
