@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <utility>
 
@@ -29,6 +30,14 @@ bool streamFp(int fdOut, int fdIn) {
   }
 }
 
+// The name can be guessed by whoever may write to the share: nothing is written through what stands
+// there, which is removed instead.
+FILE* CreateFile(const std::string& path) {
+  FILE* const file = fopen(path.c_str(), "wbx");
+  if (file != nullptr || errno != EEXIST || unlink(path.c_str()) != 0) return file;
+  return fopen(path.c_str(), "wbx");
+}
+
 void DcrawCmdCleanUp(FILE** in, FILE** out) {
   if (*in != nullptr) {
     VLIBCPclose(*in);
@@ -53,7 +62,7 @@ DcrawCmd::~DcrawCmd() { DcrawCmdCleanUp(&streamFpIn_, &streamFpOut_); }
 void DcrawCmd::setupRawThumbPath() {
   try {
     raw_ = file::GetEATmpPath(src_, LastComponent(dest_));
-    streamFpOut_ = fopen(raw_.c_str(), "wb");
+    streamFpOut_ = CreateFile(raw_);
     if (streamFpOut_ == nullptr) throw Error(Error::kNoExifMeta);
     streamFpIn_ = VLIBCPopenv(kDcraw.c_str(), "r", argv_.data());
     if (streamFpIn_ == nullptr) throw Error(Error::kNoExifMeta);

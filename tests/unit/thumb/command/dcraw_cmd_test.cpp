@@ -1,7 +1,10 @@
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
 
+#include "kit/case_name.h"
 #include "unit/thumb/command/command_test.h"
 
 namespace vexathumb {
@@ -91,6 +94,46 @@ TEST_F(DcrawCmdTest, CopiesPreviewsOfMoreThanOneBuffer) {
   const DcrawCmd command(Good({4000, 3000}), source_, destination_);
   EXPECT_EQ(kit::ReadFile(raw_), large);
 }
+
+// What somebody with rights in the share has put under the name beforehand.
+struct PlantedCase {
+  const char* name;
+  void (*plant)(const std::string& path, const std::string& victim);
+};
+
+class DcrawCmdPlanted : public DcrawCmdTest, public testing::WithParamInterface<PlantedCase> {};
+
+TEST_P(DcrawCmdPlanted, NameIsNotWrittenThrough) {
+  DcrawYields(preview_);
+  const std::string victim = dir_ / "victim.jpg";
+  if (GetParam().name != std::string("DanglingLink")) kit::WriteFile(victim, "a photograph");
+  GetParam().plant(raw_, victim);
+  const DcrawCmd command(Good(), source_, destination_);
+  EXPECT_EQ(Exists(victim) ? kit::ReadFile(victim) : "",
+            GetParam().name == std::string("DanglingLink") ? "" : "a photograph");
+  EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(raw_)));
+  EXPECT_EQ(kit::ReadFile(raw_), preview_);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , DcrawCmdPlanted,
+    testing::Values(PlantedCase{"Link",
+                                [](const std::string& path, const std::string& victim) {
+                                  std::filesystem::create_symlink(victim, path);
+                                }},
+                    PlantedCase{"DanglingLink",
+                                [](const std::string& path, const std::string& victim) {
+                                  std::filesystem::create_symlink(victim, path);
+                                }},
+                    PlantedCase{"HardLink",
+                                [](const std::string& path, const std::string& victim) {
+                                  std::filesystem::create_hard_link(victim, path);
+                                }},
+                    PlantedCase{"Fifo",
+                                [](const std::string& path, const std::string&) {
+                                  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+                                }}),
+    kit::CaseName());
 
 // How the extraction can fail, and what is left of the extracted file.
 struct ExtractionCase {
