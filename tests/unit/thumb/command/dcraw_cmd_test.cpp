@@ -2,6 +2,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "kit/case_name.h"
 #include "unit/thumb/command/command_test.h"
 
 namespace vexathumb {
@@ -166,7 +167,7 @@ const ExtractionCase kExtractionCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(When, DcrawCmdExtraction, testing::ValuesIn(kExtractionCases),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 TEST_F(DcrawCmdTest, PassesOnWhatIsNoErrorOfTheLibraryAndHoldsNothingOpen) {
   kit::JpegOptions broken;
@@ -204,7 +205,7 @@ INSTANTIATE_TEST_SUITE_P(Of, DcrawCmdMeasure,
                              {"UnknownHeight", {4000, 0}, "1/2"},
                              {"KnownSize", {4000, 3000}, "1/8"},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 // What becomes of an extracted preview.
 struct ExecCase {
@@ -252,8 +253,7 @@ const ExecCase kExecCases[] = {
     {"ConvertedIntoNoPicture", "", "text", {"dcraw", "djpeg", "convert"}, "text", true, false},
 };
 
-INSTANTIATE_TEST_SUITE_P(When, DcrawCmdExec, testing::ValuesIn(kExecCases),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(When, DcrawCmdExec, testing::ValuesIn(kExecCases), kit::CaseName());
 
 TEST_F(DcrawCmdTest, HandsThePreviewToBothToolsWithTheSourcesTurns) {
   DcrawYields(preview_);
