@@ -9,6 +9,7 @@
 #include <iostream>
 #include <string>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -108,7 +109,7 @@ TEST_P(BombTest, EndsWithinItsLimitsWithTheRightAnswer) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, BombTest, ::testing::ValuesIn(kBombs), CaseName());
+INSTANTIATE_TEST_SUITE_P(Files, BombTest, ::testing::ValuesIn(kBombs), kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::system_test

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/run_tool.h"
@@ -104,7 +105,7 @@ INSTANTIATE_TEST_SUITE_P(
         ListCase{"other_files", {}, "notes.txt\na.jpg\n", {"a.jpg"}},
         ListCase{"hidden_files", {}, "./a.jpg\n.vexaea/b.jpg/c.jpg\n./sub/.d.jpg\n", {"a.jpg"}},
         ListCase{"nothing", {}, "", {}}),
-    CaseName());
+    kit::CaseName());
 
 TEST(BuildFromList, TellsOfNamesThatAreMissingAndGoesOn) {
   const Album album;

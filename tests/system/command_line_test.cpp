@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "kit/case_name.h"
 #include "kit/pictures/fixtures.h"
 #include "system/program.h"
 
@@ -61,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(
         UsageCase{"build_table_and_json", {"build", "a.jpg", "--table", "--json"}},
         UsageCase{"info_without_file", {"info"}},
         UsageCase{"doctor_two_folders", {"doctor", "a", "b"}}),
-    CaseName());
+    kit::CaseName());
 
 class HelpAndVersion : public ::testing::TestWithParam<UsageCase> {};
 
@@ -85,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(CommandLine, HelpAndVersion,
                                            UsageCase{"info_version", {"info", "--version"}},
                                            UsageCase{"doctor_help", {"doctor", "--help"}},
                                            UsageCase{"doctor_version", {"doctor", "--version"}}),
-                         CaseName());
+                         kit::CaseName());
 
 TEST(CommandLine, OutputThatCannotBeWrittenIsAnInternalError) {
   const Album album;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -149,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Fault{"read_only", "size=16m",
                             [](const SmallVolume& volume) { ASSERT_TRUE(volume.Close()); }},
                       Fault{"another_volume_than_tmp", "size=64m", [](const SmallVolume&) {}}),
-    CaseName());
+    kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::system_test

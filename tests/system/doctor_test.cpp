@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "kit/pictures/fixtures.h"
 #include "system/program.h"
 
@@ -91,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
                       UnsoundCase{"no_folder", "", false, "/none", "is no folder"},
                       UnsoundCase{"no_place_for_aliases", "[tools]\ntemp_dir = /none\n", false, "",
                                   "no private folder"}),
-    CaseName());
+    kit::CaseName());
 
 TEST(Doctor, WarnsOfASharesMissingFolder) {
   const Album album;

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -96,7 +97,7 @@ INSTANTIATE_TEST_SUITE_P(GetOutput, UnwritableOutput,
                          ::testing::Values(UnwritableCase{"a_folder", "folder"},
                                            UnwritableCase{"in_no_folder", "none/out.jpg"},
                                            UnwritableCase{"a_full_device", "/dev/full"}),
-                         CaseName());
+                         kit::CaseName());
 
 TEST(GetOutput, AFullStandardOutputIsTold) {
   const Album album;

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -92,7 +93,7 @@ INSTANTIATE_TEST_SUITE_P(
                    kit::kPreviewCorners},
         SourceCase{"name_of_another_type", "a.txt",
                    [](const std::string& p) { kit::WriteJpeg(p, {kLarge}); }, true}),
-    CaseName());
+    kit::CaseName());
 
 class EveryOrientation : public ::testing::TestWithParam<int> {};
 
@@ -177,7 +178,7 @@ TEST_P(Rotate, TurnsAStoredPhotoAlbumThumbnailOnItsWayOut) {
   EXPECT_EQ(Identity(stored), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Get, Rotate, ::testing::ValuesIn(kRotateCases), CaseName());
+INSTANTIATE_TEST_SUITE_P(Get, Rotate, ::testing::ValuesIn(kRotateCases), kit::CaseName());
 
 struct OptionCase {
   const char* name;
@@ -266,7 +267,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "VEXAAVATAR_96x96.jpg"},
         OptionCase{"box", {"--box", "320x240"}, true, "Docdeck", "VEXAFILE_THUMB_320x240.jpg"},
         OptionCase{"original", {"--size", "original"}, true, "Original", "a.jpg"}),
-    CaseName());
+    kit::CaseName());
 
 TEST(Get, KeepsAnimationsOnlyWhenAsked) {
   const Album album;
@@ -343,7 +344,7 @@ INSTANTIATE_TEST_SUITE_P(
               kit::WriteJpeg(p, {{800, 600}});
               kit::AddExif(p, {{"Exif.Image.Orientation", "sideways", Exiv2::asciiString}});
             }}),
-    CaseName());
+    kit::CaseName());
 
 TEST(Get, NamesAFolderAsTheCause) {
   const Album album;

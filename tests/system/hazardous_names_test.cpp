@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -123,7 +124,7 @@ TEST_P(HazardousNameTest, IsBuiltBesideItsDecoys) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, HazardousNameTest, ::testing::ValuesIn(kit::HazardousNames()),
-                         CaseName());
+                         kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::system_test

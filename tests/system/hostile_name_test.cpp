@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
+#include "kit/hostile/hazardous_names.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
 #include "kit/run_tool.h"
@@ -16,42 +18,36 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-struct NameCase {
-  const char* name;
-  std::string file;
+class HostileName : public ::testing::TestWithParam<kit::HazardousName> {
+ protected:
+  const std::string name_ = GetParam().text + ".jpg";
 };
-
-void PrintTo(const NameCase& name, std::ostream* out) { *out << name.name; }
-
-class HostileName : public ::testing::TestWithParam<NameCase> {};
 
 TEST_P(HostileName, IsServedBuiltAndToldAbout) {
   const Album album;
-  const std::string& name = GetParam().file;
   kit::WriteJpeg(album.Aside("picture.jpg"), {{800, 600}, 6});
-  std::filesystem::copy_file(album.Aside("picture.jpg"), album / name);
+  std::filesystem::copy_file(album.Aside("picture.jpg"), album / name_);
   const RunOptions in_album = {album.pictures(), {}, "", false};
 
   const RunResult got =
-      album.Run({"get", "--size", "small", "-o", album.Aside("out"), "--", name}, in_album);
+      album.Run({"get", "--size", "small", "-o", album.Aside("out"), "--", name_}, in_album);
   EXPECT_EQ(got.exit_code, 0) << got.err;
   EXPECT_EQ(kit::Corners(album.Aside("out")), kit::kPictureCorners);
 
-  const RunResult built = album.Run({"build", "--sizes", "big", "--", name}, in_album);
+  const RunResult built = album.Run({"build", "--sizes", "big", "--", name_}, in_album);
   EXPECT_EQ(built.exit_code, 0) << built.err;
-  EXPECT_EQ(kit::Corners(album.Stored(name, "VEXAFILE_THUMB_B_r1.jpg")), kit::kPictureCorners);
+  EXPECT_EQ(kit::Corners(album.Stored(name_, "VEXAFILE_THUMB_B_r1.jpg")), kit::kPictureCorners);
   EXPECT_THAT(album.Run({"build", "--sizes", "big", album.pictures()}).out,
               HasSubstr("0 built, 1 current, 0 failed"));
 
-  const RunResult told = album.Run({"info", "--json", "--", name}, in_album);
+  const RunResult told = album.Run({"info", "--json", "--", name_}, in_album);
   EXPECT_EQ(told.exit_code, 0);
   EXPECT_EQ(told.json()["width"], 600);
 }
 
 TEST_P(HostileName, IsToldInOneLineWhenItFails) {
   const Album album;
-  const std::string& name = GetParam().file;
-  kit::WriteFile(album / name, kNoPicture);
+  kit::WriteFile(album / name_, kNoPicture);
   const RunResult run = album.Run({"build", "--table", album.pictures()});
   EXPECT_EQ(run.exit_code, 1);
   EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
@@ -61,23 +57,19 @@ TEST_P(HostileName, IsToldInOneLineWhenItFails) {
 
 TEST_P(HostileName, IsAnOutputToo) {
   const Album album;
-  const std::string& name = GetParam().file;
   kit::WriteJpeg(album / "a.jpg", {{800, 600}});
-  const RunResult run = album.Run({"get", album / "a.jpg", "--size", "small", "-o", name},
+  const RunResult run = album.Run({"get", album / "a.jpg", "--size", "small", "-o", name_},
                                   {album.Aside(""), {}, "", false});
   EXPECT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_EQ(kit::Corners(album.Aside(name)), kit::kPictureCorners);
+  EXPECT_EQ(kit::Corners(album.Aside(name_)), kit::kPictureCorners);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Names, HostileName,
-    ::testing::Values(NameCase{"newline", "a\nb.jpg"}, NameCase{"not_utf8", "a\xff\xfe.jpg"},
-                      NameCase{"leading_dash", "-o.jpg"}, NameCase{"quotes", "a'b\"c.jpg"},
-                      NameCase{"escape", "a\x1b[31m.jpg"}, NameCase{"blank", " .jpg"},
-                      NameCase{"shell", "$(id);`id`&|.jpg"}, NameCase{"at", "@a.jpg"},
-                      NameCase{"prefix", "png:a.jpg"}, NameCase{"umlaut", "ä.jpg"},
-                      NameCase{"longest", std::string(251, 'n') + ".jpg"}),
-    CaseName());
+INSTANTIATE_TEST_SUITE_P(Names, HostileName,
+                         ::testing::ValuesIn(kit::HazardousNamesOf(
+                             {"newline", "not_utf8", "dash_o", "quote", "double_quote", "escape",
+                              "blank", "several_commands", "at_sign", "format_png", "umlaut",
+                              "longest"})),
+                         kit::CaseName());
 
 TEST(Names, AreEscapedOnATerminal) {
   const Album album;

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "system/program.h"
@@ -121,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(
         ForecastCase{"dng", "a.dng", [](const std::string& p) { kit::WriteDng(p); }},
         ForecastCase{"video", "a.mp4",
                      [](const std::string& p) { kit::WriteFile(p, kit::QuickTimeContent()); }}),
-    CaseName());
+    kit::CaseName());
 
 struct StoredCase {
   const char* name;
@@ -172,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(
         StoredCase{"video", "a.mp4", "VEXAVIDEO_VIDEO_SCREENSHOT.jpg", true, false, "Reeldeck"},
         StoredCase{"video_not_indexed", "a.mp4", "VEXAVIDEO_VIDEO_SCREENSHOT.jpg", false, true,
                    ""}),
-    CaseName());
+    kit::CaseName());
 
 TEST(Info, ForetellsATemporaryFileOnAVolumeWithoutStore) {
   const Album album;

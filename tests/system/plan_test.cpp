@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "system/program.h"
@@ -114,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUse{"WrongMapping",
                  {"build", "--manifest", "MANIFEST", "--shard", "1", "--path-map", "a=b"},
                  2}),
-    CaseName());
+    kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::system_test

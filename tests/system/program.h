@@ -112,14 +112,6 @@ class Album {
   std::string pictures_;
 };
 
-// Names a parametrised test after its case's field `name`.
-struct CaseName {
-  template <typename Case>
-  std::string operator()(const ::testing::TestParamInfo<Case>& info) const {
-    return info.param.name;
-  }
-};
-
 // What the file system knows of a file besides its bytes.
 std::string Identity(const std::string& path);
 

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -123,7 +124,7 @@ INSTANTIATE_TEST_SUITE_P(Store, UnwritableStore,
                          ::testing::Values(ObstacleCase{"no_right", Obstacle::kNoRight},
                                            ObstacleCase{"a_file_in_its_place", Obstacle::kFile},
                                            ObstacleCase{"a_link_in_its_place", Obstacle::kLink}),
-                         CaseName());
+                         kit::CaseName());
 
 TEST(UnreadableSource, IsToldToAnOrdinaryUser) {
   const Album album;

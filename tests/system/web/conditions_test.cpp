@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "system/web/processes.h"
@@ -170,8 +171,7 @@ TEST_P(Condition, HeadersOfAPictureAreTheSameWhoeverSendsIt) {
   EXPECT_EQ(whole.Header("etag").front(), '"');
 }
 
-INSTANTIATE_TEST_SUITE_P(, Condition, testing::ValuesIn(kHosts),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(, Condition, testing::ValuesIn(kHosts), kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::web_test

@@ -9,6 +9,7 @@
 
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
+#include "system/web/server_name.h"
 #include "system/web/web_site.h"
 
 namespace vexathumb::web_test {
@@ -106,8 +107,7 @@ TEST_P(CraftedPath, FindsNothing) {
 }
 
 std::string PathName(const testing::TestParamInfo<std::tuple<WebServer, const char*>>& test) {
-  const bool nginx = std::get<0>(test.param) == WebServer::kNginx;
-  return (nginx ? "Nginx_" : "Lighttpd_") + std::to_string(test.index);
+  return NameOf(std::get<0>(test.param)) + "_" + std::to_string(test.index);
 }
 
 INSTANTIATE_TEST_SUITE_P(, CraftedPath,
@@ -167,10 +167,7 @@ TEST_P(Confinement, DoesNotLendTheFilesOfTheSharesPastTheProgram) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, Confinement, testing::Values(WebServer::kLighttpd, WebServer::kNginx),
-                         [](const auto& test) {
-                           return std::string(test.param == WebServer::kNginx ? "Nginx"
-                                                                              : "Lighttpd");
-                         });
+                         ServerName());
 
 }  // namespace
 }  // namespace vexathumb::web_test

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -77,7 +78,7 @@ struct Case {
   const char* method = "GET";
 };
 
-std::string CaseName(const testing::TestParamInfo<std::tuple<Host, Case>>& test) {
+std::string HostAndCase(const testing::TestParamInfo<std::tuple<Host, Case>>& test) {
   return std::string(std::get<0>(test.param).name) + "_" + std::get<1>(test.param).name;
 }
 
@@ -140,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "/thumb/photos/moving.gif?size=small&gif=1",
                  200,
                  {{"content-type", "image/gif"}}})),
-    CaseName);
+    HostAndCase);
 
 class Refusal : public testing::TestWithParam<std::tuple<Host, Case>> {};
 
@@ -197,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(
             Case{"AlbumOfNone", "/album/photos/?limit=0", 400},
             Case{"SharesWithParameters", "/album/?sort=name", 400},
             Case{"BelowHealth", "/health/x", 404})),
-    CaseName);
+    HostAndCase);
 
 class Site : public testing::TestWithParam<Host> {};
 
@@ -353,7 +354,7 @@ INSTANTIATE_TEST_SUITE_P(
             Case{"Missing", "/missing.html", 404, {{"cache-control", "no-cache"}}},
             Case{"NamedLikeAThumbnail", "/thumbs.html", 404, {{"cache-control", "no-cache"}}},
             Case{"NamedLikeAnAlbum", "/album.css", 404, {{"cache-control", "no-cache"}}})),
-    CaseName);
+    HostAndCase);
 
 TEST_P(Site, ShowsTheAlbumPage) {
   EXPECT_EQ(SiteOn(GetParam()).Get("/").body, kit::ReadFile(PAGE "/index.html"));
@@ -378,8 +379,7 @@ TEST_P(Site, ProtectsPicturesListingsAndProblems) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(, Site, testing::ValuesIn(kHosts),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(, Site, testing::ValuesIn(kHosts), kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::web_test

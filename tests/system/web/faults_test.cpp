@@ -15,6 +15,7 @@
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
 #include "system/web/processes.h"
+#include "system/web/server_name.h"
 #include "system/web/tool_control.h"
 #include "system/web/web_site.h"
 
@@ -158,10 +159,7 @@ TEST_P(Fault, PhotoThatChangesIsShownAsItIs) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, Fault, testing::Values(WebServer::kLighttpd, WebServer::kNginx),
-                         [](const auto& test) {
-                           return std::string(test.param == WebServer::kNginx ? "Nginx"
-                                                                              : "Lighttpd");
-                         });
+                         ServerName());
 
 }  // namespace
 }  // namespace vexathumb::web_test

@@ -9,6 +9,7 @@
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
+#include "system/web/server_name.h"
 #include "system/web/web_site.h"
 
 namespace vexathumb::web_test {
@@ -44,10 +45,7 @@ TEST_P(FullDisk, IsDoneWithoutAndNotHeldAgainstThePhoto) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, FullDisk, testing::Values(WebServer::kLighttpd, WebServer::kNginx),
-                         [](const auto& test) {
-                           return std::string(test.param == WebServer::kNginx ? "Nginx"
-                                                                              : "Lighttpd");
-                         });
+                         ServerName());
 
 }  // namespace
 }  // namespace vexathumb::web_test

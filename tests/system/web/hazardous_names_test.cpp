@@ -12,6 +12,7 @@
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
+#include "system/web/server_name.h"
 #include "system/web/web_site.h"
 
 namespace vexathumb::web_test {
@@ -54,11 +55,7 @@ TEST_P(HazardousAddress, OfEachListedPictureIsThatOfItsOwnThumbnail) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, HazardousAddress,
-                         testing::Values(WebServer::kLighttpd, WebServer::kNginx),
-                         [](const auto& test) {
-                           return std::string(test.param == WebServer::kNginx ? "Nginx"
-                                                                              : "Lighttpd");
-                         });
+                         testing::Values(WebServer::kLighttpd, WebServer::kNginx), ServerName());
 
 }  // namespace
 }  // namespace vexathumb::web_test

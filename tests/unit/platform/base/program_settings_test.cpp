@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
 #include "platform/base/settings_file.h"
@@ -62,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Delivery{"Self", "self", HttpDelivery::kSelf},
                     Delivery{"XSendfile", "x-sendfile", HttpDelivery::kXSendfile},
                     Delivery{"XAccelRedirect", "x-accel-redirect", HttpDelivery::kXAccelRedirect}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 TEST(ProgramSettings, MapAnyNumberOfFolders) {
   const Settings settings =
@@ -154,7 +155,7 @@ INSTANTIATE_TEST_SUITE_P(
         Broken{"MapOfRelativePath", "[http]\nmap = srv = /files\n",
                "2: map is \"srv = /files\", not PATH = URI, both beginning with a slash"},
         Broken{"UnknownHttpKey", "[http]\nport = 80\n", "2: unknown key \"port\" in [http]"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 }  // namespace
 }  // namespace vexaplatform

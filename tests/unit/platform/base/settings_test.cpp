@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "kit/case_name.h"
 #include "kit/doubles/log_capture.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
@@ -157,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(
                "2: longer than 198 bytes or not a text"},
         Broken{"FirstOfSeveral", "[store]\nlayout\nroot = a\n[stroe]\n",
                "2: neither a [section] nor a key = value"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 TEST(SettingsFile, TakesTheLongestLine) {
   const std::string root = "/" + std::string(190, 'a');  // 198 bytes with its key

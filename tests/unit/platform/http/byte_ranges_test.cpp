@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "kit/case_name.h"
+
 namespace vexaplatform {
 namespace {
 
@@ -60,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"HugeLast", "bytes=1-99999999999999999999999", 100, "1+99"},
         Case{"HugeSuffix", "bytes=-99999999999999999999999", 100, "0+100"},
         Case{"BigFile", "bytes=5000000000-5000000009", 6'000'000'000, "5000000000+10"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(
     Unsatisfiable, RangeHeader,
@@ -71,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"All", "bytes=100-101,-0,200-", 100, kUnsatisfiable},
                     Case{"OfAnEmptyFile", "bytes=0-", 0, kUnsatisfiable},
                     Case{"EmptySuffixOfAnEmptyFile", "bytes=-0", 0, kUnsatisfiable}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(
     Several, RangeHeader,
@@ -87,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"EmptyElements", "bytes=,0-1,, 5-6 ,", 100, "0+2 5+2"},
                     Case{"AsManyAsAreServed", "bytes=" + Repeated("0-0,", 31) + "5-5", 100,
                          "0+1 5+1"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(
     Ignored, RangeHeader,
@@ -105,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"OneBackwardsOfTwo", "bytes=0-1,5-4", 100, kWhole},
         Case{"TooMany", "bytes=" + Repeated("0-0,", 33), 100, kWhole},
         Case{"SuffixOfAnEmptyFile", "bytes=-5", 0, kWhole}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 // What a random header asks for, as text and as the bytes it covers.
 struct RandomRanges {

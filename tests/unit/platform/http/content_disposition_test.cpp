@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "kit/case_name.h"
+
 namespace vexaplatform {
 namespace {
 
@@ -35,7 +37,7 @@ INSTANTIATE_TEST_SUITE_P(
         Name{"Surrogate", "\xed\xa0\x80", "filename=\"___\""},
         Name{"Overlong", "\xc0\xaf", "filename=\"__\""},
         Name{"Delete", "a\x7f", "filename=\"a_\"; filename*=UTF-8''a%7F"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 }  // namespace
 }  // namespace vexaplatform

@@ -6,6 +6,8 @@
 #include <string>
 #include <tuple>
 
+#include "kit/case_name.h"
+
 namespace vexaplatform {
 namespace {
 
@@ -32,7 +34,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Change{"OfTheTime", [](struct stat* file) { file->st_mtim.tv_nsec = 7; }},
                     Change{"UnderATimeSetBack",
                            [](struct stat* file) { file->st_ctim.tv_nsec = 7; }}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 TEST(EntityTag, IsStrongAndQuoted) {
   struct stat file {};
@@ -82,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(
         List{"Joined", "\"a\"\"b\"", false, false}, List{"Longer", "\"ab\"", false, false},
         List{"AfterMalformed", "b, \"a\"", false, false}, List{"Empty", "", false, false},
         List{"MarkAlone", "W/", false, false}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 }  // namespace
 }  // namespace vexaplatform

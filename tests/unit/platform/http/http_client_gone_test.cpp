@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "http/http_file_responder.h"
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
 #include "posix/unique_fd.h"
@@ -160,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Gone{"PipeMidBody", MakePipeConnection, Leaving::kMidBody},
                     Gone{"SocketAtOnce", MakeSocketConnection, Leaving::kAtOnce},
                     Gone{"SocketMidBody", MakeSocketConnection, Leaving::kMidBody}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 // A host's own writer that is refused, as one over a FastCGI connection.
 TEST(GoneClientOfAStreamWithoutDescriptor, IsAFailureThatLeavesNothing) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "http/http_file_responder.h"
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
 #include "platform/http/entity_tag.h"
@@ -125,8 +126,6 @@ TEST_P(Conditions, AreAnsweredByteForByte) {
   EXPECT_EQ(received.text, "Cache-Control: early\r\n" + Expected() + "late");
 }
 
-std::string NameOf(const testing::TestParamInfo<Request>& test) { return test.param.name; }
-
 INSTANTIATE_TEST_SUITE_P(
     OnNews, Conditions,
     testing::Values(
@@ -161,7 +160,7 @@ INSTANTIATE_TEST_SUITE_P(
         Request{"BeforeUnsatisfiableRange",
                 {{"HTTP_IF_NONE_MATCH", kTag}, {"HTTP_RANGE", "bytes=5000-"}},
                 Answer::kNotModified}),
-    NameOf);
+    vexathumb::kit::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(
     OnTheSameState, Conditions,
@@ -196,7 +195,7 @@ INSTANTIATE_TEST_SUITE_P(
         Request{"SameTagThenRange",
                 {{"HTTP_IF_MATCH", kTag}, {"HTTP_RANGE", "bytes=100-299"}},
                 Answer::kPart}),
-    NameOf);
+    vexathumb::kit::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(
     OfRanges, Conditions,
@@ -236,7 +235,7 @@ INSTANTIATE_TEST_SUITE_P(
                 {{"HTTP_IF_RANGE", kTag}, {"HTTP_RANGE", "bytes=2000-"}},
                 Answer::kUnsatisfiable},
         Request{"IfSameTagWithoutRange", {{"HTTP_IF_RANGE", kTag}}, Answer::kWhole}),
-    NameOf);
+    vexathumb::kit::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(
     OfMethods, Conditions,
@@ -262,7 +261,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Request{"PostIgnoresRange",
                             {{"REQUEST_METHOD", "POST"}, {"HTTP_RANGE", "bytes=100-299"}},
                             Answer::kWhole}),
-    NameOf);
+    vexathumb::kit::CaseName());
 
 TEST_F(ConditionalFile, HasNoStrongDateWithinItsSecond) {
   struct timespec now {};
@@ -383,7 +382,7 @@ INSTANTIATE_TEST_SUITE_P(
                         "IfModifiedSince", {{"HTTP_IF_MODIFIED_SINCE", kModified}}, "turned"},
                     StreamRequest{"IfMatch", {{"HTTP_IF_MATCH", "\"x\""}}, "turned"},
                     StreamRequest{"Head", {{"REQUEST_METHOD", "HEAD"}}, ""}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 }  // namespace
 }  // namespace vexaplatform

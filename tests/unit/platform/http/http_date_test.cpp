@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "kit/case_name.h"
+
 namespace vexaplatform {
 namespace {
 
@@ -26,7 +28,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Date{"LeapDay", 1709210096, "Thu, 29 Feb 2024 12:34:56 GMT"},
                     Date{"BeforeTheEpoch", -1, "Wed, 31 Dec 1969 23:59:59 GMT"},
                     Date{"After2038", 4102444800, "Fri, 01 Jan 2100 00:00:00 GMT"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 struct Text {
   const char* name;
@@ -66,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(
         Text{"MoreBehind", "Sun, 06 Nov 1994 08:49:37 GMT; length=3", kNone},
         Text{"Iso", "1994-11-06T08:49:37Z", kNone}, Text{"Number", "784111777", kNone},
         Text{"EntityTag", "\"abc\"", kNone}, Text{"Empty", "", kNone}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 TEST(HttpDate, IsTheSameInEveryLocale) {
   const std::string kept = setlocale(LC_ALL, nullptr);

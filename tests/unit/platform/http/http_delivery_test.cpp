@@ -7,6 +7,7 @@
 #include <string>
 
 #include "http/http_file_responder.h"
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
 #include "platform/http/entity_tag.h"
@@ -96,7 +97,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Refusal{"Unsatisfiable",
                             {{"HTTP_RANGE", "bytes=99999999999-"}},
                             "416 Range Not Satisfiable"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 TEST_F(Delivery, OfAFileThatJustChangedIsFromHere) {
   const vexathumb::kit::TempDir folder;

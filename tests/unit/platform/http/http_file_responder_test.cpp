@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
 #include "platform/http/entity_tag.h"
@@ -131,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(
         Output{"AppendedFile", [](const Respond& respond) { return ThroughFile(respond, "a"); }},
         Output{"Pipe", ThroughPipe}, Output{"BusySocket", ThroughBusySocket},
         Output{"StreamWithoutDescriptor", ThroughStreamWithoutDescriptor}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 TEST(HttpResponse, OfAToolThatFailsIsAFailureAfterItsBytes) {
   const TempDir folder;

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "kit/case_name.h"
+
 namespace vexaplatform {
 namespace {
 
@@ -63,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
         Path{"UpAtTheEnd", HttpDelivery::kXSendfile, "/srv/..", kHere},
         Path{"Here", HttpDelivery::kXSendfile, "/srv/./a", kHere},
         Path{"TwoSlashes", HttpDelivery::kXSendfile, "/srv//a", kHere}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(
     ByAccelRedirect, Offload,
@@ -84,11 +86,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Path{"Query", HttpDelivery::kXAccelRedirect, "/srv/a?b#c",
                          "X-Accel-Redirect: /files/a%3Fb%23c"},
                     Path{"Up", HttpDelivery::kXAccelRedirect, "/srv/../etc/passwd", kHere}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(Otherwise, Offload,
                          testing::Values(Path{"Self", HttpDelivery::kSelf, "/srv/a", kHere}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         vexathumb::kit::CaseName());
 
 TEST(Offload, ToTheRootsMapping) {
   HttpSettings settings;
@@ -119,7 +121,7 @@ TEST_P(OffloadOfAFile, ThatChanged) {
 INSTANTIATE_TEST_SUITE_P(, OffloadOfAFile,
                          testing::Values(Age{"Now", 0, false}, Age{"AMomentAgo", 4, false},
                                          Age{"AWhileAgo", 5, true}, Age{"InTheFuture", -10, false}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         vexathumb::kit::CaseName());
 
 struct Conditions {
   const char* name;
@@ -161,7 +163,7 @@ INSTANTIATE_TEST_SUITE_P(
         Conditions{"IfMatch", With(&HttpRequest::if_match, "*"), false},
         Conditions{"IfUnmodifiedSince", With(&HttpRequest::if_unmodified_since, "x"), false},
         Conditions{"IfRange", With(&HttpRequest::if_range, "\"x\""), false}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 }  // namespace
 }  // namespace vexaplatform

@@ -14,6 +14,7 @@
 #include <functional>
 #include <string>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
 #include "posix/unique_fd.h"
@@ -238,7 +239,7 @@ INSTANTIATE_TEST_SUITE_P(
                               0);
                   },
                   ENXIO}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 struct BadTarget {
   const char* name;
@@ -265,7 +266,7 @@ INSTANTIATE_TEST_SUITE_P(, TargetThatCannotBe,
                                          BadTarget{"FolderToKeep", "folder", false, EEXIST},
                                          BadTarget{"BelowNothing", "missing/target", false, ENOENT},
                                          BadTarget{"BelowAFile", "source/target", false, ENOTDIR}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         vexathumb::kit::CaseName());
 
 struct RefusedOption {
   const char* name;
@@ -297,7 +298,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedOption{"CopyStore", [](VEXACOPYARGS* o) { o->blForceCopyVEXAEA = TRUE; }},
         RefusedOption{"User", [](VEXACOPYARGS* o) { o->userUID = 1; }},
         RefusedOption{"Group", [](VEXACOPYARGS* o) { o->userGID = 1; }}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 TEST_F(FileCopy, HonoursWhatNeedsNothingDone) {
   options_.blStopWhenError = TRUE;

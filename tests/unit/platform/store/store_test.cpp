@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "kit/case_name.h"
 #include "kit/doubles/log_capture.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
@@ -81,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
                           "/store/d/...a/.vexaea/..b.jpg"},
                     Place{"OddBytes", kBeside, "/d e/\xff%d[0]\n.jpg",
                           "/d e/.vexaea/\xff%d[0]\n.jpg"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 struct Refusal {
   const char* name;
@@ -116,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(, RefusedStorePath,
                                          Refusal{"DotDotName", kBeside, "/d/a.jpg", ".."},
                                          Refusal{"NameWithSlash", kBeside, "/d/a.jpg", "../n"},
                                          Refusal{"NameEndsInSlash", kBeside, "/d/a.jpg", "n/"}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         vexathumb::kit::CaseName());
 
 class StorePath : public testing::Test {
  protected:
@@ -292,7 +293,7 @@ INSTANTIATE_TEST_SUITE_P(
                              ELOOP},
                     BadEntry{"ByALinkForTheHiddenFolder", "share/.vexaea", "elsewhere", ELOOP},
                     BadEntry{"ByAFolder", "share/.vexaea/a.jpg/n", nullptr, EISDIR}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 struct Occupied {
   const char* name;
@@ -325,7 +326,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Occupied{"ByALinkForTheHiddenFolder", "share/.vexaea", true},
                     Occupied{"ByAFileForTheHiddenFolder", "share/.vexaea", false},
                     Occupied{"ByAFileForTheShare", "share", false}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 }  // namespace
 }  // namespace vexaplatform

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "kit/case_name.h"
 #include "kit/temp_dir.h"
 #include "platform/store/volume_type.h"
 #include "unit/platform/scoped_settings.h"
@@ -70,7 +71,7 @@ INSTANTIATE_TEST_SUITE_P(
         VolumeCase{"Xfs", 0x58465342, "xfs", "/dev/sda1", FSTYPE_UNKOWN},
         VolumeCase{"Tmpfs", 0x01021994, "tmpfs", "tmpfs", FSTYPE_UNKOWN},
         VolumeCase{"Overlay", 0x794c7630, "overlay", "overlay", FSTYPE_UNKOWN}),
-    [](const auto& test) { return std::string(test.param.name); });
+    vexathumb::kit::CaseName());
 
 TEST(VolumeKind, IsRemoteForNetworkVolumesOnly) {
   for (int type = FSTYPE_ERR; type <= FSTYPE_BKPFUSE; ++type) {
@@ -112,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(, StoreOn,
                                          StoreCase{"Cifs", 0xff534d42, false, false},
                                          StoreCase{"Iso", 0x9660, true, false},
                                          StoreCase{"WritableUdf", 0x15013346, false, false}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         vexathumb::kit::CaseName());
 
 constexpr char kMounts[] =
     "22 27 0:21 / /proc rw,relatime - proc proc rw\n"

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
 #include "unit/platform/in_child.h"
@@ -118,7 +119,7 @@ INSTANTIATE_TEST_SUITE_P(, ChildEnding,
                                          Ending{"Status255", "exit", "255", 255},
                                          Ending{"Terminated", "signal", "15", 256 + SIGTERM},
                                          Ending{"Killed", "signal", "9", 256 + SIGKILL}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         vexathumb::kit::CaseName());
 
 struct FailedStart {
   const char* name;
@@ -153,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(, ProgramThatCannotStart,
                                          FailedStart{"Folder", "folder", EACCES},
                                          FailedStart{"NotExecutable", "file", EACCES},
                                          FailedStart{"BelowAFile", "file/program", ENOTDIR}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         vexathumb::kit::CaseName());
 
 TEST(ProcessRunner, RefusesWhatItCannotUnderstand) {
   const char* const argv[] = {kProbe, "exit", "0", nullptr};
@@ -307,7 +308,7 @@ INSTANTIATE_TEST_SUITE_P(, HostWithoutStreams,
                                          ClosedStreams{"NoInputAndOutput", {0, 1}},
                                          ClosedStreams{"OutputAndErrorMissing", {1, 2}},
                                          ClosedStreams{"None", {0, 1, 2}}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         vexathumb::kit::CaseName());
 
 // The host's standard output and error are files of the test's folder.
 class HostOutput : public testing::Test {

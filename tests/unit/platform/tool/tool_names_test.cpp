@@ -4,96 +4,18 @@
 #include <map>
 
 #include "kit/case_name.h"
+#include "kit/hostile/hazardous_names.h"
 #include "kit/pictures/fixtures.h"
 #include "unit/platform/tool/tool_fixture.h"
 
 namespace vexaplatform {
 namespace {
 
+using vexathumb::kit::HazardousName;
 using vexathumb::kit::ReadFile;
 using vexathumb::kit::WriteFile;
 
-struct NameCase {
-  const char* name;
-  std::string text;
-};
-
-void PrintTo(const NameCase& name, std::ostream* out) { *out << name.name; }
-
-const std::vector<NameCase>& HazardousNames() {
-  static const std::vector<NameCase> names = {{"decimal", "%d"},
-                                              {"padded", "%03d"},
-                                              {"decimal_jpg", "100%d.jpg"},
-                                              {"hex", "%x"},
-                                              {"octal", "%o"},
-                                              {"escaped_decimal", "%%d"},
-                                              {"percent", "%"},
-                                              {"percent_end", "a%"},
-                                              {"string", "%s"},
-                                              {"numbered_string", "%1$s"},
-                                              {"attribute", "%[fx:1]"},
-                                              {"attribute_jpg", "%[fx:1+1].jpg"},
-                                              {"width", "%[width]"},
-                                              {"filename", "%[filename:a]"},
-                                              {"letter", "%w"},
-                                              {"bytes", "%b"},
-                                              {"frame", "[0]"},
-                                              {"frame_one", "[1]"},
-                                              {"bracketed", "[b]"},
-                                              {"bracketed_jpg", "a[1].jpg"},
-                                              {"frames", "a[0-2]"},
-                                              {"ends_in_frame", "a.jpg[0]"},
-                                              {"ends_in_two", "a.jpg[0][0]"},
-                                              {"size", "a[10x10]"},
-                                              {"crop", "a[10x10+1+1].jpg"},
-                                              {"open_bracket", "a[.jpg"},
-                                              {"closed_bracket", "a].jpg"},
-                                              {"star", "*"},
-                                              {"star_jpg", "*.jpg"},
-                                              {"question", "?"},
-                                              {"question_jpg", "?.jpg"},
-                                              {"braces", "{a,b}"},
-                                              {"braces_jpg", "{0,1}.jpg"},
-                                              {"open_brace", "{"},
-                                              {"range", "{0..3}"},
-                                              {"colon", ":"},
-                                              {"png_prefix", "png:a.jpg"},
-                                              {"msl_prefix", "msl:a.jpg"},
-                                              {"msl", "a.msl"},
-                                              {"svg", "a.svg"},
-                                              {"mvg", "a.mvg"},
-                                              {"ephemeral", "ephemeral:a.jpg"},
-                                              {"https", "https:a.jpg"},
-                                              {"text", "text:a"},
-                                              {"label", "label:a"},
-                                              {"at", "@a.jpg"},
-                                              {"at_alone", "@"},
-                                              {"dash", "-"},
-                                              {"dash_x", "-x"},
-                                              {"dash_outfile", "-outfile"},
-                                              {"tilde", "~"},
-                                              {"tilde_root", "~root"},
-                                              {"newline", "a\nb.jpg"},
-                                              {"return", "a\rb"},
-                                              {"tab", "a\tb.jpg"},
-                                              {"escape", "a\x1b[31m.jpg"},
-                                              {"not_utf8", "a\xff\xfe.jpg"},
-                                              {"umlaut", "\xc3\xa4.jpg"},
-                                              {"blank", " "},
-                                              {"blanks", " a  b .jpg"},
-                                              {"quote", "a'b.jpg"},
-                                              {"double_quote", "a\"b.jpg"},
-                                              {"backslash", "a\\b.jpg"},
-                                              {"shell", "$(id);`id`&|.jpg"},
-                                              {"hash", "#a.jpg"},
-                                              {"dots", "..."},
-                                              {"dot_end", "a."},
-                                              {"longest", std::string(255, 'n')},
-                                              {"longest_percent", std::string(253, '%') + "d"}};
-  return names;
-}
-
-// The files that a name would lead to, if it were expanded, numbered or evaluated.
+// What names lead to when they are expanded, numbered or evaluated, besides their own decoys.
 constexpr const char* kDecoys[] = {"0",        "1",        "000",      "001",     "1.jpg", "0.jpg",
                                    "2.jpg",    "a",        "b",        "a.jpg",   "x",     "%d0",
                                    "a.jpg[1]", "1000.jpg", "1001.jpg", "100.jpg", "%0"};
@@ -107,11 +29,21 @@ std::map<std::string, std::string> Snapshot(const std::string& folder) {
   return files;
 }
 
-class ToolName : public ToolTest, public testing::WithParamInterface<NameCase> {
+class ToolName : public ToolTest, public testing::WithParamInterface<HazardousName> {
  protected:
+  // Drawn once: the pictures are the same for every name.
+  static void SetUpTestSuite() {
+    const vexathumb::kit::TempDir folder;
+    vexathumb::kit::WriteJpeg(folder / "picture");
+    vexathumb::kit::WritePng(folder / "decoy", {{40, 30}});
+    picture_bytes_ = ReadFile(folder / "picture");
+    decoy_bytes_ = ReadFile(folder / "decoy");
+    right_.clear();
+  }
+
   ToolName() {
-    vexathumb::kit::WriteJpeg(picture_);
-    vexathumb::kit::WritePng(decoy_, {{40, 30}});
+    WriteFile(picture_, picture_bytes_);
+    WriteFile(decoy_, decoy_bytes_);
   }
 
   // A folder with the picture under the name, and pictures of another size under the decoys'.
@@ -131,6 +63,7 @@ class ToolName : public ToolTest, public testing::WithParamInterface<NameCase> {
 
   void PutDecoys(const std::string& folder) const {
     for (const char* decoy : kDecoys) PutDecoy(folder + "/" + decoy);
+    for (const std::string& decoy : GetParam().decoys) PutDecoy(folder + "/" + decoy);
   }
 
   void PutDecoy(const std::string& path) const {
@@ -139,18 +72,20 @@ class ToolName : public ToolTest, public testing::WithParamInterface<NameCase> {
                                ignored);
   }
 
-  using Run = int (ToolName::*)(const std::string&, const std::string&) const;
-  std::vector<Run> Runs() const {
-    return {&ToolName::RunConvert, &ToolName::RunDjpeg, &ToolName::RunJpegtran};
-  }
+  using Run = int (*)(const std::string& source, const std::string& target);
+  static std::vector<Run> Runs() { return {RunConvert, RunDjpeg, RunJpegtran}; }
 
   // What the tool makes of the picture where all names are plain.
   std::string Right(Run run) const {
-    EXPECT_EQ((this->*run)(picture_, folder_ / "right"), 0);
-    return ReadFile(folder_ / "right");
+    std::string& right = right_[run];
+    if (right.empty()) {
+      EXPECT_EQ(run(picture_, folder_ / "right"), 0);
+      right = ReadFile(folder_ / "right");
+    }
+    return right;
   }
 
-  int RunConvert(const std::string& source, const std::string& target) const {
+  static int RunConvert(const std::string& source, const std::string& target) {
     const std::string frame = source + "[0]";
     const char* const argv[] = {"/usr/bin/convert",
                                 "-strip",
@@ -168,19 +103,19 @@ class ToolName : public ToolTest, public testing::WithParamInterface<NameCase> {
     return VLIBCExecv(argv[0], argv, 1);
   }
 
-  int RunDjpeg(const std::string& source, const std::string& target) const {
+  static int RunDjpeg(const std::string& source, const std::string& target) {
     const char* const argv[] = {"/usr/bin/djpeg", "-scale",       "1/4",          "-bmp",
                                 "-outfile",       target.c_str(), source.c_str(), nullptr};
     return VLIBCExecv(argv[0], argv, 1);
   }
 
-  int RunJpegtran(const std::string& source, const std::string& target) const {
+  static int RunJpegtran(const std::string& source, const std::string& target) {
     const char* const argv[] = {"/usr/bin/jpegtran", "-trim",        "-rotate",      "90",
                                 "-outfile",          target.c_str(), source.c_str(), nullptr};
     return VLIBCExecv(argv[0], argv, 1);
   }
 
-  int RunConvertOnFrames(const std::string& source, const std::string& target) const {
+  static int RunConvertOnFrames(const std::string& source, const std::string& target) {
     const char* const argv[] = {"/usr/bin/convert", source.c_str(), "-coalesce", target.c_str(),
                                 nullptr};
     return VLIBCExecv(argv[0], argv, 1);
@@ -198,6 +133,11 @@ class ToolName : public ToolTest, public testing::WithParamInterface<NameCase> {
 
   const std::string picture_ = folder_ / "picture";
   const std::string decoy_ = folder_ / "decoy";
+
+ private:
+  static inline std::string picture_bytes_;
+  static inline std::string decoy_bytes_;
+  static inline std::map<Run, std::string> right_;
 };
 
 TEST_P(ToolName, IsReadAsItStands) {
@@ -206,7 +146,7 @@ TEST_P(ToolName, IsReadAsItStands) {
     for (const std::string& folder : Folders("sources")) {
       const std::string source = SourceIn(folder);
       const auto before = Snapshot(folder_.path());
-      EXPECT_EQ((this->*run)(source, destination()), 0);
+      EXPECT_EQ(run(source, destination()), 0);
       EXPECT_TRUE(ReadFile(destination()) == right);
       ExpectOnlyChange(before, folder_.path(), destination());
     }
@@ -222,7 +162,7 @@ TEST_P(ToolName, IsWrittenAsItStands) {
       PutDecoys(folder);
       std::filesystem::remove(target);
       const auto before = Snapshot(folder_.path());
-      EXPECT_EQ((this->*run)(picture_, target), 0);
+      EXPECT_EQ(run(picture_, target), 0);
       EXPECT_TRUE(ReadFile(target) == right);
       ExpectOnlyChange(before, folder_.path(), target);
     }
@@ -231,14 +171,21 @@ TEST_P(ToolName, IsWrittenAsItStands) {
 
 TEST_P(ToolName, OfAnAnimationIsReadAsItStands) {
   vexathumb::kit::WriteAnimatedGif(picture_, {60, 40}, 3);
-  const std::string right = Right(&ToolName_OfAnAnimationIsReadAsItStands_Test::RunConvertOnFrames);
+  const std::string right = Right(RunConvertOnFrames);
   const std::string source = SourceIn(folder_ / "animations");
   const std::string target = folder_ / "results/frames.gif";
   EXPECT_EQ(RunConvertOnFrames(source, target), 0);
   EXPECT_TRUE(ReadFile(target) == right);
 }
 
-INSTANTIATE_TEST_SUITE_P(, ToolName, testing::ValuesIn(HazardousNames()),
+INSTANTIATE_TEST_SUITE_P(, ToolName, testing::ValuesIn(vexathumb::kit::HazardousNames()),
+                         vexathumb::kit::CaseName());
+
+// With nothing behind them, names may be longer.
+INSTANTIATE_TEST_SUITE_P(OfAllThereIsRoomFor, ToolName,
+                         testing::Values(HazardousName{"longest", std::string(255, 'n'), {}},
+                                         HazardousName{
+                                             "longest_numbered", std::string(253, '%') + "d", {}}),
                          vexathumb::kit::CaseName());
 
 TEST_F(ToolTest, ReadsAndWritesTheLongestPaths) {

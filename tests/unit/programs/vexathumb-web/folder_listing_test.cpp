@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
@@ -105,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(, PageOfAFolder,
                                          Cut{"Last", {2, 2}, {"c.jpg"}}, Cut{"Behind", {3, 2}, {}},
                                          Cut{"FarBehind", {1'000'000'000, 1000}, {}},
                                          Cut{"More", {1, 1000}, {"b.jpg", "c.jpg"}}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         kit::CaseName());
 
 TEST(FolderListing, TellsThePixelsOfPictures) {
   const TempDir folder;

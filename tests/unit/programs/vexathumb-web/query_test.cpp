@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "kit/case_name.h"
 #include "programs/vexathumb-web/percent_encoding.h"
 #include "programs/vexathumb-web/problem.h"
 
@@ -32,7 +33,7 @@ INSTANTIATE_TEST_SUITE_P(, Decoding,
                                          Decoded{"SecondNotHexadecimal", "%0g", std::nullopt},
                                          Decoded{"Sign", "%-1", std::nullopt},
                                          Decoded{"Prefix", "%0x", std::nullopt}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         kit::CaseName());
 
 TEST(Encoding, LeavesOnlyWhatNoAddressMisreads) {
   EXPECT_EQ(PercentEncode("Az09-._~"), "Az09-._~");
@@ -106,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"NoNumber", "offset=", "The parameter \"offset\" is a number from 1 to 1000."},
         Refused{"SwitchOff", "on=0", "The parameter \"on\" is 1 or not given."},
         Refused{"SwitchWithoutValue", "on", "The parameter \"on\" is 1 or not given."}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::web

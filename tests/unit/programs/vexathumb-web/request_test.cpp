@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "kit/case_name.h"
 #include "programs/vexathumb-web/problem.h"
 
 namespace vexathumb::web {
@@ -63,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
         Address{"OtherCase", "/Thumb/a", Route::kNone, {}, ""},
         Address{"SlashBefore", "//thumb/a", Route::kNone, {}, ""},
         Address{"Root", "/", Route::kNone, {}, ""}, Address{"Star", "*", Route::kNone, {}, ""}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kit::CaseName());
 
 TEST(Request, LeavesTheProgramsOwnAddressOut) {
   const Request request = Read({"REQUEST_METHOD=HEAD", "SCRIPT_NAME=/cgi-bin/vexathumb-web",
@@ -105,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Refused{"EmptyAddress", {"REQUEST_METHOD=GET", "REQUEST_URI="}, 500},
                     Refused{"BadEncoding", {"REQUEST_URI=/thumb/a%2"}, 404},
                     Refused{"NullByte", {"REQUEST_URI=/thumb/a%00.jpg"}, 404}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::web

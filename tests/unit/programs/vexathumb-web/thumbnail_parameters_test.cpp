@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "kit/case_name.h"
 #include "programs/vexathumb-web/problem.h"
 
 namespace vexathumb::web {
@@ -60,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(
         Understood{"BothStores", "size=big&store=docdeck%2Cpixdeck", "big 640x640 pixdeck docdeck"},
         Understood{"Switches", "avatar=1&gif=1&only=1&smaller=1&any=1&side=64",
                    "box 64x64 pixdeck docdeck avatar gif only smaller any"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kit::CaseName());
 
 struct Refused {
   const char* name;
@@ -95,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"StoreTwice", "size=big&store=pixdeck,pixdeck"},
         Refused{"OpenStoreList", "size=big&store=pixdeck,"},
         Refused{"SwitchOff", "size=big&avatar=0"}, Refused{"Unknown", "size=big&colour=red"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::web

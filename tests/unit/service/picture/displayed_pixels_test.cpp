@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
@@ -47,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(, Displayed,
                                          Shape{"UpsideDownMirrored", 4},
                                          Shape{"OtherSidewaysMirrored", 5}, Shape{"Sideways", 6},
                                          Shape{"SidewaysMirrored", 7}, Shape{"OtherSideways", 8}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         kit::CaseName());
 
 TEST(DisplayedPixels, AreNotKnownOfWhatIsNoPicture) {
   const TempDir folder;

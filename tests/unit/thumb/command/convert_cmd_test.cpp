@@ -1,5 +1,6 @@
 #include <limits>
 
+#include "kit/case_name.h"
 #include "unit/thumb/command/command_test.h"
 
 namespace vexathumb {
@@ -113,7 +114,7 @@ const VectorCase kVectorCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Geometry, ConvertCmdVector, testing::ValuesIn(kVectorCases),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 class ConvertCmdTest : public CommandTest {};
 
@@ -184,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(Of, ConvertCmdFailure,
                              {"AKilledTool", kit::FailsAfterWriting("par", 256 + 9)},
                              {"AToolThatCannotBeStarted", kit::Fails(-1)},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 TEST_F(ConvertCmdTest, FailsAllTheSameWhenItsOutputCannotBeRemoved) {
   const std::string destination = dir_ / "thumb.jpg";

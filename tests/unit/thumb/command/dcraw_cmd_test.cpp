@@ -209,7 +209,7 @@ const ExtractionCase kExtractionCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(When, DcrawCmdExtraction, testing::ValuesIn(kExtractionCases),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 TEST_F(DcrawCmdTest, PassesOnWhatIsNoErrorOfTheLibraryAndHoldsNothingOpen) {
   kit::JpegOptions broken;
@@ -247,7 +247,7 @@ INSTANTIATE_TEST_SUITE_P(Of, DcrawCmdMeasure,
                              {"UnknownHeight", {4000, 0}, "1/2"},
                              {"KnownSize", {4000, 3000}, "1/8"},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 // What becomes of an extracted preview.
 struct ExecCase {
@@ -295,8 +295,7 @@ const ExecCase kExecCases[] = {
     {"ConvertedIntoNoPicture", "", "text", {"dcraw", "djpeg", "convert"}, "text", true, false},
 };
 
-INSTANTIATE_TEST_SUITE_P(When, DcrawCmdExec, testing::ValuesIn(kExecCases),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(When, DcrawCmdExec, testing::ValuesIn(kExecCases), kit::CaseName());
 
 TEST_F(DcrawCmdTest, HandsThePreviewToBothToolsWithTheSourcesTurns) {
   DcrawYields(preview_);

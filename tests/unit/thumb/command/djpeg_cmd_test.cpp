@@ -1,6 +1,7 @@
 #include <cstdint>
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "unit/thumb/command/command_test.h"
 
 namespace vexathumb {
@@ -57,8 +58,7 @@ const ScaleCase kScaleCases[] = {
     {"ByteCountWraps", {{40000, 40000}, {kNoLimit, kNoLimit}}, 0, "1/1", 505032758},
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, DJpegCmdScale, testing::ValuesIn(kScaleCases),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Of, DJpegCmdScale, testing::ValuesIn(kScaleCases), kit::CaseName());
 
 struct StageCase {
   const char* name;
@@ -97,7 +97,7 @@ INSTANTIATE_TEST_SUITE_P(Of, DJpegCmdStage,
                              {"Mirrored", {{4000, 3000}, {320, 240}, 0, 0, true}, true},
                              {"MirroredFullCircle", {{4000, 3000}, {320, 240}, 2, 2, true}, true},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 class DJpegCmdTest : public CommandTest {
  protected:
@@ -189,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(Of, DJpegCmdNeedDelete,
                              {"FourGiBAndNoMore", uint64_t{1} << 32, true},
                              {"FourGiBAndAsManyBytes", (uint64_t{1} << 32) + 9524342, false},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 TEST(DJpegCmdConstants, TooSmallIsThreeQuarters) { EXPECT_EQ(DJpegCmd::TOO_SMALL_RATIO, 0.75); }
 

@@ -1,3 +1,4 @@
+#include "kit/case_name.h"
 #include "unit/thumb/command/command_test.h"
 
 namespace vexathumb {
@@ -59,7 +60,7 @@ INSTANTIATE_TEST_SUITE_P(
          "180",
          "0"},
     }),
-    [](const auto& test) { return test.param.name; });
+    kit::CaseName());
 
 TEST_F(GIFConvertCmdTest, RemovesTheCoalescedCopyOnSuccess) {
   platform_.SetTool("/usr/bin/convert",

@@ -1,3 +1,4 @@
+#include "kit/case_name.h"
 #include "unit/thumb/command/command_test.h"
 #include "vlibc/process.h"
 
@@ -51,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(By, JpegTranCmdTurn,
                              {"CallerAloneBack", 3, -2, true, "-180"},
                              {"CallerAloneFiveTimes", 2, 5, true, "90"},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 class JpegTranCmdTest : public CommandTest {
  protected:

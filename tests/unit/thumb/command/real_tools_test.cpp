@@ -1,3 +1,4 @@
+#include "kit/case_name.h"
 #include "kit/pictures/pixels.h"
 #include "unit/thumb/command/command_test.h"
 #include "vlibc/process.h"
@@ -142,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(Of, RawOnRealTools,
                              {"Pixels", kit::RawPreview::kPixels, true},
                              {"None", kit::RawPreview::kNone, false},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb

@@ -1,5 +1,6 @@
 #include <stdexcept>
 
+#include "kit/case_name.h"
 #include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
@@ -197,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"TheFreeBox", "__CUSTOM_SIZE__", Thumb::FALLBACK_SMALLER, {}},
         {"NoLabel", "", Thumb::FALLBACK_SMALLER, {}},
     }),
-    [](const auto& test) { return test.param.name; });
+    kit::CaseName());
 
 TEST_F(Batch, FallsBackToTheNextSizeThatIsThere) {
   const std::string source = Tiff();

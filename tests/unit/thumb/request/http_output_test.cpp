@@ -1,3 +1,4 @@
+#include "kit/case_name.h"
 #include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
@@ -89,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(Of, HttpMime,
                               "image/jpeg", "image/gif"},
                              {"Bmp", &RequestTest::Bmp, 0, "image/jpeg", "image/x-ms-bmp"},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 TEST_P(HttpMime, IsThatOfTheSourceForTheSourceItself) {
   const std::string source = (this->*GetParam().make)();
@@ -159,7 +160,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"PixdeckFormerName", "VEXAPHOTO:THUMB_S.jpg", Thumb::ALL_EA, 2, "180"},
         {"Docdeck", "VEXAFILE_THUMB_S.jpg", Thumb::ALL_EA, 1, nullptr},
     }),
-    [](const auto& test) { return test.param.name; });
+    kit::CaseName());
 
 TEST_F(HttpOutput, FailsWhenTheTurnCannotBeStarted) {
   platform_.SetStreamTool("/usr/bin/jpegtran", kit::CannotStart());
@@ -201,7 +202,7 @@ INSTANTIATE_TEST_SUITE_P(Of, HttpBox,
                              {"LargerThanTheSource", 500, 500, 0, nullptr},
                              {"Negative", -1, -1, 0, nullptr},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 TEST_F(HttpOutput, TakesOneSideForASquare) {
   platform_.SetTool("/usr/bin/djpeg", kit::Writes("bmp"));

@@ -1,6 +1,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "kit/case_name.h"
 #include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
@@ -75,8 +76,7 @@ const CommandCase kCommandCases[] = {
     {"VideoWithoutAPreview", &RequestTest::Video, {"dcraw"}, {"dcraw"}, 0, false},
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, OnlineCommands, testing::ValuesIn(kCommandCases),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Of, OnlineCommands, testing::ValuesIn(kCommandCases), kit::CaseName());
 
 class OnlineGeneration : public RequestTest {
  protected:
@@ -211,7 +211,7 @@ INSTANTIATE_TEST_SUITE_P(Of, OnlineVolume,
                              {"Iso", FSTYPE_ISO, false},
                              {"Gvfs", FSTYPE_GVFS, false},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 TEST_F(OnlineGeneration, LogsAVolumeThatCannotBeReadAndGoesOn) {
   platform_.volume_type = FSTYPE_ERR;

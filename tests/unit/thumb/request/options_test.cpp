@@ -1,6 +1,7 @@
 #include <map>
 #include <utility>
 
+#include "kit/case_name.h"
 #include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
@@ -177,8 +178,7 @@ const OptionCase kOptionCases[] = {
     {"AvatarOfVideo", Thumb::AVATAR, true, kReeldeck + kAvatar},
 };
 
-INSTANTIATE_TEST_SUITE_P(Set, ThumbOptions, testing::ValuesIn(kOptionCases),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Set, ThumbOptions, testing::ValuesIn(kOptionCases), kit::CaseName());
 
 TEST_F(ThumbTest, SettingOptionsKeepsTheAnswerWhetherToDelete) {
   platform_.SetTool("/usr/bin/djpeg", kit::Writes("bmp"));

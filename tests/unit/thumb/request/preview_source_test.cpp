@@ -1,5 +1,6 @@
 #include <sys/stat.h>
 
+#include "kit/case_name.h"
 #include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
@@ -82,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(Of, PreviewTurn,
                              {"TurnedByBothToACircle", 6, 3, "VEXAFILE_THUMB_S.jpg", {}},
                              {"TurnedByCallerFullCircleBack", 1, -4, "VEXAFILE_THUMB_S.jpg", {}},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 TEST_F(PreviewSource, IsConvertedWithTheWholeDescriptionStraightIntoTheStore) {
   platform_.SetTool("/usr/bin/convert", kit::Writes("turned"));

@@ -1,5 +1,6 @@
 #include <sys/stat.h>
 
+#include "kit/case_name.h"
 #include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
@@ -112,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(Of, SavingRenameFailure,
                              {"ADirectoryInItsPlace", EISDIR},
                              {"AReadOnlyVolume", EROFS},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 TEST_F(Saving, MovesToAnotherFileSystemByTool) {
   libc_.Fail("rename", EXDEV);

@@ -1,5 +1,6 @@
 #include <stdexcept>
 
+#include "kit/case_name.h"
 #include "unit/thumb/request/request_test.h"
 
 namespace vexathumb {
@@ -149,8 +150,7 @@ const StoreCase kStoreCases[] = {
     {"NothingOfVideo", Kind::kVideo, kUnchecked, {}, "", ""},
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, StoreLookup, testing::ValuesIn(kStoreCases),
-                         [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Of, StoreLookup, testing::ValuesIn(kStoreCases), kit::CaseName());
 
 class SourceChain : public RequestTest {};
 
@@ -236,7 +236,7 @@ INSTANTIATE_TEST_SUITE_P(Kind, OriginalOf,
                              {"Text", &RequestTest::Text, false},
                              {"Video", &RequestTest::Video, false},
                          }),
-                         [](const auto& test) { return test.param.name; });
+                         kit::CaseName());
 
 class OriginalImage : public RequestTest {
  protected:
