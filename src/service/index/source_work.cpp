@@ -10,7 +10,6 @@
 
 #include "service/picture/media_names.h"
 #include "service/store/failure_record.h"
-#include "service/store/store_files.h"
 #include "service/store/store_obstacle.h"
 #include "service/store/sweeping.h"
 #include "vexaplatform/tool_report.h"
