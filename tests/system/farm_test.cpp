@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "system/program.h"
 
@@ -189,7 +190,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "Not a directory"},
         WrongUse{"FollowedUnprepared", {"follow", "--log", "@log"}, 3, "holds no plan"},
         WrongUse{"ReportedUnprepared", {"report", "--log", "@log"}, 3, "holds no plan"}),
-    CaseName());
+    kit::CaseName());
 
 }  // namespace
 }  // namespace vexathumb::system_test
