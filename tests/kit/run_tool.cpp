@@ -41,14 +41,20 @@ int SpawnAndWait(const std::vector<std::string>& argv, const std::string& input,
 
 }  // namespace
 
+std::string ToolFailure::Reason() const {
+  std::string text = what();
+  text.erase(text.find_last_not_of('\n') + 1);
+  return text.substr(text.rfind('\n') + 1);
+}
+
 std::string RunTool(const std::vector<std::string>& argv, const std::string& input) {
   const TempDir dir;
   const int status = SpawnAndWait(argv, input, dir / "output", dir / "errors");
   if (status != 0) {
     std::string command;
     for (const std::string& argument : argv) command += argument + " ";
-    throw std::runtime_error(command + "failed with status " + std::to_string(status) + "\n" +
-                             (status > 0 ? ReadFile(dir / "errors") : ""));
+    throw ToolFailure(command + "failed with status " + std::to_string(status) + "\n" +
+                      (status > 0 ? ReadFile(dir / "errors") : ""));
   }
   return ReadFile(dir / "output");
 }

@@ -1,5 +1,6 @@
 // make-sample-album DIR: a folder of pictures to try the thumbnails on. What is there already is
-// left alone; each file appears under its name only when it is complete.
+// left alone; each file appears under its name only when it is complete. A picture that this
+// machine's tools cannot make is left out, which is said: libheif comes without an encoder on some.
 
 #include <algorithm>
 #include <cstdio>
@@ -195,7 +196,13 @@ void MakeAlbum(const std::string& folder) {
     if (std::filesystem::exists(path)) continue;
     std::filesystem::create_directories(path.parent_path());
     const std::string unfinished = path.parent_path() / ("." + path.filename().string() + ".part");
-    entry.write(unfinished);
+    try {
+      entry.write(unfinished);
+    } catch (const ToolFailure& failure) {
+      std::filesystem::remove(unfinished);
+      std::fprintf(stderr, "%s left out: %s\n", entry.name.c_str(), failure.Reason().c_str());
+      continue;
+    }
     std::filesystem::rename(unfinished, path);
     std::printf("%s\n", path.c_str());
     std::fflush(stdout);

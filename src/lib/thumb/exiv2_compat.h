@@ -2,7 +2,7 @@
 #define VEXATHUMB_THUMB_EXIV2_COMPAT_H_
 
 // What differs between the Exiv2 releases that the library is written for. Built and tested with
-// 0.27.6; the branch for 0.28 and later follows that release's headers and is untried.
+// 0.27.6 and 0.28.5.
 
 #include <exiv2/exiv2.hpp>
 #include <exiv2/matroskavideo.hpp>

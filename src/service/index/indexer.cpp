@@ -10,9 +10,7 @@
 namespace vexathumb::service {
 namespace {
 
-using std::chrono::milliseconds;
-
-constexpr milliseconds kTick{500};
+constexpr std::chrono::milliseconds kTick{500};
 constexpr int kCrashesUntilFailure = 2;  // the first may have been somebody's kill
 
 WorkerPool::Job JobOf(const IndexOptions& options) {
@@ -52,7 +50,8 @@ bool Indexer::Run() {
     }
     if (!pool_.IsBusy() && (IsStopping() || !HasMore())) break;
     const bool waits_for_more = pool_.HasIdle() && ahead_.IsEmpty() && !sources_.AtEnd();
-    const milliseconds at_most = waits_for_more && !IsStopping() ? sources_.AskAgainAfter() : kTick;
+    const std::chrono::milliseconds at_most =
+        waits_for_more && !IsStopping() ? sources_.AskAgainAfter() : kTick;
     for (const WorkerPool::End& end : pool_.Wait(at_most, signals_.waiting_mask())) Handle(end);
     Tick();
   }

@@ -51,6 +51,14 @@ std::string TransformBoxes(int orientation) {
   return boxes;
 }
 
+bool HasTransformBoxes(const std::string& heif, size_t begin, size_t end) {
+  for (size_t box = begin; box < end; box += Number(heif, box, 4)) {
+    const std::string name = heif.substr(box + 4, 4);
+    if (name == "irot" || name == "imir") return true;
+  }
+  return false;
+}
+
 size_t CountBoxes(const std::string& heif, size_t begin, size_t end) {
   size_t count = 0;
   for (size_t box = begin; box < end; box += Number(heif, box, 4)) ++count;
@@ -91,9 +99,11 @@ void MoveItemData(std::string& heif, size_t distance) {
 }  // namespace
 
 std::string WithContainerOrientation(std::string heif, int orientation) {
-  const std::string boxes = TransformBoxes(orientation);
   const size_t properties = FindBox(heif, "ipco");
   const size_t properties_end = properties + Number(heif, properties, 4);
+  // heif-enc 1.19 does it itself, 1.15 does not.
+  if (HasTransformBoxes(heif, properties + 8, properties_end)) return heif;
+  const std::string boxes = TransformBoxes(orientation);
   const size_t first = CountBoxes(heif, properties + 8, properties_end);
   // From the back to the front, so that what is found first stays where it is.
   const size_t associated = AssociateProperties(heif, first, CountBoxes(boxes, 0, boxes.size()));
