@@ -198,7 +198,7 @@ void MakeAlbum(const std::string& folder) {
     const std::string unfinished = path.parent_path() / ("." + path.filename().string() + ".part");
     try {
       entry.write(unfinished);
-    } catch (const ToolFailure& failure) {
+    } catch (const kit::ToolFailure& failure) {
       std::filesystem::remove(unfinished);
       std::fprintf(stderr, "%s left out: %s\n", entry.name.c_str(), failure.Reason().c_str());
       continue;
