@@ -69,7 +69,8 @@ void Mutator::SetByte(std::string* bytes) {
 
 void Mutator::SetNumber(std::string* bytes) {
   const size_t width = Below(2) == 0 ? 2 : 4;
-  const std::string number = NumberBytes(kExtremes[Below(kExtremes.size())], width, Below(2) == 0);
+  const bool is_big_endian = Below(2) == 0;
+  const std::string number = NumberBytes(kExtremes[Below(kExtremes.size())], width, is_big_endian);
   bytes->replace(Place(*bytes), width, number);
 }
 
@@ -81,7 +82,8 @@ void Mutator::Remove(std::string* bytes) {
 }
 
 void Mutator::Repeat(std::string* bytes) {
-  const std::string part = bytes->substr(Place(*bytes), 1 + Below(kLongestPart));
+  const size_t length = 1 + Below(kLongestPart);
+  const std::string part = bytes->substr(Place(*bytes), length);
   const size_t place = Place(*bytes);
   const size_t times = 1 + Below(16);
   for (size_t i = 0; i < times; ++i) bytes->insert(place, part);
@@ -89,7 +91,8 @@ void Mutator::Repeat(std::string* bytes) {
 
 void Mutator::Splice(std::string* bytes) {
   const std::string& other = originals_[Below(originals_.size())];
-  const std::string part = other.substr(Place(other), 1 + Below(kLongestPart));
+  const size_t length = 1 + Below(kLongestPart);
+  const std::string part = other.substr(Place(other), length);
   bytes->replace(Place(*bytes), part.size(), part);
 }
 
