@@ -20,9 +20,7 @@
 namespace vexathumb::program {
 namespace {
 
-using service::Cause;
 using service::Outcome;
-using service::Owner;
 using service::Thumbnail;
 using service::ThumbnailRequest;
 
