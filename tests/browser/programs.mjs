@@ -5,4 +5,4 @@ import {fileURLToPath} from 'node:url';
 
 export const ROOT = fileURLToPath(new URL('../../', import.meta.url));
 
-export const programPath = (name) => join(process.env.VEXATHUMB_BIN ?? join(ROOT, 'build/dev/bin'), name);
+export const programPath = (name) => join(process.env.VEXATHUMB_BIN ?? join(ROOT, 'build/system/bin'), name);

@@ -25,7 +25,7 @@ constexpr uint32_t kSeed = 20;
 constexpr double kLongestMilliseconds = 100;
 constexpr long kMostMemoryKib = 64 * 1024;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef VEXATHUMB_SANITIZED
 constexpr bool kIsMeasured = false;  // a sanitizer multiplies both
 #else
 constexpr bool kIsMeasured = true;
