@@ -46,22 +46,24 @@ int AtomicFile::Create() {
 }
 
 bool AtomicFile::Commit(const Attributes& attributes) {
-  is_kept_ = Finish(attributes) && rename(temporary_.c_str(), target_.c_str()) == 0;
+  is_kept_ = Finish(attributes, true) && rename(temporary_.c_str(), target_.c_str()) == 0;
   return is_kept_;
 }
 
 bool AtomicFile::HandOut(const Attributes& attributes) {
-  is_kept_ = Finish(attributes);
+  is_kept_ = Finish(attributes, false);
   return is_kept_;
 }
 
-bool AtomicFile::Finish(const Attributes& attributes) {
+bool AtomicFile::Finish(const Attributes& attributes, bool on_disk) {
   if (!is_ours_ && !OpenResult()) return false;
   if (attributes.mode && fchmod(file_.get(), *attributes.mode) != 0) return false;
+  if (on_disk && fdatasync(file_.get()) != 0) return false;
   if (attributes.times) {
     const struct timespec times[] = {attributes.times->accessed, attributes.times->modified};
     if (futimens(file_.get(), times) != 0) return false;
   }
+  if (attributes.mark) attributes.mark(file_.get());
   // Some file systems tell of a failed write only then.
   return file_.Close() == 0;
 }

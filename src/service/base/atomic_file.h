@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <ctime>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -21,8 +22,8 @@ constexpr char kTemporaryPrefix[] = "VEXATHUMBTMP_";
 std::string TemporaryFor(const std::string& path);
 
 // A file that appears under its name when it is whole, or not at all: made beside it under a
-// temporary name and renamed at the end. What had the name before is there until then. A link in
-// its place is replaced, not followed.
+// temporary name, and renamed when its content is on the disk, so that a loss of power leaves what
+// had the name before, or the whole file. A link in its place is replaced, not followed.
 //
 // Where a tool writes it:
 //
@@ -49,6 +50,8 @@ class AtomicFile {
   struct Attributes {
     std::optional<mode_t> mode;
     std::optional<Times> times;
+    // Is given the file when all else is done; what cannot be marked appears all the same.
+    std::function<void(int fd)> mark;
   };
 
   explicit AtomicFile(const std::string& target, Naming naming = Naming::kSwept);
@@ -75,7 +78,7 @@ class AtomicFile {
 
  private:
   bool OpenResult();
-  bool Finish(const Attributes& attributes);
+  bool Finish(const Attributes& attributes, bool on_disk);
   void RemoveRest() const;
 
   std::string target_;

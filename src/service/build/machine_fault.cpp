@@ -49,7 +49,7 @@ Thumbnail WhyThereIsNone(const std::string& source, const SourceVersion& version
   if (access(source.c_str(), F_OK) != 0)
     return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
   if (!version.IsCurrent()) {
-    return Thumbnail::None(Outcome::kSourceChanged, {"it is being written", "run again later"});
+    return Thumbnail::None(Outcome::kSourceChanged, cause::kBeingWritten);
   }
   if (const auto fault = FaultOfMachine(source, info)) {
     return Thumbnail::None(Outcome::kToolFault, *fault);

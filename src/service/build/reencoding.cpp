@@ -21,7 +21,7 @@ bool Replace(const std::string& path, const std::function<bool(const std::string
   if (stat(path.c_str(), &st) != 0) return false;
   AtomicFile replacement(path);
   return write(replacement.path()) &&
-         replacement.Commit({st.st_mode & 07777, AtomicFile::Times{st.st_atim, st.st_mtim}});
+         replacement.Commit({st.st_mode & 07777, AtomicFile::Times{st.st_atim, st.st_mtim}, {}});
 }
 
 }  // namespace

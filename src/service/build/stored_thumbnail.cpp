@@ -1,23 +1,25 @@
 #include "service/build/stored_thumbnail.h"
 
-#include <sys/stat.h>
-
 #include "service/base/stat_cache.h"
 #include "service/picture/content_type.h"
+#include "service/store/current_entry.h"
 #include "service/store/store_files.h"
 
 namespace vexathumb::service {
 namespace {
 
-// The type of a stored file's content, read once; nothing when there is no such file, or when it
-// cannot be read.
-std::optional<std::string> TypeOfStored(const std::string& path) {
+// The type of a stored picture's content, read once; nothing when the file is no picture that could
+// be sent, whatever its name.
+std::optional<std::string> TypeOfStored(const std::string& path, const struct stat& status) {
   static StatCache<std::string> cache;
+  auto type = cache.Get(path, status);
+  if (!type && (type = ContentTypeOf(path))) cache.Put(path, status, *type);
+  return type && !type->empty() ? type : std::nullopt;
+}
+
+std::optional<std::string> TypeOfStored(const std::string& path) {
   const auto status = StatusOfStoredFile(path);
-  if (!status) return std::nullopt;
-  auto type = cache.Get(path, *status);
-  if (!type && (type = ContentTypeOf(path))) cache.Put(path, *status, *type);
-  return type;
+  return status ? TypeOfStored(path, *status) : std::nullopt;
 }
 
 Thumbnail FoundAt(const std::string& path, const std::string& mime, const char* from) {
@@ -51,8 +53,9 @@ std::optional<Thumbnail> FindScreenshot(const ThumbnailRequest& request, const T
 
 }  // namespace
 
-std::optional<Thumbnail> FindStored(const ThumbnailRequest& request, const ThumbInfo& info) {
-  if (request.avatar) return FindBuilt(request, info);
+std::optional<Thumbnail> FindStored(const ThumbnailRequest& request, const ThumbInfo& info,
+                                    const struct stat& source) {
+  if (request.avatar) return FindBuilt(request, info, source);
   // The photo-album and video applications keep their files current, so being there is enough.
   if (request.any_share || info.IsThumbShareIndexed()) {
     if (request.pixdeck && !request.IsFreeBox()) {
@@ -62,13 +65,16 @@ std::optional<Thumbnail> FindStored(const ThumbnailRequest& request, const Thumb
       if (auto found = FindScreenshot(request, info)) return found;
     }
   }
-  return request.docdeck && !IsVideo(request) ? FindBuilt(request, info) : std::nullopt;
+  return request.docdeck && !IsVideo(request) ? FindBuilt(request, info, source) : std::nullopt;
 }
 
-std::optional<Thumbnail> FindBuilt(const ThumbnailRequest& request, const ThumbInfo& info) {
+std::optional<Thumbnail> FindBuilt(const ThumbnailRequest& request, const ThumbInfo& info,
+                                   const struct stat& source) {
   const std::string path = BuiltPath(request, info);
-  const auto type = TypeOfStored(path);
-  if (!type || !info.IsThumbUptoDate(path)) return std::nullopt;
+  const auto status = StatusOfStoredFile(path);
+  if (!status || !IsMadeOf(path, *status, source)) return std::nullopt;
+  const auto type = TypeOfStored(path, *status);
+  if (!type) return std::nullopt;
   const bool bmp_data = type == kBmpType;
   Thumbnail found = FoundAt(path, bmp_data ? kBmpType : info.GetOutputMimeType(), kFromDocdeck);
   found.bmp_data = bmp_data;
@@ -84,12 +90,6 @@ Thumbnail SourceItself(const ThumbnailRequest& request, const ThumbInfo& info) {
   Thumbnail source = FoundAt(request.source, MimeOfSource(info), kFromOriginal);
   source.owner = Owner::kSource;
   return source;
-}
-
-bool IsCurrentEntry(const std::string& stored, time_t source_modified) {
-  struct stat st = {};
-  return !stored.empty() && lstat(stored.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
-         st.st_size > 0 && st.st_mtime == source_modified;
 }
 
 std::string BuiltPath(const ThumbnailRequest& request, const ThumbInfo& info) {

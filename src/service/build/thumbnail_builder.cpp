@@ -72,7 +72,7 @@ std::optional<Thumbnail> ThumbnailBuilder::TryBuild(const ThumbnailRequest& requ
 
 std::optional<Thumbnail> ThumbnailBuilder::FindOrCompact(const ThumbnailRequest& request,
                                                          const ThumbInfo& info) {
-  auto stored = IsVideo(request) ? std::nullopt : FindBuilt(request, info);
+  auto stored = IsVideo(request) ? std::nullopt : FindBuilt(request, info, version_.status());
   if (!stored || !stored->bmp_data || !options_.compaction) return stored;
   if (!Compact(stored->path, options_.quality)) return std::nullopt;
   stored->bmp_data = false;
@@ -87,8 +87,8 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
   const auto made = Make(request, info, entry.path());
   if (!made || !version_.IsCurrent()) return std::nullopt;
   const bool is_kept = options_.outside_store == OutsideStore::kNever ||
-                       !(made->is_oversized || HasEnoughFreeBoxes(request));
-  const auto attributes = StoredAttributes(version_.status().st_mtime);
+                       !(made->is_oversized || version_.IsFresh() || HasEnoughFreeBoxes(request));
+  const auto attributes = StoredAttributes(version_.status());
   if (!is_kept) {
     if (!entry.HandOut(attributes)) return std::nullopt;
     return OwnedByCaller(entry.path(), made->mime, kFromDocdeck);
@@ -113,7 +113,7 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeOutsideStore(const ThumbnailReque
   without_preview.use_preview = false;
   const auto made = Make(without_preview, info, entry.path());
   if (!made || !version_.IsCurrent()) return std::nullopt;
-  if (!entry.Commit(StoredAttributes(version_.status().st_mtime))) return std::nullopt;
+  if (!entry.Commit(StoredAttributes(version_.status()))) return std::nullopt;
   return OwnedByCaller(entry.target(), made->mime, kFromVarTmp);
 }
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <chrono>
 
-#include "service/build/stored_thumbnail.h"
 #include "service/build/thumbnail_builder.h"
+#include "service/store/current_entry.h"
 
 namespace vexathumb::service {
 namespace {
@@ -36,7 +36,7 @@ void PictureWork::ExamineSize(BuiltSize* size) const {
   }
   size->from = kFromDocdeck;
   size->output = inspected().StorePath(info.GetDocdeckThumbEAName());
-  if (IsCurrentEntry(size->output, version().status().st_mtime)) {
+  if (IsCurrentEntry(size->output, version().status())) {
     size->state = BuildState::kCurrent;
   }
 }
@@ -56,7 +56,7 @@ void PictureWork::MakeDue(const std::vector<BuiltSize>& due, BackgroundSlot* slo
       return EndWith(BuildState::kPostponed, {});
     }
     is_first = false;
-    if (IsCurrentEntry(size.output, version().status().st_mtime)) {
+    if (IsCurrentEntry(size.output, version().status())) {
       CountAsCurrent(size.output);
       continue;
     }

@@ -48,7 +48,7 @@ void ScreenshotWork::MakeDue(const std::vector<BuiltSize>& due, BackgroundSlot* 
   const std::string& stored = due.front().output;
   AtomicFile entry(stored);
   if (!TryMakeScreenshot(source(), entry.path()) || !version().IsCurrent() ||
-      !entry.Commit(StoredAttributes(version().status().st_mtime))) {
+      !entry.Commit(StoredAttributes(version().status()))) {
     return EndWithout(WhyThereIsNone(source(), version(), inspected().info(), cause::kNoTool));
   }
   CountAsBuilt(stored, std::chrono::duration<double, std::milli>(Clock::now() - start).count());

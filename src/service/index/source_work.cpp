@@ -49,12 +49,14 @@ void SourceWork::Work() {
   if (EndKnownFailure() || !Examine() || Due().empty() || options_.dry_run) return;
   if (const auto obstacle = StoreObstacle(source_)) return EndWith(BuildState::kFailed, *obstacle);
 
+  version_->WaitWhileFresh();
   BackgroundSlot slot(options_.lock_directory, source_, options_.limits);
   if (!slot.Take(options_.is_stopping)) return EndWith(BuildState::kPostponed, {});
   // Others may have built for it meanwhile, or written it.
   if (!Examine()) return;
   const std::vector<BuiltSize> due = Due();
   if (due.empty()) return;
+  if (version_->IsFresh()) return EndWith(BuildState::kPostponed, cause::kBeingWritten);
   SweepStoreDirectory(source_);
   MakeDue(due, &slot);
   if (report_.cause.text.empty()) RemoveFailureRecord(source_);
@@ -80,7 +82,7 @@ bool SourceWork::Examine() {
     report_.sizes.push_back({label, BuildState::kDue, "", "", 0, {}});
   }
   try {
-    version_.emplace(source_, ThisSecond::kWait);
+    version_.emplace(source_);
   } catch (const std::system_error&) {
     EndInspection(cause::kMissingSource);
     return false;

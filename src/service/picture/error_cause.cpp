@@ -14,6 +14,7 @@ const Cause kDamagedMetadata = {"its metadata are damaged", "the file is likely 
 namespace cause {
 
 const Cause kMissingSource = {"there is no such file", "name a picture that can be read"};
+const Cause kBeingWritten = {"it is being written", "run again later"};
 const Cause kUnknownContent = {"its content is no picture of a known type",
                                "check the file in a viewer"};
 const Cause kNoTool = {"no tool could make a thumbnail of it",

@@ -19,6 +19,7 @@ Cause CauseOf(const std::exception& error);
 namespace cause {
 
 extern const Cause kMissingSource;    // there is no such file
+extern const Cause kBeingWritten;     // the source changes
 extern const Cause kUnknownContent;   // no known type of picture
 extern const Cause kNoTool;           // every tool that was tried has failed
 extern const Cause kNoneStored;       // only stored thumbnails were asked for

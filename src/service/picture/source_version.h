@@ -7,28 +7,29 @@
 
 namespace vexathumb::service {
 
-// What is done about a source that was modified within the present second: thumbnails carry whole
-// seconds, so that another change within it would leave no trace in them.
-enum class ThisSecond {
-  kWait,  // until it is over, where nobody waits for the answer
-  kTakeAsIs,
-};
-
-// A source as it was when work on it began. Somebody may be writing it meanwhile.
+// A source as it was when work on it began, before it was inspected. Somebody may be writing it
+// meanwhile, or put another in its place.
 class SourceVersion {
  public:
   // Throws std::system_error when its status cannot be had.
-  SourceVersion(const std::string& path, ThisSecond this_second);
+  explicit SourceVersion(const std::string& path);
 
   const struct stat& status() const { return status_; }
 
-  // Whether the source is still that one, so that a thumbnail made of it since may be given its
-  // modification time.
+  // Whether the source is still that one: the same file with the same size and times, to the
+  // nanosecond, that of the last change of its status among them.
   bool IsCurrent() const;
+
+  // Whether it was modified within the last two seconds. Thumbnails carry whole seconds, and some
+  // file systems count in twos, so that another change might leave no trace in them: what is made
+  // of such a source is not to be kept. A time to come is a wrong clock's, and no reason to wait.
+  bool IsFresh() const;
+
+  // Returns when it is not, for those for whom nobody waits.
+  void WaitWhileFresh() const;
 
  private:
   std::string path_;
-  ThisSecond this_second_;
   struct stat status_ = {};
 };
 

@@ -1,8 +1,10 @@
 #include "service/serve/forecast.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "service/base/path_name.h"
+#include "service/store/current_entry.h"
 #include "service/store/store_place_check.h"
 
 namespace vexathumb::service {
@@ -66,13 +68,15 @@ std::vector<StoreEntry> StoreEntriesFor(const InspectedSource& source, const std
   };
   if (IsVideo(source.path())) names.emplace_back(kReeldeck, info.GetReeldeckThumbEAName());
 
+  struct stat status = {};
+  const bool is_there = stat(source.path().c_str(), &status) == 0;
   std::vector<StoreEntry> entries;
   for (const auto& [application, name] : names) {
     StoreEntry entry;
     entry.application = application;
     entry.path = source.StorePath(name);
     entry.exists = !entry.path.empty() && access(entry.path.c_str(), F_OK) == 0;
-    entry.is_current = entry.exists && info.IsThumbUptoDate(entry.path);
+    entry.is_current = is_there && entry.exists && IsCurrentEntry(entry.path, status);
     entries.push_back(entry);
   }
   return entries;

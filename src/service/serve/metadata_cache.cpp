@@ -1,5 +1,7 @@
 #include "service/serve/metadata_cache.h"
 
+#include <utility>
+
 #include "service/base/stat_cache.h"
 
 namespace vexathumb::service {
@@ -16,12 +18,13 @@ void CacheMetadata(const std::string& source, const struct stat& before, const T
   Cache().Put(source, before, info);
 }
 
-std::optional<ThumbInfo> CachedMetadata(const ThumbnailRequest& request) {
+std::optional<CachedSource> CachedMetadata(const ThumbnailRequest& request) {
   struct stat status = {};
   if (stat(request.source.c_str(), &status) != 0) return std::nullopt;
   std::optional<ThumbInfo> info = Cache().Get(request.source, status);
-  if (info) ApplyWishes(request, &*info);
-  return info;
+  if (!info) return std::nullopt;
+  ApplyWishes(request, &*info);
+  return CachedSource{*std::move(info), status};
 }
 
 }  // namespace vexathumb::service

@@ -16,9 +16,13 @@ namespace vexathumb::service {
 // `info` has been inspected, and `before` is the source's status from before that.
 void CacheMetadata(const std::string& source, const struct stat& before, const ThumbInfo& info);
 
-// The description of the request's source, inspected earlier. Nothing when it is not remembered or
-// has changed since.
-std::optional<ThumbInfo> CachedMetadata(const ThumbnailRequest& request);
+struct CachedSource {
+  ThumbInfo info;  // the request's description, inspected earlier
+  struct stat status = {};
+};
+
+// What is remembered of the request's source. Nothing when it is not, or has changed since.
+std::optional<CachedSource> CachedMetadata(const ThumbnailRequest& request);
 
 }  // namespace vexathumb::service
 

@@ -43,12 +43,16 @@ class Obtaining {
 
   // Reads the source as it is now; the answer, if that alone gives one.
   std::optional<Thumbnail> Inspect() {
-    struct stat before = {};
-    const bool exists = stat(request_.source.c_str(), &before) == 0;
+    version_.reset();
+    try {
+      version_.emplace(request_.source);
+    } catch (const std::system_error&) {
+      return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
+    }
     const InspectedSource source(request_.source, request_.animated_gif);
     switch (source.inspection().result) {
       case InspectionResult::kRead:
-        if (exists) CacheMetadata(request_.source, before, source.info());
+        CacheMetadata(request_.source, version_->status(), source.info());
         break;
       case InspectionResult::kUnknownContent:
         break;
@@ -66,8 +70,8 @@ class Obtaining {
   // What is stored most often, at the least cost.
   std::optional<Thumbnail> StoredByEarlierInspection() const {
     if (request_.label == kOriginal) return std::nullopt;
-    const auto info = CachedMetadata(request_);
-    return info ? Stored(request_, *info) : std::nullopt;
+    const auto source = CachedMetadata(request_);
+    return source ? Stored(request_, source->info, source->status) : std::nullopt;
   }
 
   // Everything that answers without building, by the source as it is now.
@@ -83,7 +87,7 @@ class Obtaining {
       info_->SetSize(request_.label);
       info_->SetDimension(request_.box);
     }
-    if (auto stored = Stored(request_, info())) return stored;
+    if (auto stored = Stored(request_, info(), version_->status())) return stored;
     if (request_.only_stored) {
       return OrStoredSmaller(Thumbnail::None(Outcome::kNotStored, cause::kNoneStored));
     }
@@ -102,8 +106,9 @@ class Obtaining {
         Outcome::kUnusable, {failure->reason, "it is tried again when it has changed"}));
   }
 
-  std::optional<Thumbnail> Stored(const ThumbnailRequest& request, const ThumbInfo& info) const {
-    auto stored = FindStored(request, info);
+  std::optional<Thumbnail> Stored(const ThumbnailRequest& request, const ThumbInfo& info,
+                                  const struct stat& source) const {
+    auto stored = FindStored(request, info, source);
     // What will be compacted is about to be replaced, or deleted by the one who asked for it.
     if (stored && stored->bmp_data && options_.build.compaction) return std::nullopt;
     return stored;
@@ -120,23 +125,17 @@ class Obtaining {
       smaller.box = Thumb::strThumbSizeMap_.at(*label);
       info.SetSize(smaller.label);
       info.SetDimension(smaller.box);
-      if (auto stored = Stored(smaller, info)) return *stored;
+      if (auto stored = Stored(smaller, info, version_->status())) return *stored;
     }
     return none;
   }
 
   Thumbnail Build() {
-    std::optional<SourceVersion> version;
-    try {
-      version.emplace(request_.source, ThisSecond::kTakeAsIs);
-    } catch (const std::system_error&) {
-      return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
-    }
     Thumbnail thumbnail =
-        ThumbnailBuilder(request_.source, *version, options_.build).Build(request_, info());
+        ThumbnailBuilder(request_.source, *version_, options_.build).Build(request_, info());
     if (thumbnail.outcome == Outcome::kPicture) RemoveFailureRecord(request_.source);
     if (thumbnail.outcome == Outcome::kUnusable && options_.use_failure_record) {
-      RecordFailure(request_.source, version->status(), thumbnail.cause.text,
+      RecordFailure(request_.source, version_->status(), thumbnail.cause.text,
                     vexaplatform::LastToolRun().program);
     }
     const bool is_settled =
@@ -146,6 +145,7 @@ class Obtaining {
 
   ThumbnailRequest request_;
   const ObtainOptions& options_;
+  std::optional<SourceVersion> version_;  // from before the inspection
   std::optional<ThumbInfo> info_;
 };
 

@@ -1,6 +1,7 @@
 #include "service/store/store_figures.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -8,6 +9,7 @@
 #include "posix/unique_fd.h"
 #include "service/base/folder_list.h"
 #include "service/picture/content_type.h"
+#include "service/store/current_entry.h"
 #include "service/store/store_walk.h"
 
 namespace vexathumb::service {
@@ -29,7 +31,11 @@ class Counter : public StoreVisitor {
       return;
     }
     ++(directory.source_gone ? figures_->orphans : figures_->directories);
-    for (const FolderEntry& entry : *entries) Count(directory, entry);
+    struct stat source = {};
+    const bool has_source = !directory.source_gone && stat(directory.source.c_str(), &source) == 0;
+    for (const FolderEntry& entry : *entries) {
+      Count(directory, entry, has_source ? &source : nullptr);
+    }
   }
 
   void CannotRead(const std::string& folder, const std::string& cause) override {
@@ -37,16 +43,15 @@ class Counter : public StoreVisitor {
   }
 
  private:
-  void Count(const StoreDirectory& directory, const FolderEntry& entry) {
+  // `source` is the source's status; null where it is gone.
+  void Count(const StoreDirectory& directory, const FolderEntry& entry, const struct stat* source) {
     if (S_ISDIR(entry.status.st_mode)) return;
-    FileCount& count = directory.source_gone
-                           ? figures_->in_orphans
-                           : figures_->kinds[KindOf(directory.path() + "/" + entry.name, entry)];
+    const std::string path = directory.path() + "/" + entry.name;
+    FileCount& count =
+        directory.source_gone ? figures_->in_orphans : figures_->kinds[KindOf(path, entry)];
     ++count.files;
     count.bytes += static_cast<uint64_t>(entry.status.st_size);
-    const bool is_current =
-        !directory.source_gone && entry.status.st_mtime == directory.source_status.st_mtime;
-    if (is_current) ++count.current;
+    if (source != nullptr && IsCurrentEntry(path, *source)) ++count.current;
   }
 
   static StoreFigures::Kind KindOf(const std::string& path, const FolderEntry& entry) {

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "common/util/util.h"
+#include "service/store/source_mark.h"
 #include "service/store/store_names.h"
 #include "service/store/store_place_check.h"
 #include "vexa/ea.h"
@@ -56,8 +57,9 @@ bool HasStoreRoom(const std::string& source) {
   return IsStoreWritable(source) && HasRoom(StoreDirectoryOf(source));
 }
 
-AtomicFile::Attributes StoredAttributes(time_t modified) {
-  return {0777, AtomicFile::Times{{0, 0}, {modified, 0}}};
+AtomicFile::Attributes StoredAttributes(const struct stat& source) {
+  return {0777, AtomicFile::Times{{0, 0}, {source.st_mtime, 0}},
+          [source](int thumbnail) { MarkSource(thumbnail, source); }};
 }
 
 int CountFreeBoxes(const std::string& source) {

@@ -3,7 +3,6 @@
 
 #include <sys/stat.h>
 
-#include <ctime>
 #include <optional>
 #include <string>
 
@@ -29,9 +28,10 @@ bool IsStoreWritable(const std::string& source);
 bool HasRoom(const std::string& directory);
 bool HasStoreRoom(const std::string& source);
 
-// What an entry of a store gets, of a source that was modified at `modified`: as the library leaves
-// them, it is open to the other applications, and never accessed.
-AtomicFile::Attributes StoredAttributes(time_t modified);
+// What an entry of a store gets, of a source with that status: as the library leaves them, it is
+// open to the other applications, was modified when the source was, and never accessed; and it has
+// the mark of its source.
+AtomicFile::Attributes StoredAttributes(const struct stat& source);
 
 // How many of the source's stored thumbnails are for free boxes and avatars.
 int CountFreeBoxes(const std::string& source);

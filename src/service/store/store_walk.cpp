@@ -145,7 +145,7 @@ class Walk {
     directory.beside = IsBeside();
     if (sources < 0) {
       directory.source_gone = true;
-    } else if (fstatat(sources, name.c_str(), &directory.source_status, AT_SYMLINK_NOFOLLOW) != 0) {
+    } else if (struct stat st = {}; fstatat(sources, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
       if (!SaysGone(errno)) return visitor_.CannotRead(directory.source, strerror(errno));
       directory.source_gone = true;
     }

@@ -1,8 +1,6 @@
 #ifndef VEXATHUMB_SERVICE_STORE_STORE_WALK_H_
 #define VEXATHUMB_SERVICE_STORE_STORE_WALK_H_
 
-#include <sys/stat.h>
-
 #include <string>
 
 namespace vexathumb::service {
@@ -11,7 +9,6 @@ namespace vexathumb::service {
 struct StoreDirectory {
   std::string source;  // absolute, whether it is there or not
   bool source_gone = false;
-  struct stat source_status = {};  // of the source itself, without following it; when it is there
 
   // The directory is `place`/`relative`; no component of the latter is a link. `place` is the
   // folder that was walked or, under a store root, its mirror.

@@ -59,6 +59,7 @@ void DrawWithOrientation(const std::string& format, const std::string& path,
                          const PictureOptions& options) {
   Draw(format + ":" + path, options.size, options.orientation, kPicturePalette);
   if (options.orientation != 0) AddExif(path, {OrientationValue(options.orientation)});
+  Age(path);
 }
 
 // The encoder copies the EXIF data of a JPEG.
@@ -69,6 +70,7 @@ void EncodeHeif(const Arguments& codec, const std::string& path, const std::stri
   argv.insert(argv.end(), {"-o", path, jpeg});
   RunTool(argv);
   if (orientation > 1) WriteFile(path, WithContainerOrientation(ReadFile(path), orientation));
+  Age(path);
 }
 
 }  // namespace
@@ -108,6 +110,7 @@ void WriteJpeg(const std::string& path, const JpegOptions& options) {
                   PreviewJpeg(*options.xmp_preview, options.orientation));
   }
   image->writeMetadata();
+  Age(path);
 }
 
 void AddExif(const std::string& path, const std::vector<ExifValue>& values) {
@@ -115,6 +118,7 @@ void AddExif(const std::string& path, const std::vector<ExifValue>& values) {
   image->readMetadata();
   for (const ExifValue& value : values) AddExifTo(image->exifData(), value);
   image->writeMetadata();
+  Age(path);
 }
 
 void AddExifThumbnail(const std::string& path, const std::string& thumbnail) {
@@ -122,6 +126,7 @@ void AddExifThumbnail(const std::string& path, const std::string& thumbnail) {
   image->readMetadata();
   Exiv2::ExifThumb(image->exifData()).setJpegThumbnail(thumbnail);
   image->writeMetadata();
+  Age(path);
 }
 
 void WritePng(const std::string& path, const PictureOptions& options) {
@@ -138,14 +143,17 @@ void WriteWebp(const std::string& path, const PictureOptions& options) {
 
 void WriteBmp(const std::string& path, const Size& size) {
   Draw("bmp:" + path, size, 0, kPicturePalette);
+  Age(path);
 }
 
 void WriteGif(const std::string& path, const Size& size) {
   Draw("gif:" + path, size, 0, kPicturePalette);
+  Age(path);
 }
 
 void WriteTransparentPng(const std::string& path, const Size& size) {
   Draw("png:" + path, size, 0, {"red", "lime", "blue", "none"});
+  Age(path);
 }
 
 void WriteAnimatedGif(const std::string& path, const Size& size, int frames) {
@@ -163,6 +171,7 @@ void WriteAnimatedGif(const std::string& path, const Size& size, int frames) {
   }
   argv.push_back("gif:" + path);
   RunTool(argv);
+  Age(path);
 }
 
 void WriteHeic(const std::string& path, const PictureOptions& options) {

@@ -146,10 +146,12 @@ void WriteDng(const std::string& path, const DngOptions& options) {
   if (options.preview == RawPreview::kJpegStrip) previews = {JpegStripPreview(preview)};
   if (options.preview == RawPreview::kPixels) previews = {PixelPreview(preview)};
   WriteFile(path, BuildTiff(Sensor(ReadRaster(sensor)), previews));
+  Age(path);
 }
 
 void WriteDngOf(const std::string& path, const std::string& sensor, const std::string& preview) {
   WriteFile(path, BuildTiff(Sensor(ReadRaster(sensor)), {JpegPreview(preview)}));
+  Age(path);
 }
 
 void WriteCr2(const std::string& path, const Size& jpeg_preview, const Size& tiff_preview) {
@@ -161,6 +163,7 @@ void WriteCr2(const std::string& path, const Size& jpeg_preview, const Size& tif
   const std::string signature("CR\2\0\0\0\0\0", 8);
   WriteFile(path,
             BuildTiff(main, {JpegPreview(dir / "jpeg"), PixelPreview(dir / "tiff")}, signature));
+  Age(path);
 }
 
 }  // namespace vexathumb::kit

@@ -55,6 +55,14 @@ void SetModificationTime(const std::string& path, time_t seconds) {
   }
 }
 
+struct stat StatusOf(const std::string& path) {
+  struct stat st = {};
+  if (stat(path.c_str(), &st) != 0) {
+    throw std::system_error(errno, std::generic_category(), path);
+  }
+  return st;
+}
+
 time_t ModificationTimeOf(const std::string& path) {
   struct stat st = {};
   return stat(path.c_str(), &st) == 0 ? st.st_mtime : -1;
@@ -154,7 +162,7 @@ Thumbnail ServiceTest::Obtain(const ThumbnailRequest& request) const {
 }
 
 std::optional<Thumbnail> ServiceTest::Build(const ThumbnailRequest& request) const {
-  const SourceVersion version(request.source, ThisSecond::kTakeAsIs);
+  const SourceVersion version(request.source);
   Thumbnail built =
       ThumbnailBuilder(request.source, version, options_.build).Build(request, Inspected(request));
   return built.outcome == Outcome::kPicture ? std::make_optional(std::move(built)) : std::nullopt;

@@ -27,6 +27,7 @@ ThumbnailRequest ForAvatar(const std::string& source, uint32_t width, uint32_t h
 ThumbInfo Inspected(const ThumbnailRequest& request);
 
 void SetModificationTime(const std::string& path, time_t seconds);
+struct stat StatusOf(const std::string& path);
 time_t ModificationTimeOf(const std::string& path);
 ino_t InodeOf(const std::string& path);  // 0 when there is none
 

@@ -85,7 +85,7 @@ TEST_F(AtomicFileTest, AppearsWhenItIsCommitted) {
 TEST_F(AtomicFileTest, AppearsWithTheNamedModeAndTimes) {
   AtomicFile file(target_);
   WriteByTool(file, "x");
-  EXPECT_TRUE(file.Commit({0751, AtomicFile::Times{{1, 2}, {3, 4}}}));
+  EXPECT_TRUE(file.Commit({0751, AtomicFile::Times{{1, 2}, {3, 4}}, {}}));
   struct stat st = {};
   ASSERT_EQ(stat(target_.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 07777, 0751U);
@@ -176,7 +176,7 @@ TEST_F(AtomicFileTest, WhatIsHandedOutStaysWhereItWasWritten) {
     path = file.path();
     WriteByTool(file, "x");
     kit::WriteFile(path + "_1700000000", "a decoder's intermediate");
-    EXPECT_TRUE(file.HandOut({0700, AtomicFile::Times{{1, 2}, {3, 4}}}));
+    EXPECT_TRUE(file.HandOut({0700, AtomicFile::Times{{1, 2}, {3, 4}}, {}}));
   }
   EXPECT_THAT(NamesIn(folder_), ElementsAre(fs::path(path).filename().string()));
   EXPECT_EQ(ModificationTimeOf(path), 3);

@@ -64,7 +64,7 @@ TEST_P(FindStoredTest, FollowsTheLibrarysOrder) {
 
   ThumbnailRequest request = ForLabel(source, kBig);
   c.change(request);
-  const auto found = FindStored(request, Inspected(request));
+  const auto found = FindStored(request, Inspected(request), StatusOf(source));
   EXPECT_EQ(found ? found->path : "",
             c.found[0] != '\0' ? StorePath(source, c.found) : std::string());
   EXPECT_EQ(machine_.Runs(), 0);
@@ -180,7 +180,7 @@ class FoundThumbnailTest : public ServiceTest {
     ThumbnailRequest request = ForLabel(source_, kBig);
     request.any_share = true;
     request.turns = turns_;
-    return FindStored(request, Inspected(request));
+    return FindStored(request, Inspected(request), StatusOf(source_));
   }
 
   const std::string source_ = Picture("a.jpg");
@@ -226,7 +226,7 @@ TEST_F(FoundThumbnailTest, AScreenshotIsAJpegThatIsNotTurned) {
   ThumbnailRequest request = ForLabel(Picture("a.mp4"), kSmall);
   request.any_share = true;
   request.turns = 1;
-  const auto found = FindStored(request, Inspected(request));
+  const auto found = FindStored(request, Inspected(request), StatusOf(request.source));
   ASSERT_TRUE(found);
   EXPECT_EQ(found->mime, "image/jpeg");
   EXPECT_EQ(found->turns_to_come, 0);
@@ -239,7 +239,7 @@ TEST_F(FoundThumbnailTest, ARawFileOfUnknownTypeHasAStoredThumbnailToo) {
   const ThumbnailRequest request = ForLabel(Picture("a.x3f"), kBig);
   const ThumbInfo info = Inspected(request);
   ASSERT_FALSE(info.IsGood());
-  EXPECT_TRUE(FindStored(request, info));
+  EXPECT_TRUE(FindStored(request, info, StatusOf(request.source)));
 }
 
 struct PlantedCase {

@@ -352,6 +352,7 @@ TEST_F(SourceBuildTest, WaitsForThoseWhoBuildForTheSourceAndTakesTheirResult) {
 }
 
 TEST_F(SourceBuildTest, ARequestForTheSourceIsAnsweredBetweenSizes) {
+  const std::string kByAnother = "\x89PNG\r\n\x1a\n built by another";
   const std::string source = Picture("a.png");
   kit::WritePng(source, {{1600, 1200}});
   SetModificationTime(source, kSourceTime);
@@ -360,7 +361,7 @@ TEST_F(SourceBuildTest, ARequestForTheSourceIsAnsweredBetweenSizes) {
     begun.Await();
     const SourceLock lock(options_.lock_directory, source);
     if (!Stored(source).empty() && Stored(source).size() < 4) {
-      WriteStored(source, "VEXAFILE_THUMB_S.png", "built by another");
+      WriteStored(source, "VEXAFILE_THUMB_S.png", kByAnother);
     }
     return 0;
   });
@@ -381,7 +382,7 @@ TEST_F(SourceBuildTest, ARequestForTheSourceIsAnsweredBetweenSizes) {
               ElementsAre(BuildState::kCurrent, BuildState::kBuilt, BuildState::kBuilt,
                           BuildState::kBuilt, BuildState::kCurrent));
   EXPECT_EQ(request.Wait(), 0);
-  EXPECT_EQ(kit::ReadFile(StorePath(source, "VEXAFILE_THUMB_S.png")), "built by another");
+  EXPECT_EQ(kit::ReadFile(StorePath(source, "VEXAFILE_THUMB_S.png")), kByAnother);
 }
 
 TEST_F(SourceBuildTest, FilesOfATypeThatOnlyDcrawKnowsAreBuilt) {

@@ -45,11 +45,11 @@ TEST_F(MetadataCacheTest, RecallsASourceForAnotherRequest) {
   const auto recalled = CachedMetadata(request);
   ASSERT_TRUE(recalled);
   const ThumbInfo inspected = Inspected(request);
-  EXPECT_TRUE(recalled->IsGood());
-  EXPECT_TRUE(recalled->GetCropMode());
-  EXPECT_EQ(recalled->GetRotateSuffix(), inspected.GetRotateSuffix());
-  EXPECT_EQ(recalled->GetDocdeckThumbEAName(), inspected.GetDocdeckThumbEAName());
-  EXPECT_EQ(recalled->GetAvatarThumbEAName(), inspected.GetAvatarThumbEAName());
+  EXPECT_TRUE(recalled->info.IsGood());
+  EXPECT_TRUE(recalled->info.GetCropMode());
+  EXPECT_EQ(recalled->info.GetRotateSuffix(), inspected.GetRotateSuffix());
+  EXPECT_EQ(recalled->info.GetDocdeckThumbEAName(), inspected.GetDocdeckThumbEAName());
+  EXPECT_EQ(recalled->info.GetAvatarThumbEAName(), inspected.GetAvatarThumbEAName());
 }
 
 TEST_F(MetadataCacheTest, ForgetsASourceThatHasBeenWrittenAnew) {

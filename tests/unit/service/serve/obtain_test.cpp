@@ -9,8 +9,10 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
+#include "kit/hostile/hazardous_names.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
+#include "service/picture/source_version.h"
 #include "service/store/failure_record.h"
 #include "unit/service/service_test.h"
 #include "unit/service/x3f.h"
@@ -140,6 +142,36 @@ TEST_F(ObtainTest, BuildsAndFindsItAgain) {
   EXPECT_NE(found.owner, Owner::kCaller);
   EXPECT_EQ(InodeOf(found.path), inode);
   EXPECT_EQ(machine_.Runs(), runs);
+}
+
+TEST_F(ObtainTest, APictureOfASourceThatWasJustWrittenIsSentAndNotKept) {
+  WritePhoto(source_, {1600, 1200});
+  SetModificationTime(source_, time(nullptr));
+  const Thumbnail sent = Obtain(ForLabel(source_, kBig));
+  EXPECT_EQ(sent.outcome, Outcome::kPicture);
+  EXPECT_EQ(sent.owner, Owner::kCaller);
+  EXPECT_EQ(kit::Corners(sent.path), kit::kPictureCorners);
+  unlink(sent.path.c_str());
+  EXPECT_THAT(Stored(source_), IsEmpty());
+  SourceVersion(source_).WaitWhileFresh();
+  EXPECT_EQ(Obtain(ForLabel(source_, kBig)).path, StorePath(source_, kBigEntry));
+}
+
+TEST_F(ObtainTest, AnotherPictureOfTheSameSecondRenamedOverTheSourceIsShown) {
+  WritePhoto(source_, {1600, 1200});
+  ASSERT_EQ(kit::Corners(Obtain(ForLabel(source_, kBig)).path), kit::kPictureCorners);
+  kit::WriteDecoy(Picture("b.jpg"));
+  SetModificationTime(Picture("b.jpg"), kSourceTime);
+  std::filesystem::rename(Picture("b.jpg"), source_);
+  EXPECT_EQ(kit::Corners(Obtain(ForLabel(source_, kBig)).path), kit::kDecoyCorners);
+}
+
+TEST_F(ObtainTest, AStoredFileThatIsNoPictureIsBuiltAgain) {
+  WritePhoto(source_, {1600, 1200});
+  WriteStored(source_, kBigEntry, std::string(4096, '\0'));
+  const Thumbnail built = Obtain(ForLabel(source_, kBig));
+  EXPECT_EQ(built.path, StorePath(source_, kBigEntry));
+  EXPECT_EQ(kit::Corners(built.path), kit::kPictureCorners);
 }
 
 TEST_F(ObtainTest, APhotoAlbumThumbnailIsTurnedWhenSent) {

@@ -1,0 +1,53 @@
+#include "service/store/source_mark.h"
+
+#include <sys/xattr.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+
+namespace vexathumb::service {
+namespace {
+
+constexpr char kAttribute[] = "user.vexathumb.source";
+constexpr size_t kLongest = 160;
+constexpr int64_t kNanoseconds = 1'000'000'000;
+
+// The clock of the file system that the thumbnail lies on.
+int64_t ChangeOf(const struct stat& st) {
+  return int64_t{st.st_ctim.tv_sec} * kNanoseconds + st.st_ctim.tv_nsec;
+}
+
+// Between its marking and the end of its renaming, which changes its status once more.
+constexpr int64_t kRenaming = 10'000'000;
+
+std::string IdentityOf(const struct stat& source) {
+  const std::string identity = std::to_string(source.st_size) + " bytes of " +
+                               std::to_string(source.st_mtim.tv_sec) + " s " +
+                               std::to_string(source.st_mtim.tv_nsec) + " ns";
+  const bool is_whole_second = source.st_mtim.tv_nsec == 0;
+  return is_whole_second ? identity + " inode " + std::to_string(source.st_ino) : identity;
+}
+
+}  // namespace
+
+void MarkSource(int thumbnail, const struct stat& source) {
+  struct stat now = {};
+  if (fstat(thumbnail, &now) != 0) return;
+  const std::string mark = IdentityOf(source) + ", kept " + std::to_string(ChangeOf(now));
+  fsetxattr(thumbnail, kAttribute, mark.data(), mark.size(), 0);
+}
+
+SourceMark ReadSourceMark(const std::string& stored, const struct stat& status,
+                          const struct stat& source) {
+  std::array<char, kLongest> buffer = {};
+  const ssize_t size = lgetxattr(stored.c_str(), kAttribute, buffer.data(), buffer.size());
+  if (size <= 0) return {};
+  const std::string mark(buffer.data(), static_cast<size_t>(size));
+  const std::string identity = IdentityOf(source) + ", kept ";
+  if (mark.compare(0, identity.size(), identity) != 0) return {SourceMark::Says::kOtherSource};
+  const int64_t since = ChangeOf(status) - strtoll(mark.c_str() + identity.size(), nullptr, 10);
+  return {SourceMark::Says::kSameSource, since >= 0 && since <= kRenaming};
+}
+
+}  // namespace vexathumb::service
