@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <sstream>
+#include <thread>
 
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
@@ -106,7 +108,7 @@ TEST_P(StoreCareCommand, TellsOfAMissingPathAndGoesOn) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, StoreCareCommand,
-                         ::testing::Values("clean", "stat", "failures"));
+                         ::testing::Values("clean", "stat", "failures", "verify"));
 
 TEST_F(StoreCare, StatCountsWhatIsStored) {
   fs::remove(album_ / "b.jpg");
@@ -127,6 +129,20 @@ TEST_F(StoreCare, StatCountsWhatIsStored) {
                                                   std::to_string(bytes) + " +100.0 %\n"));
   EXPECT_THAT(table.out, HasSubstr("1 source has 1 file, "));
   EXPECT_THAT(table.out, HasSubstr("1 store directory has lost the source: 1 file, "));
+}
+
+TEST_F(StoreCare, StatFollowsASourceThatIsALink) {
+  fs::rename(album_ / "b.jpg", album_.Aside("elsewhere.jpg"));
+  fs::create_symlink(album_.Aside("elsewhere.jpg"), album_ / "b.jpg");
+  EXPECT_EQ(album_.Run({"stat", "--json", album_.pictures()}).json()["current"], 2);
+}
+
+TEST_F(StoreCare, StatCountsNoFileAsCurrentThatIsNoPicture) {
+  const auto time = fs::last_write_time(Thumbnail("a.jpg"));
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // later than the build
+  kit::WriteFile(Thumbnail("a.jpg"), std::string(1000, '\0'));
+  fs::last_write_time(Thumbnail("a.jpg"), time);
+  EXPECT_EQ(album_.Run({"stat", "--json", album_.pictures()}).json()["current"], 1);
 }
 
 TEST_F(StoreCare, StatOfAnEmptyFolderIsNoFault) {

@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "platform/tool/tool_record.h"
-#include "platform/tool/tool_result.h"
+#include "vexaplatform/whole_picture.h"
 #include "vlibc/process.h"
 
 namespace vexaplatform {

@@ -21,6 +21,7 @@ Run AddFarmCommand(CLI::App& app);
 Run AddFailuresCommand(CLI::App& app);
 Run AddCleanCommand(CLI::App& app);
 Run AddStatCommand(CLI::App& app);
+Run AddVerifyCommand(CLI::App& app);
 Run AddDoctorCommand(CLI::App& app);
 
 }  // namespace vexathumb::program

@@ -5,16 +5,12 @@
 #include <vector>
 
 #include "common/util/util.h"
-#include "programs/vexathumb/build_report.h"
+#include "programs/vexathumb/build_again.h"
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/named_paths.h"
 #include "programs/vexathumb/printable.h"
 #include "programs/vexathumb/report.h"
-#include "service/build/build_settings.h"
-#include "service/index/indexer.h"
-#include "service/index/source_build.h"
 #include "service/store/failure_list.h"
-#include "vexaplatform/settings.h"
 
 namespace vexathumb::program {
 namespace {
@@ -36,22 +32,6 @@ void PrintFailure(const std::string& source, const service::BuildFailure& failur
   std::cout << ForOutput(source) << ": " << Printable(failure.reason) << "\n";
 }
 
-// Tries all sizes again right away, and tells how that ended as `build` does.
-ExitCode Retry(std::vector<service::SourceItem> failed, bool json) {
-  service::ListedSources sources(std::move(failed));
-  BuildReport report(json ? BuildForm::kJson : BuildForm::kText,
-                     [&sources] { return sources.size(); });
-  service::RunSignals signals;
-  service::IndexOptions index;
-  index.build = service::SourceBuildOptionsFrom(vexaplatform::CurrentSettings()->service);
-  index.build.sizes = {kSmall, kMedium, kBig, kLarge, kExtraLarge};
-  index.build.retry_failed = true;
-  index.jobs = service::Processors();
-  const bool is_complete = service::Indexer(sources, index, signals, report).Run();
-  report.Finish(is_complete);
-  return report.Result(is_complete);
-}
-
 ExitCode RunFailures(const FailuresOptions& options) {
   NamedPaths named(options.names);
   std::vector<service::SourceItem> failed;
@@ -66,7 +46,10 @@ ExitCode RunFailures(const FailuresOptions& options) {
         },
         [&named](const auto& folder, const auto& cause) { named.Unreadable(folder, cause); });
   }
-  if (options.retry) return named.ExitCodeAfter(Retry(std::move(failed), options.json));
+  if (options.retry) {
+    return named.ExitCodeAfter(
+        BuildAgain(std::move(failed), {kSmall, kMedium, kBig, kLarge, kExtraLarge}, options.json));
+  }
   return named.ExitCodeAfter(failed.empty() ? kDone : kNoThumbnail);
 }
 

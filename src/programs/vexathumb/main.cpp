@@ -19,7 +19,7 @@ ExitCode RunProgram(int argc, char** argv) {
   const std::vector<Run> runs = {AddGetCommand(app),      AddBuildCommand(app), AddInfoCommand(app),
                                  AddWatchCommand(app),    AddPlanCommand(app),  AddFarmCommand(app),
                                  AddFailuresCommand(app), AddCleanCommand(app), AddStatCommand(app),
-                                 AddDoctorCommand(app)};
+                                 AddVerifyCommand(app),   AddDoctorCommand(app)};
   const std::vector<CLI::App*> commands = app.get_subcommands({});
   app.set_version_flag("--version", "vexathumb " VEXATHUMB_VERSION, "Show the version and exit");
   app.set_help_flag("-h,--help", "Show this help and exit");

@@ -7,6 +7,7 @@
 
 #include "service/picture/content_type.h"
 #include "service/picture/inspection.h"
+#include "vexaplatform/whole_picture.h"
 
 namespace vexathumb::service {
 namespace {
@@ -44,6 +45,8 @@ bool Copy(const std::string& from, const std::string& to) {
 bool MakeFromEmbeddedPreview(const ThumbnailRequest& request, const std::string& path) {
   InspectionWithPreview inspection(request);
   if (!inspection.FindsPreview()) return false;
+  // Of a file that was cut short the preview may be too.
+  if (!vexaplatform::IsWholePicture(inspection.preview())) return false;
   const ThumbInfo& info = inspection.info();
   const bool upright = (info.GetRotate() + info.GetUserRotate()) % 4 == 0 && !info.GetFlop();
   const bool as_it_is = upright && info.GetMimeType() == kJpegType &&

@@ -18,6 +18,7 @@
 #include "service/store/store_place_check.h"
 #include "service/store/sweeping.h"
 #include "vexaplatform/tool_report.h"
+#include "vexaplatform/whole_picture.h"
 
 namespace vexathumb::service {
 namespace {
@@ -124,7 +125,9 @@ std::optional<SizeSeries::Made> ThumbnailBuilder::Make(const ThumbnailRequest& r
   if (request.use_preview && MakeFromEmbeddedPreview(request, path)) {
     return SizeSeries::Made{info.GetOutputMimeType()};
   }
-  return series_.Make(request, info, path);
+  auto made = series_.Make(request, info, path);
+  // A raw file's preview comes as it is.
+  return made && vexaplatform::IsWholePicture(path) ? made : std::nullopt;
 }
 
 std::optional<SizeSeries::Made> ThumbnailBuilder::MakeAvatarPicture(const ThumbnailRequest& request,

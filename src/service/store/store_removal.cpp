@@ -114,4 +114,13 @@ Freed RemoveLeftovers(const StoreDirectory& directory, const RemovalOptions& opt
   return freed;
 }
 
+bool RemoveEntry(const StoreDirectory& directory, const std::string& name,
+                 const std::string& lock_directory) {
+  const SourceLock lock(lock_directory, directory.source);
+  const posix::UniqueFd place = OpenPlace(directory);
+  const posix::UniqueFd store =
+      posix::OpenBeneath(place.get(), directory.relative, O_PATH | O_DIRECTORY);
+  return store && unlinkat(store.get(), name.c_str(), 0) == 0;
+}
+
 }  // namespace vexathumb::service

@@ -35,6 +35,10 @@ Freed RemoveOrphan(const StoreDirectory& directory, const RemovalOptions& option
 // Removes what killed processes have left in a store directory (sweeping.h).
 Freed RemoveLeftovers(const StoreDirectory& directory, const RemovalOptions& options);
 
+// Removes one file of a store directory; `name` has no slash. False when it could not be removed.
+bool RemoveEntry(const StoreDirectory& directory, const std::string& name,
+                 const std::string& lock_directory);
+
 }  // namespace vexathumb::service
 
 #endif  // VEXATHUMB_SERVICE_STORE_STORE_REMOVAL_H_
