@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/expected_file.h"
 #include "platform/base/failed_call.h"
 #include "platform/http/byte_ranges.h"
 #include "platform/http/entity_tag.h"
@@ -131,6 +132,10 @@ int SendFileResponse(const char* path, const char* mime, Sender sender) {
   struct stat status {};
   if (!fd || fstat(fd.get(), &status) != 0) return -1;
   if (!S_ISREG(status.st_mode)) return FailWith(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+  const ExpectedFile* expected = ExpectationFor(path);
+  if (expected != nullptr && !IsExpected(*expected, status.st_dev, status.st_ino)) {
+    return FailWith(ENOENT);
+  }
   WaitOutClockTick(status);
 
   const time_t now = time(nullptr);

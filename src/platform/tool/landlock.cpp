@@ -1,7 +1,9 @@
 #include "platform/tool/landlock.h"
 
 #include <linux/landlock.h>
+#include <sys/sysmacros.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 
@@ -60,6 +62,11 @@ int AddRule(int ruleset, const PathRule& rule, uint64_t known) {
   const bare::Descriptor parent(bare::Open(rule.path.c_str(), O_PATH | O_CLOEXEC));
   struct statx status {};
   if (!parent || bare::Status(parent.get(), "", &status) != 0) return 0;
+  const dev_t device = makedev(status.stx_dev_major, status.stx_dev_minor);
+  if (rule.expected != nullptr && !IsExpected(*rule.expected, device, status.stx_ino)) {
+    errno = ESTALE;
+    return -1;
+  }
   uint64_t rights = RightsFor(rule.use) & known;
   if (!S_ISDIR(status.stx_mode)) rights &= kOfFiles;
   if (rights == 0) return 0;

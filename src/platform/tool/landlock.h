@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/expected_file.h"
+
 namespace vexaplatform {
 
 // What a tool may do with a file, or with all that lies in a folder.
@@ -20,14 +22,15 @@ enum class PathUse {
 struct PathRule {
   std::string path;
   PathUse use;
+  const ExpectedFile* expected = nullptr;  // what lies there, where it must be one file
 };
 
 // Version of the kernel's Landlock; 0 where there is none.
 int LandlockVersion();
 
 // Makes a ruleset of the rights that this kernel knows: all that no rule grants is denied. A rule
-// for a path that does not exist grants nothing. A descriptor, closed on exec; -1 with errno.
-// Allocates no memory.
+// for a path that does not exist grants nothing. A descriptor, closed on exec; -1 with errno,
+// ESTALE when another file than the expected one lies at a path. Allocates no memory.
 int MakeLandlockRuleset(const std::vector<PathRule>& rules);
 
 // Puts the calling thread, and what it executes, under the ruleset. 0, or -1 with errno.

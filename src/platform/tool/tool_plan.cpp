@@ -49,7 +49,8 @@ void AllowPaths(ToolPlan* plan) {
   for (const char* path : kSystemPaths) order.rules.push_back({path, PathUse::kReadSystem});
   order.rules.push_back({order.program, PathUse::kReadSystem});
   order.rules.push_back({"/dev/null", PathUse::kWriteDevice});
-  order.rules.push_back({plan->paths.source.path, PathUse::kRead});
+  const std::string& source = plan->paths.source.path;
+  order.rules.push_back({source, PathUse::kRead, ExpectationFor(source)});
   if (plan->tool == Tool::kConvert && !ToolPolicyFolder().empty()) {
     order.rules.push_back({ToolPolicyFolder(), PathUse::kReadSystem});
   }

@@ -72,7 +72,7 @@ json ListSharedFolder(const Request& request, const SharedFile& folder) {
   const Page page = {
       static_cast<size_t>(query.Number("offset", 0, kLastOffset).value_or(0)),
       static_cast<size_t>(query.Number("limit", 1, kMostEntries).value_or(kUsualEntries))};
-  const auto listing = ListFolder(folder.file.path, order, page);
+  const auto listing = ListFolder(folder.file.handle.get(), order, page);
   if (!listing) throw NotFound();
 
   const std::string share = PercentEncode(folder.share.name) + "/";

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "common/util/util.h"
+#include "posix/unique_fd.h"
 #include "service/picture/media_names.h"
 
 namespace vexathumb::web {
@@ -17,7 +18,20 @@ namespace {
 
 using Folder = std::unique_ptr<DIR, int (*)(DIR*)>;
 
-Folder OpenFolder(const std::string& path) { return {opendir(path.c_str()), &closedir}; }
+Folder OpenFolder(int handle) {
+  posix::UniqueFd fd(openat(handle, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  Folder folder(fd ? fdopendir(fd.get()) : nullptr, &closedir);
+  if (folder) static_cast<void>(fd.Release());
+  return folder;
+}
+
+// Of the very file that is there now, and no link.
+std::optional<service::Pixels> PixelsOf(const Folder& folder, const std::string& name) {
+  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const posix::UniqueFd file(openat(dirfd(folder.get()), name.c_str(), kFlags));
+  if (!file) return std::nullopt;
+  return service::DisplayedPixels("/proc/self/fd/" + std::to_string(file.get()));
+}
 
 // Takes size and time. False when the entry has gone or is a link by now.
 bool Examine(const Folder& folder, Entry* entry) {
@@ -69,9 +83,8 @@ bool IsBefore(const Entry& one, const Entry& other, SortOrder order) {
 
 }  // namespace
 
-std::optional<FolderListing> ListFolder(const std::string& path, SortOrder order,
-                                        const Page& page) {
-  const Folder folder = OpenFolder(path);
+std::optional<FolderListing> ListFolder(int handle, SortOrder order, const Page& page) {
+  const Folder folder = OpenFolder(handle);
   if (!folder) return std::nullopt;
   std::vector<Entry> entries;
   while (const dirent* item = readdir(folder.get())) {
@@ -93,8 +106,7 @@ std::optional<FolderListing> ListFolder(const std::string& path, SortOrder order
   for (size_t i = first; i < last; ++i) {
     Entry& entry = entries[i];
     if (!Examine(folder, &entry)) continue;
-    if (entry.kind == EntryKind::kImage)
-      entry.pixels = service::DisplayedPixels(path + "/" + entry.name);
+    if (entry.kind == EntryKind::kImage) entry.pixels = PixelsOf(folder, entry.name);
     listing.entries.push_back(std::move(entry));
   }
   return listing;

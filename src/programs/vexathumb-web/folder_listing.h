@@ -36,10 +36,10 @@ struct FolderListing {
   std::vector<Entry> entries;  // of the page
 };
 
-// What the folder at `path` holds: folders first, then pictures and videos, by their names' kind.
-// Hidden entries, links and all other files are left out. Only the entries of the page are opened.
-// Nothing when the folder cannot be read.
-std::optional<FolderListing> ListFolder(const std::string& path, SortOrder order, const Page& page);
+// What an open folder holds (O_PATH will do): folders first, then pictures and videos, by their
+// names' kind. Hidden entries, links and all other files are left out. Only the entries of the page
+// are opened. Nothing when the folder cannot be read.
+std::optional<FolderListing> ListFolder(int handle, SortOrder order, const Page& page);
 
 }  // namespace vexathumb::web
 

@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <optional>
 #include <string>
 
 #include "programs/vexathumb-web/picture_sender.h"
@@ -9,6 +10,7 @@
 #include "programs/vexathumb-web/shared_file.h"
 #include "programs/vexathumb-web/thumbnail_parameters.h"
 #include "service/serve/obtain.h"
+#include "vexaplatform/expected_file.h"
 
 namespace vexathumb::web {
 namespace {
@@ -34,6 +36,18 @@ Problem ProblemOf(const service::Thumbnail& thumbnail) {
   return {500, "This machine cannot make thumbnails at the moment."};
 }
 
+// The status of the file that is to be sent: the source as it was found, or a file of a store,
+// found again without following a link that somebody may have put in the place of a folder
+// meanwhile.
+struct stat StatusToSend(const service::Thumbnail& thumbnail, const SharedFile& source,
+                         const vexaplatform::Settings& settings) {
+  if (thumbnail.owner == service::Owner::kSource) return source.file.status;
+  auto status = service::StatusBeneath(source.share.path, thumbnail.path);
+  if (!status) status = service::StatusBeneath(settings.root, thumbnail.path);
+  if (!status) throw NotFound();
+  return *status;
+}
+
 }  // namespace
 
 void SendThumbnail(const Request& request, const vexaplatform::Settings& settings) {
@@ -41,10 +55,16 @@ void SendThumbnail(const Request& request, const vexaplatform::Settings& setting
   const SharedFile source = FindSharedFile(settings, request.path);
   if (!S_ISREG(source.file.status.st_mode)) throw NotFound();
   asked.source = source.file.path;
+  asked.found = source.file.status;
   asked.any_share = asked.any_share || source.share.indexed;
   const service::Thumbnail thumbnail =
       service::ObtainThumbnail(asked, service::ObtainOptionsFrom(settings.service));
   if (thumbnail.outcome != Outcome::kPicture) throw ProblemOf(thumbnail);
+  std::optional<vexaplatform::ExpectedFile> expected;
+  // What was made for this request has a name that nobody knows.
+  if (thumbnail.owner != service::Owner::kCaller) {
+    expected.emplace(thumbnail.path, StatusToSend(thumbnail, source, settings));
+  }
   SendPicture(thumbnail, asked, request);
 }
 

@@ -37,14 +37,25 @@ std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
   if (!relative.empty() && !IsPlainPath(relative)) return std::nullopt;
   const posix::UniqueFd root(open(share.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!root) return std::nullopt;
-  const posix::UniqueFd found =
-      posix::OpenBeneath(root.get(), relative.empty() ? "." : relative, O_PATH | O_NOFOLLOW);
   SharedPath result;
-  if (!found || fstat(found.get(), &result.status) != 0 || S_ISLNK(result.status.st_mode)) {
+  result.handle =
+      posix::OpenBeneath(root.get(), relative.empty() ? "." : relative, O_PATH | O_NOFOLLOW);
+  if (!result.handle || fstat(result.handle.get(), &result.status) != 0 ||
+      S_ISLNK(result.status.st_mode)) {
     return std::nullopt;
   }
   result.path = relative.empty() ? share.path : PrefixOf(share) + relative;
   return result;
+}
+
+std::optional<struct stat> StatusBeneath(const std::string& folder, const std::string& path) {
+  const std::string prefix = folder == "/" ? "/" : folder + "/";
+  if (path.compare(0, prefix.size(), prefix) != 0) return std::nullopt;
+  const posix::UniqueFd root(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const posix::UniqueFd found =
+      posix::OpenBeneath(root.get(), path.substr(prefix.size()), O_PATH | O_NOFOLLOW);
+  struct stat status = {};
+  return found && fstat(found.get(), &status) == 0 ? std::make_optional(status) : std::nullopt;
 }
 
 const vexaplatform::ShareSettings* FindShare(const vexaplatform::Settings& settings,

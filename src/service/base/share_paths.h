@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "posix/unique_fd.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::service {
@@ -14,6 +15,7 @@ namespace vexathumb::service {
 struct SharedPath {
   std::string path;  // absolute
   struct stat status;
+  posix::UniqueFd handle;  // of the very file or folder (O_PATH), whatever its path becomes
 };
 
 // Finds `relative` (bytes, components joined by single slashes; empty for the share itself) beneath
@@ -22,6 +24,10 @@ struct SharedPath {
 // apart. Throws std::system_error where openat2 is not to be had.
 std::optional<SharedPath> FindInShare(const vexaplatform::ShareSettings& share,
                                       const std::string& relative);
+
+// The status of the file at `path`, which lies below `folder`, found without following a link below
+// it; nothing otherwise. Throws as above.
+std::optional<struct stat> StatusBeneath(const std::string& folder, const std::string& path);
 
 // The share of that name; null when there is none.
 const vexaplatform::ShareSettings* FindShare(const vexaplatform::Settings& settings,

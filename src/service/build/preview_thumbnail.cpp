@@ -1,10 +1,13 @@
 #include "service/build/preview_thumbnail.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
+#include "posix/unique_fd.h"
 #include "service/picture/content_type.h"
 #include "service/picture/inspection.h"
 #include "vexaplatform/whole_picture.h"
@@ -16,7 +19,13 @@ namespace {
 // inspection fails after that.
 class InspectionWithPreview {
  public:
-  explicit InspectionWithPreview(const ThumbnailRequest& request) : info_(Describe(request)) {}
+  // The very file of that version, whatever its name stands for by now.
+  InspectionWithPreview(ThumbnailRequest request, const SourceVersion& version)
+      : file_(open(request.source.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)),
+        is_version_(version.IsOf(file_.get())) {
+    request.source = "/proc/self/fd/" + std::to_string(file_.get());
+    if (is_version_) info_.emplace(Describe(request));
+  }
   ~InspectionWithPreview() {
     if (!preview().empty()) unlink(preview().c_str());
   }
@@ -24,15 +33,17 @@ class InspectionWithPreview {
   InspectionWithPreview& operator=(const InspectionWithPreview&) = delete;
 
   bool FindsPreview() {
-    return Inspect(&info_, WithPreview::kYes).result == InspectionResult::kRead &&
+    return info_ && Inspect(&*info_, WithPreview::kYes).result == InspectionResult::kRead &&
            !preview().empty();
   }
 
-  std::string preview() const { return info_.GetEXIFPreviewTmpPath(); }
-  const ThumbInfo& info() const { return info_; }
+  std::string preview() const { return info_ ? info_->GetEXIFPreviewTmpPath() : ""; }
+  const ThumbInfo& info() const { return *info_; }
 
  private:
-  ThumbInfo info_;
+  posix::UniqueFd file_;
+  bool is_version_;
+  std::optional<ThumbInfo> info_;
 };
 
 bool Copy(const std::string& from, const std::string& to) {
@@ -42,8 +53,9 @@ bool Copy(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-bool MakeFromEmbeddedPreview(const ThumbnailRequest& request, const std::string& path) {
-  InspectionWithPreview inspection(request);
+bool MakeFromEmbeddedPreview(const ThumbnailRequest& request, const SourceVersion& version,
+                             const std::string& path) {
+  InspectionWithPreview inspection(request, version);
   if (!inspection.FindsPreview()) return false;
   // Of a file that was cut short the preview may be too.
   if (!vexaplatform::IsWholePicture(inspection.preview())) return false;

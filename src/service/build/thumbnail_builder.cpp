@@ -17,6 +17,7 @@
 #include "service/store/store_obstacle.h"
 #include "service/store/store_place_check.h"
 #include "service/store/sweeping.h"
+#include "vexaplatform/expected_file.h"
 #include "vexaplatform/tool_report.h"
 #include "vexaplatform/whole_picture.h"
 
@@ -40,6 +41,7 @@ ThumbnailBuilder::ThumbnailBuilder(const std::string& source, const SourceVersio
 
 Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbInfo& info) {
   vexaplatform::ForgetLastToolRun();
+  const vexaplatform::ExpectedFile expected(source_, version_.status());
   try {
     if (auto built = TryBuild(request, info)) return *built;
   } catch (const std::system_error&) {
@@ -122,7 +124,7 @@ std::optional<SizeSeries::Made> ThumbnailBuilder::Make(const ThumbnailRequest& r
                                                        const ThumbInfo& info,
                                                        const std::string& path) {
   if (request.avatar) return MakeAvatarPicture(request, info, path);
-  if (request.use_preview && MakeFromEmbeddedPreview(request, path)) {
+  if (request.use_preview && MakeFromEmbeddedPreview(request, version_, path)) {
     return SizeSeries::Made{info.GetOutputMimeType()};
   }
   auto made = series_.Make(request, info, path);

@@ -1,6 +1,9 @@
 #ifndef VEXATHUMB_SERVICE_BUILD_THUMBNAIL_REQUEST_H_
 #define VEXATHUMB_SERVICE_BUILD_THUMBNAIL_REQUEST_H_
 
+#include <sys/stat.h>
+
+#include <optional>
 #include <string>
 
 #include "thumb/libvexathumb.h"
@@ -21,6 +24,8 @@ struct ThumbnailRequest {
   bool avatar = false;          // fill the box instead of fitting into it
   bool animated_gif = false;    // an animated GIF stays animated
   bool use_preview = true;      // the camera's embedded preview may take the picture's place
+  // The status of the file that the source must be, where somebody may put another in its place.
+  std::optional<struct stat> found = {};
 
   bool IsFreeBox() const { return label.empty(); }
 };

@@ -37,6 +37,11 @@ bool SourceVersion::IsCurrent() const {
   return stat(path_.c_str(), &now) == 0 && KeyOf(now) == KeyOf(status_);
 }
 
+bool SourceVersion::IsOf(int fd) const {
+  struct stat now = {};
+  return fstat(fd, &now) == 0 && KeyOf(now) == KeyOf(status_);
+}
+
 bool SourceVersion::IsFresh() const {
   const time_t now = system_clock::to_time_t(system_clock::now());
   if (status_.st_mtime > now || status_.st_mtime + kFresh.count() < now) return false;

@@ -20,6 +20,9 @@ class SourceVersion {
   // nanosecond, that of the last change of its status among them.
   bool IsCurrent() const;
 
+  // Whether an open file is that one, by any name; false for -1.
+  bool IsOf(int fd) const;
+
   // Whether it was modified within the last two seconds. Thumbnails carry whole seconds, and some
   // file systems count in twos, so that another change might leave no trace in them: what is made
   // of such a source is not to be kept. A time to come is a wrong clock's, and no reason to wait.

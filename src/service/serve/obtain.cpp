@@ -41,12 +41,20 @@ class Obtaining {
  private:
   const ThumbInfo& info() const { return *info_; }
 
+  bool IsFoundFile(const struct stat& status) const {
+    const auto& found = request_.found;
+    return !found || (found->st_dev == status.st_dev && found->st_ino == status.st_ino);
+  }
+
   // Reads the source as it is now; the answer, if that alone gives one.
   std::optional<Thumbnail> Inspect() {
     version_.reset();
     try {
       version_.emplace(request_.source);
     } catch (const std::system_error&) {
+      return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
+    }
+    if (!IsFoundFile(version_->status())) {
       return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
     }
     const InspectedSource source(request_.source, request_.animated_gif);
@@ -71,7 +79,8 @@ class Obtaining {
   std::optional<Thumbnail> StoredByEarlierInspection() const {
     if (request_.label == kOriginal) return std::nullopt;
     const auto source = CachedMetadata(request_);
-    return source ? Stored(request_, source->info, source->status) : std::nullopt;
+    const bool is_known = source && IsFoundFile(source->status);
+    return is_known ? Stored(request_, source->info, source->status) : std::nullopt;
   }
 
   // Everything that answers without building, by the source as it is now.

@@ -21,6 +21,7 @@
 #include "platform/http/http_date.h"
 #include "posix/unique_fd.h"
 #include "unit/platform/http/http_exchange.h"
+#include "vexaplatform/expected_file.h"
 #include "vlibc/process.h"
 
 namespace vexaplatform {
@@ -68,6 +69,19 @@ class HttpOutput : public testing::TestWithParam<Output> {
   std::string file_ = folder_ / "a.jpg";
   std::string body_;
 };
+
+TEST_P(HttpOutput, SendsTheExpectedFileOrNothing) {
+  struct stat found {};
+  ASSERT_EQ(stat(file_.c_str(), &found), 0);
+  const ExpectedFile expected(file_, found);
+  const auto send = [this] { return HttpFileResponder().Output(file_.c_str(), "image/jpeg"); };
+  EXPECT_EQ(GetParam().send(send).result, 0);
+  WriteFile(file_ + ".other", body_);
+  std::filesystem::rename(file_ + ".other", file_);
+  const Received received = GetParam().send(send);
+  EXPECT_EQ(received.result, -1);
+  EXPECT_EQ(received.text.find("Content-Type"), std::string::npos);
+}
 
 TEST_P(HttpOutput, SendsAFileBetweenWhatComesBeforeAndAfter) {
   SetTime(file_);

@@ -1,16 +1,26 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <functional>
+
 #include "kit/case_name.h"
 #include "platform/tool/landlock.h"
 #include "platform/tool/seccomp_filter.h"
 #include "unit/platform/tool/tool_fixture.h"
+#include "vexaplatform/expected_file.h"
 
 namespace vexaplatform {
 namespace {
 
 using vexathumb::kit::CaseName;
 using vexathumb::kit::WriteFile;
+
+ToolReport LastToolRunAfter(const std::function<void()>& run) {
+  ForgetLastToolRun();
+  run();
+  return LastToolRun();
+}
 
 enum class DeniedBy { kLandlock, kSeccomp };
 
@@ -106,6 +116,27 @@ INSTANTIATE_TEST_SUITE_P(
     CaseName());
 
 class ConfinedTool : public ToolTest {};
+
+TEST_F(ConfinedTool, ReadsTheExpectedFileOrIsNotStarted) {
+  if (LandlockVersion() == 0) GTEST_SKIP() << "not on this kernel";
+  WriteFile(source(), "");
+  struct stat found = {};
+  ASSERT_EQ(stat(source().c_str(), &found), 0);
+  const ExpectedFile expected(source(), found);
+  EXPECT_NE(LastToolRunAfter([this] { Convert("write"); }).ending, ToolEnding::kNotStarted);
+  std::filesystem::rename(source(), source() + ".former");
+  std::filesystem::create_symlink(folder_ / "secret", source());
+  WriteFile(folder_ / "secret", "write");
+  const ToolReport report = LastToolRunAfter([this] {
+    const std::string program = Program("djpeg");
+    const std::string from = source();
+    const std::string to = destination();
+    const char* const argv[] = {program.c_str(), "-outfile", to.c_str(), from.c_str(), nullptr};
+    VLIBCExecv(program.c_str(), argv, 1);
+  });
+  EXPECT_EQ(report.ending, ToolEnding::kNotStarted);
+  EXPECT_EQ(report.detail, ESTALE);
+}
 
 TEST_F(ConfinedTool, ReadsItsSourceAndWritesItsDestination) {
   EXPECT_EQ(Convert("write\npicture"), 0);

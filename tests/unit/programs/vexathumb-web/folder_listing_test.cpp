@@ -14,6 +14,7 @@
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/temp_dir.h"
+#include "posix/unique_fd.h"
 
 namespace vexathumb::web {
 namespace {
@@ -29,6 +30,11 @@ void SetTime(const std::string& path, time_t time) {
   ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
 }
 
+std::optional<FolderListing> List(const TempDir& folder, SortOrder order, const Page& page) {
+  const posix::UniqueFd handle(open(folder.path().c_str(), O_PATH | O_DIRECTORY));
+  return ListFolder(handle.get(), order, page);
+}
+
 std::vector<std::string> Names(const FolderListing& listing) {
   std::vector<std::string> names;
   for (const Entry& entry : listing.entries) names.push_back(entry.name);
@@ -39,7 +45,7 @@ TEST(FolderListing, HoldsFoldersPicturesAndVideosInThisOrder) {
   const TempDir folder;
   for (const char* name : {"b.mp4", "a.JPG", "c.webp", "d.cr3"}) WriteFile(folder / name, "x");
   std::filesystem::create_directory(folder / "z");
-  const auto listing = ListFolder(folder.path(), SortOrder::kName, kAll);
+  const auto listing = List(folder, SortOrder::kName, kAll);
   ASSERT_TRUE(listing);
   EXPECT_EQ(listing->total, 5U);
   EXPECT_THAT(Names(*listing), ElementsAre("z", "a.JPG", "b.mp4", "c.webp", "d.cr3"));
@@ -59,7 +65,7 @@ TEST(FolderListing, LeavesEverythingElseOut) {
   std::filesystem::create_directory_symlink(".", folder / "loop");
   kit::WriteFifo(folder / "fifo.jpg");
   kit::WriteSocket(folder / "socket.jpg");
-  const auto listing = ListFolder(folder.path(), SortOrder::kName, kAll);
+  const auto listing = List(folder, SortOrder::kName, kAll);
   ASSERT_TRUE(listing);
   EXPECT_EQ(listing->total, 0U);
   EXPECT_TRUE(listing->entries.empty());
@@ -68,7 +74,7 @@ TEST(FolderListing, LeavesEverythingElseOut) {
 TEST(FolderListing, SortsNumbersByTheirValue) {
   const TempDir folder;
   for (const char* name : {"IMG_10.jpg", "IMG_9.jpg", "IMG_100.jpg"}) WriteFile(folder / name, "");
-  EXPECT_THAT(Names(*ListFolder(folder.path(), SortOrder::kName, kAll)),
+  EXPECT_THAT(Names(*List(folder, SortOrder::kName, kAll)),
               ElementsAre("IMG_9.jpg", "IMG_10.jpg", "IMG_100.jpg"));
 }
 
@@ -80,7 +86,7 @@ TEST(FolderListing, SortsTheNewestFirstAndEqualTimesByName) {
   SetTime(folder / "old.jpg", 1000);
   SetTime(folder / "b.jpg", 2000);
   SetTime(folder / "a.jpg", 2000);
-  const auto listing = ListFolder(folder.path(), SortOrder::kNewestFirst, kAll);
+  const auto listing = List(folder, SortOrder::kNewestFirst, kAll);
   EXPECT_THAT(Names(*listing), ElementsAre("ancient", "a.jpg", "b.jpg", "old.jpg"));
   EXPECT_EQ(listing->entries[3].mtime.tv_sec, 1000);
 }
@@ -96,7 +102,7 @@ class PageOfAFolder : public testing::TestWithParam<Cut> {};
 TEST_P(PageOfAFolder, IsCutOutOfTheWhole) {
   const TempDir folder;
   for (const char* name : {"a.jpg", "b.jpg", "c.jpg"}) WriteFile(folder / name, "");
-  const auto listing = ListFolder(folder.path(), SortOrder::kName, GetParam().page);
+  const auto listing = List(folder, SortOrder::kName, GetParam().page);
   EXPECT_EQ(listing->total, 3U);
   EXPECT_EQ(Names(*listing), GetParam().names);
 }
@@ -111,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(, PageOfAFolder,
 TEST(FolderListing, TellsThePixelsOfPictures) {
   const TempDir folder;
   kit::WriteJpeg(folder / "a.jpg", {{64, 48}, 6, {}, {}, {}});
-  const auto listing = ListFolder(folder.path(), SortOrder::kName, kAll);
+  const auto listing = List(folder, SortOrder::kName, kAll);
   ASSERT_EQ(listing->entries.size(), 1U);
   ASSERT_TRUE(listing->entries[0].pixels);
   EXPECT_EQ(listing->entries[0].pixels->width, 64U);
@@ -122,7 +128,7 @@ TEST(FolderListing, LeavesPixelsOutWhereTheyAreNotKnown) {
   const TempDir folder;
   WriteFile(folder / "a.jpg", "not a picture");
   WriteFile(folder / "b.mp4", "");
-  const auto listing = ListFolder(folder.path(), SortOrder::kName, kAll);
+  const auto listing = List(folder, SortOrder::kName, kAll);
   ASSERT_EQ(listing->entries.size(), 2U);
   EXPECT_FALSE(listing->entries[0].pixels);
   EXPECT_FALSE(listing->entries[1].pixels);
@@ -131,15 +137,15 @@ TEST(FolderListing, LeavesPixelsOutWhereTheyAreNotKnown) {
 TEST(FolderListing, KeepsNamesThatAreNotUtf8) {
   const TempDir folder;
   WriteFile(folder / "\xff\xfe.jpg", "");
-  EXPECT_THAT(Names(*ListFolder(folder.path(), SortOrder::kName, kAll)),
-              ElementsAre("\xff\xfe.jpg"));
+  EXPECT_THAT(Names(*List(folder, SortOrder::kName, kAll)), ElementsAre("\xff\xfe.jpg"));
 }
 
 TEST(FolderListing, IsNothingForWhatIsNoFolder) {
   const TempDir folder;
   WriteFile(folder / "a.jpg", "");
-  EXPECT_FALSE(ListFolder(folder / "a.jpg", SortOrder::kName, kAll));
-  EXPECT_FALSE(ListFolder(folder / "missing", SortOrder::kName, kAll));
+  EXPECT_FALSE(ListFolder(posix::UniqueFd(open((folder / "a.jpg").c_str(), O_PATH)).get(),
+                          SortOrder::kName, kAll));
+  EXPECT_FALSE(ListFolder(-1, SortOrder::kName, kAll));
 }
 
 }  // namespace

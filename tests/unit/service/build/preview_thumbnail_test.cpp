@@ -125,13 +125,13 @@ TEST_F(EmbeddedPreviewTest, ReplacesAStaleThumbnail) {
 
 TEST_F(EmbeddedPreviewTest, NoneIsNone) {
   WritePhoto(source_, {800, 600});
-  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), target_));
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), SourceVersion(source_), target_));
   EXPECT_FALSE(std::filesystem::exists(share_ / ".vexaea"));
 }
 
 TEST_F(EmbeddedPreviewTest, OneThatIsTooSmallIsNone) {
   WriteWithPreview(source_, 1);
-  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kBig), target_));
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kBig), SourceVersion(source_), target_));
   EXPECT_THAT(Stored(source_), IsEmpty());
 }
 
@@ -157,18 +157,25 @@ TEST_F(EmbeddedPreviewTest, IsNotUsedWhereTheStoreCannotBeMade) {
 TEST_F(EmbeddedPreviewTest, ThatCannotBeTurnedLeavesNothing) {
   WriteWithPreview(source_, 6);
   machine_.Break("convert", ToolFault::kFails);
-  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), target_));
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), SourceVersion(source_), target_));
   EXPECT_FALSE(std::filesystem::exists(target_));
 }
 
 TEST_F(EmbeddedPreviewTest, OfASourceWithABrokenOrientationLeavesNothing) {
   WriteWithPreview(source_, 1);
   kit::AddExif(source_, {{"Exif.Image.Orientation", "sideways", Exiv2::asciiString}});
-  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), target_));
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), SourceVersion(source_), target_));
 }
 
-TEST_F(EmbeddedPreviewTest, OfAMissingSourceIsRefused) {
-  EXPECT_THROW(MakeFromEmbeddedPreview(ForLabel(Picture("missing.jpg"), kSmall), target_), Error);
+TEST_F(EmbeddedPreviewTest, OfAnotherFileInTheSourcesPlaceIsNotTaken) {
+  WriteWithPreview(source_, 1);
+  const SourceVersion version(source_);
+  WriteWithPreview(Picture("other.jpg"), 1);
+  std::filesystem::remove(source_);
+  std::filesystem::create_symlink(Picture("other.jpg"), source_);
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), version, target_));
+  std::filesystem::remove(source_);
+  EXPECT_FALSE(MakeFromEmbeddedPreview(ForLabel(source_, kSmall), version, target_));
 }
 
 // 0: it has seen no file or a whole and current one; 1: another.
