@@ -12,6 +12,7 @@
 #include "service/store/failure_record.h"
 #include "service/store/store_obstacle.h"
 #include "service/store/sweeping.h"
+#include "vexaplatform/settings.h"
 #include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {
@@ -33,6 +34,7 @@ SourceWork::SourceWork(const std::string& source, const SourceBuildOptions& opti
 
 SourceReport SourceWork::Run() {
   const Clock::time_point start = Clock::now();
+  const vexaplatform::SettingsHold hold;
   Work();
   for (BuiltSize& size : report_.sizes) {
     if (size.state == BuildState::kBuilt) report_.bytes += BytesOf(size.output);
