@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -10,7 +11,6 @@
 #include <utility>
 
 #include "common/util/util.h"
-#include "posix/unique_fd.h"
 #include "service/picture/media_names.h"
 
 namespace vexathumb::web {
@@ -19,18 +19,10 @@ namespace {
 using Folder = std::unique_ptr<DIR, int (*)(DIR*)>;
 
 Folder OpenFolder(int handle) {
-  posix::UniqueFd fd(openat(handle, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  Folder folder(fd ? fdopendir(fd.get()) : nullptr, &closedir);
-  if (folder) static_cast<void>(fd.Release());
+  const int fd = openat(handle, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  Folder folder(fd < 0 ? nullptr : fdopendir(fd), &closedir);
+  if (fd >= 0 && !folder) close(fd);
   return folder;
-}
-
-// Of the very file that is there now, and no link.
-std::optional<service::Pixels> PixelsOf(const Folder& folder, const std::string& name) {
-  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  const posix::UniqueFd file(openat(dirfd(folder.get()), name.c_str(), kFlags));
-  if (!file) return std::nullopt;
-  return service::DisplayedPixels("/proc/self/fd/" + std::to_string(file.get()));
 }
 
 // Takes size and time. False when the entry has gone or is a link by now.
@@ -106,7 +98,8 @@ std::optional<FolderListing> ListFolder(int handle, SortOrder order, const Page&
   for (size_t i = first; i < last; ++i) {
     Entry& entry = entries[i];
     if (!Examine(folder, &entry)) continue;
-    if (entry.kind == EntryKind::kImage) entry.pixels = PixelsOf(folder, entry.name);
+    if (entry.kind == EntryKind::kImage)
+      entry.pixels = service::DisplayedPixelsIn(dirfd(folder.get()), entry.name);
     listing.entries.push_back(std::move(entry));
   }
   return listing;

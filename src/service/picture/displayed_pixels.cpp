@@ -1,9 +1,12 @@
 #include "service/picture/displayed_pixels.h"
 
+#include <fcntl.h>
+
 #include <exception>
 #include <mutex>
 #include <utility>
 
+#include "posix/unique_fd.h"
 #include "service/picture/inspection.h"
 #include "thumb/container_orientation.h"
 #include "thumb/thumb_info.h"
@@ -40,6 +43,13 @@ std::optional<Pixels> DisplayedPixels(const std::string& path) {
   } catch (const std::exception&) {
     return std::nullopt;
   }
+}
+
+std::optional<Pixels> DisplayedPixelsIn(int folder, const std::string& name) {
+  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const posix::UniqueFd file(openat(folder, name.c_str(), kFlags));
+  if (!file) return std::nullopt;
+  return DisplayedPixels("/proc/self/fd/" + std::to_string(file.get()));
 }
 
 }  // namespace vexathumb::service

@@ -18,8 +18,8 @@ int64_t ChangeOf(const struct stat& st) {
   return int64_t{st.st_ctim.tv_sec} * kNanoseconds + st.st_ctim.tv_nsec;
 }
 
-// Between its marking and its renaming, which changes its status once more: a tick of the clock that
-// file systems go by. Where it takes longer, the content is looked at.
+// Between its marking and its renaming, which changes its status once more: a tick of the clock
+// that file systems go by. Where it takes longer, the content is looked at.
 constexpr int64_t kRenaming = 4'000'000;
 
 std::string IdentityOf(const struct stat& source) {
