@@ -105,7 +105,7 @@ TEST_P(CleaningLayoutTest, RemovesWhatIsStoredForSourcesThatAreGone) {
 TEST_P(CleaningLayoutTest, ADryRunTellsTheSameAndRemovesNothing) {
   WriteStored(WriteSource("kept.jpg"), "VEXAFILETMP_THUMB.jpg", "12");
   const std::string gone = WriteOrphan("gone.jpg");
-  machine_.clock_ahead = 3700;
+  machine_.clock_ahead = machine_.folder_clock_ahead = 3700;
   cleaning_.removal.dry_run = true;
   Clean();
   EXPECT_TRUE(fs::exists(StorePath(gone, kThumbnail)));
@@ -215,7 +215,7 @@ TEST_F(CleaningTest, LeftoversOfSourcesThatAreThereGoOnceTheyAreOld) {
   WriteStored(source, "notes.txt", "x");
   Clean();
   EXPECT_THAT(removed_, IsEmpty()) << "still young";
-  machine_.clock_ahead = 3700;
+  machine_.folder_clock_ahead = 3700;
   Clean();
   EXPECT_THAT(Stored(source),
               ElementsAre("VEXAFILE_THUMB_320x240.jpg", "VEXAPHOTO_THUMB_S.jpg", "notes.txt"));
@@ -234,7 +234,7 @@ TEST_F(CleaningTest, AFileMayBeNamed) {
   const std::string source = WriteSource("a.jpg");
   WriteStored(source, "VEXAFILETMP_THUMB.jpg", "123");
   const std::string gone = WriteOrphan("gone.jpg");
-  machine_.clock_ahead = 3700;
+  machine_.folder_clock_ahead = 3700;
   service::Clean(source, cleaning_, events_);
   EXPECT_THAT(Stored(source), IsEmpty());
   EXPECT_TRUE(IsStored(gone));
