@@ -2,12 +2,14 @@
 
 #include <syslog.h>
 
+#include <chrono>
 #include <string>
 
 #include "programs/vexathumb-web/picture_sender.h"
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/shared_file.h"
 #include "programs/vexathumb-web/thumbnail_parameters.h"
+#include "programs/vexathumb-web/workers.h"
 #include "service/serve/obtain.h"
 
 namespace vexathumb::web {
@@ -34,6 +36,15 @@ Problem ProblemOf(const service::Thumbnail& thumbnail) {
   return {500, "This machine cannot make thumbnails at the moment."};
 }
 
+service::ObtainOptions OptionsFrom(const vexaplatform::Settings& settings) {
+  service::ObtainOptions options = service::ObtainOptionsFrom(settings.service);
+  options.patience = std::chrono::seconds(settings.service.patience);
+  options.count_workers = [directory = settings.service.lock_dir] {
+    return CountWorkers(directory);
+  };
+  return options;
+}
+
 }  // namespace
 
 void SendThumbnail(const Request& request, const vexaplatform::Settings& settings) {
@@ -42,8 +53,7 @@ void SendThumbnail(const Request& request, const vexaplatform::Settings& setting
   if (!S_ISREG(source.file.status.st_mode)) throw NotFound();
   asked.source = source.file.path;
   asked.any_share = asked.any_share || source.share.indexed;
-  const service::Thumbnail thumbnail =
-      service::ObtainThumbnail(asked, service::ObtainOptionsFrom(settings.service));
+  const service::Thumbnail thumbnail = service::ObtainThumbnail(asked, OptionsFrom(settings));
   if (thumbnail.outcome != Outcome::kPicture) throw ProblemOf(thumbnail);
   SendPicture(thumbnail, asked, request);
 }
