@@ -31,7 +31,7 @@ class CleaningTest : public ServiceTest {
       removed_.push_back(directory.path());
       freed_ += freed;
     };
-    events_.on_refused = [this](const std::string& folder, uint64_t orphans, const std::string&) {
+    events_.on_refused = [this](const std::string& folder, uint64_t orphans, const Cause&) {
       refused_.push_back(folder);
       refused_orphans_ += orphans;
     };
@@ -280,6 +280,45 @@ TEST_F(CleaningTest, AnEmptyNamedFolderIsTakenForNotMountedWhereStoresLieElsewhe
   EXPECT_THAT(refused_, ElementsAre(share_.path()));
   EXPECT_TRUE(IsStored(lost));
 }
+
+// What a mount point may hold while nothing is mounted on it.
+struct MountPoint {
+  const char* name;
+  void (*fill)(const std::string& folder);
+};
+
+class NotMountedTest : public CleaningTest, public testing::WithParamInterface<MountPoint> {};
+
+TEST_P(NotMountedTest, TheStoreOfItsShareStaysUnlessToldByName) {
+  UseCentralStore("[share photo]\npath = " + Picture("photo") + "\n");
+  WriteStored(WriteSource("kept.jpg"), kThumbnail, "x");
+  const std::string lost = WriteOrphan("photo/2019/a.jpg");
+  fs::create_directory(Picture("photo"));
+  GetParam().fill(Picture("photo"));
+  cleaning_.force = true;
+  Clean();
+  EXPECT_THAT(refused_, ElementsAre(Picture("photo")));
+  EXPECT_TRUE(IsStored(lost));
+  cleaning_.gone = {Picture("pho")};
+  Clean();
+  EXPECT_TRUE(IsStored(lost));
+  cleaning_.gone = {Picture("photo")};
+  Clean();
+  EXPECT_FALSE(IsStored(lost));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    MountPoints, NotMountedTest,
+    testing::Values(MountPoint{"Empty", [](const std::string&) {}},
+                    MountPoint{"AnEmptyFolder",
+                               [](const auto& folder) { fs::create_directory(folder + "/2019"); }},
+                    MountPoint{"FoldersInFolders",
+                               [](const auto& folder) { fs::create_directories(folder + "/a/b"); }},
+                    MountPoint{"ANote",
+                               [](const auto& folder) {
+                                 kit::WriteFile(folder + "/not mounted.txt", "x");
+                               }}),
+    kit::CaseName());
 
 TEST_F(CleaningTest, TheMirrorOfAFolderThatIsGoneGoes) {
   UseCentralStore();
