@@ -53,9 +53,16 @@ std::optional<LockFile> TakeAny(const std::string& directory, const std::string&
   return std::nullopt;
 }
 
-int TicketsOf(const BuildLimits& limits) {
-  const int tickets = std::max(limits.builders, 1) + limits.waiting;
-  return limits.workers > 0 ? std::min(tickets, std::max(limits.workers - 1, 1)) : tickets;
+int TicketsOf(const BuildLimits& limits) { return std::max(limits.builders, 1) + limits.waiting; }
+
+// The workers that may build or wait at once.
+int SeatsOf(const BuildLimits& limits) { return std::max(limits.workers - 1, 1); }
+
+// Workers are counted among themselves: they are not to be kept from work by those who wait on the
+// command line.
+int MostWaitingForOneSource(const BuildLimits& limits) {
+  const int most = TicketsOf(limits);
+  return std::max((limits.workers > 0 ? std::min(most, SeatsOf(limits)) : most) / 2, 1);
 }
 
 }  // namespace
@@ -63,7 +70,13 @@ int TicketsOf(const BuildLimits& limits) {
 std::optional<BuildTicket> BuildTicket::Take(const std::string& directory,
                                              const BuildLimits& limits) {
   auto file = TakeAny(directory, "ticket.", TicketsOf(limits));
-  return file ? std::optional(BuildTicket(std::move(*file))) : std::nullopt;
+  if (!file) return std::nullopt;
+  BuildTicket ticket(std::move(*file));
+  if (limits.workers == 0) return ticket;
+  auto seat = TakeAny(directory, "seat.", SeatsOf(limits));
+  if (!seat) return std::nullopt;
+  ticket.seat_.emplace(std::move(*seat));
+  return ticket;
 }
 
 SourceLock::SourceLock(const std::string& directory, const std::string& source)
@@ -78,8 +91,9 @@ std::optional<SourceLock> SourceLock::Take(const std::string& directory, const s
                                            const BuildLimits& limits, const Deadline& deadline) {
   LockFile file(directory, SourceLockName(source));
   if (file.TryLock()) return SourceLock(std::move(file));
-  const std::string place = "waiting." + SourceNumber(source) + ".";
-  const auto waiting = TakeAny(directory, place, std::max(TicketsOf(limits) / 2, 1));
+  const std::string kind = limits.workers > 0 ? "waiting-worker." : "waiting.";
+  const auto waiting =
+      TakeAny(directory, kind + SourceNumber(source) + ".", MostWaitingForOneSource(limits));
   if (!waiting) return std::nullopt;
   LockFile line(directory, SourceLineName(source));
   const bool is_taken = LockUntil(deadline, &line) && LockUntil(deadline, &file);

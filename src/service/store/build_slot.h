@@ -42,6 +42,7 @@ class BuildTicket {
   explicit BuildTicket(LockFile file) : file_(std::move(file)) {}
 
   LockFile file_;
+  std::optional<LockFile> seat_;  // of a worker
 };
 
 // One at a time for one source. Keyed by the source's base name, since the tools' temporary names
