@@ -45,12 +45,9 @@ std::vector<std::string> BuildOf(const Album& album) {
 // The full frames of an animation stay in /var/tmp where their host is killed between the two steps
 // that make its thumbnail; the hourly sweep takes them.
 void RemoveFullFrames() {
-  const std::string begin = "convert_thumbnail__";
   for (const auto& entry : fs::directory_iterator("/var/tmp")) {
     const std::string name = entry.path().filename();
-    if (name.rfind(begin, 0) == 0 && name.find(kAnimation) != std::string::npos) {
-      fs::remove(entry.path());
-    }
+    if (name.find(kAnimation) != std::string::npos) fs::remove(entry.path());
   }
 }
 

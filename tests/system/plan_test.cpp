@@ -54,13 +54,16 @@ TEST_F(Plan, IsFrozen) {
   fs::remove(album_ / "a.jpg");
   const RunResult run = Build("1");
   EXPECT_THAT(run.out, HasSubstr("2 built"));
+  EXPECT_EQ(run.exit_code, 75);
+  EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
+  EXPECT_THAT(run.err, HasSubstr("a.jpg: missing; is what holds it mounted?"));
   EXPECT_FALSE(fs::exists(album_ / ".vexaea/later.jpg"));
 }
 
 TEST_F(Plan, SourcesMayLieElsewhereOnAnotherMachine) {
   Write("9");
   fs::rename(album_.pictures(), album_.Aside("mounted"));
-  EXPECT_EQ(Build("1").exit_code, 3) << "nothing is there";
+  EXPECT_EQ(Build("1").exit_code, 75) << "nothing is there";
   const RunResult run =
       Build("1", {"--path-map", album_.pictures() + "=" + album_.Aside("mounted")});
   EXPECT_EQ(run.exit_code, 0) << run.err;

@@ -84,9 +84,11 @@ TEST_F(StoreCare, CleanAsksWhetherAShareIsMounted) {
   const RunResult refused = album_.Run({"clean", album_.pictures()});
   EXPECT_EQ(refused.exit_code, 1);
   EXPECT_TRUE(refused.HasOneErrorLine()) << refused.err;
-  EXPECT_THAT(refused.err, HasSubstr("2 store directories are left alone; is it mounted?"));
+  EXPECT_THAT(refused.err, HasSubstr("2 store directories are left alone; is it mounted? --gone"));
   EXPECT_EQ(SnapshotOf(album_.Aside("root")), before);
-  EXPECT_EQ(album_.Run({"clean", "--force", album_.pictures()}).exit_code, 0);
+  EXPECT_EQ(album_.Run({"clean", "--force", album_.pictures()}).exit_code, 1);
+  EXPECT_EQ(SnapshotOf(album_.Aside("root")), before);
+  EXPECT_EQ(album_.Run({"clean", "--gone", album_.pictures()}).exit_code, 0);
   EXPECT_NE(SnapshotOf(album_.Aside("root")), before);
 }
 

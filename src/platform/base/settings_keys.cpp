@@ -151,6 +151,7 @@ const std::vector<SettingsKey>& Keys() {
       {"service", "lock_dir", FolderBelowRoot(&ServiceSettings::lock_dir)},
       {"service", "builders", Number(&ServiceSettings::builders, 0, 1024)},
       {"service", "waiting", Number(&ServiceSettings::waiting, 0, 10000)},
+      {"service", "patience", Number(&ServiceSettings::patience, 1, 3600)},
       {"service", "compaction", YesNo(&ServiceSettings::compaction)},
       {"service", "quality", Number(&ServiceSettings::quality, 1, 100)},
       {"service", "free_boxes", Number(&ServiceSettings::free_boxes, 0, 1000)},

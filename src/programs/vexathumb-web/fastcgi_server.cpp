@@ -10,9 +10,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <system_error>
 
 #include "programs/vexathumb-web/answer.h"
 #include "programs/vexathumb-web/leftovers.h"
+#include "programs/vexathumb-web/workers.h"
+#include "vexaplatform/settings.h"
 
 namespace vexathumb::web {
 namespace {
@@ -77,6 +80,15 @@ class ResponseStream {
   FILE* stream_;
 };
 
+// One of those that answer requests side by side. The settings may name another folder by now.
+void BeCounted() {
+  try {
+    JoinWorkers(vexaplatform::CurrentSettings()->service.lock_dir);
+  } catch (const std::system_error&) {
+    return;  // a request that needs the folder says so
+  }
+}
+
 }  // namespace
 
 std::optional<int> FastCgiSocket() {
@@ -96,6 +108,7 @@ int ServeFastCgi(int socket) {
   if (FCGX_Init() != 0 || FCGX_InitRequest(&request, socket, 0) != 0) return EXIT_FAILURE;
   OnTerminationFinish();
   SweepLeftoversHourly();
+  BeCounted();
   while (FCGX_Accept_r(&request) == 0) {
     {
       const ResponseStream stream(request.out);
@@ -103,6 +116,7 @@ int ServeFastCgi(int socket) {
     }
     FCGX_Finish_r(&request);
     SweepLeftoversHourly();
+    BeCounted();
   }
   return EXIT_SUCCESS;
 }

@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/shared_file.h"
 #include "programs/vexathumb-web/thumbnail_parameters.h"
+#include "programs/vexathumb-web/workers.h"
 #include "service/serve/obtain.h"
 #include "vexaplatform/expected_file.h"
 
@@ -36,6 +38,15 @@ Problem ProblemOf(const service::Thumbnail& thumbnail) {
   return {500, "This machine cannot make thumbnails at the moment."};
 }
 
+service::ObtainOptions OptionsFrom(const vexaplatform::Settings& settings) {
+  service::ObtainOptions options = service::ObtainOptionsFrom(settings.service);
+  options.patience = std::chrono::seconds(settings.service.patience);
+  options.count_workers = [directory = settings.service.lock_dir] {
+    return CountWorkers(directory);
+  };
+  return options;
+}
+
 // The status of the file that is to be sent: the source as it was found, or a file of a store,
 // found again without following a link that somebody may have put in the place of a folder
 // meanwhile.
@@ -57,8 +68,7 @@ void SendThumbnail(const Request& request, const vexaplatform::Settings& setting
   asked.source = source.file.path;
   asked.found = source.file.status;
   asked.any_share = asked.any_share || source.share.indexed;
-  const service::Thumbnail thumbnail =
-      service::ObtainThumbnail(asked, service::ObtainOptionsFrom(settings.service));
+  const service::Thumbnail thumbnail = service::ObtainThumbnail(asked, OptionsFrom(settings));
   if (thumbnail.outcome != Outcome::kPicture) throw ProblemOf(thumbnail);
   std::optional<vexaplatform::ExpectedFile> expected;
   // What was made for this request has a name that nobody knows.

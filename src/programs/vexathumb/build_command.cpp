@@ -71,6 +71,8 @@ std::vector<service::SourceItem> OpenShard(const BuildCommandOptions& options) {
   }
   try {
     return service::ReadShard(options.manifest, options.shard, mappings);
+  } catch (const service::SourcesMissing& error) {
+    throw Failure{kStoppedEarly, options.manifest, {error.what(), "is what holds them mounted?"}};
   } catch (const service::ManifestError& error) {
     throw Failure{kSourceUnreadable, options.manifest, {error.what(), ""}};
   } catch (const std::system_error& error) {
@@ -94,6 +96,7 @@ service::IndexOptions IndexOptionsFrom(const BuildCommandOptions& options) {
 ExitCode BuildShard(const BuildCommandOptions& options) {
   service::ListedSources sources(OpenShard(options));
   BuildReport report(options.form(), [&sources] { return sources.size(); });
+  report.CountMissingAsLeft();
   service::RunSignals signals;
   const service::IndexOptions index = IndexOptionsFrom(options);
   const bool is_complete = service::Indexer(sources, index, signals, report).Run();

@@ -63,6 +63,7 @@ void BuildReport::OnReport(const SourceReport& report) {
   // Of a source over which its process died nothing else is known.
   if (report.sizes.empty() && report.state != BuildState::kCurrent) ++Count(report.state);
   if (report.is_known_failure) ++known_failures_;
+  if (report.state == BuildState::kGone && missing_sources_++ == 0) first_missing_ = report.source;
   bytes_ += report.bytes;
   if (report.bytes > 0) NoteDuration(report);
   Tell(report);
@@ -129,6 +130,7 @@ void BuildReport::NoteDuration(const SourceReport& report) {
 
 void BuildReport::Finish(bool is_complete) {
   progress_.Clear();
+  if (is_missing_left_ && missing_sources_ > 0) TellMissing();
   if (form_ == BuildForm::kJson) return PrintLine({{"summary", Summary(is_complete)}});
   if (form_ == BuildForm::kTable) {
     Columns table({"file", "size", "served from", "pixels", "bytes", "ms", "where it lies"});
@@ -138,6 +140,13 @@ void BuildReport::Finish(bool is_complete) {
     std::cout << table.Text();
   }
   FinishText(is_complete);
+}
+
+void BuildReport::TellMissing() const {
+  const std::string others =
+      missing_sources_ > 1 ? " and " + std::to_string(missing_sources_ - 1) + " more" : "";
+  PrintError(first_missing_,
+             {"missing" + others, "is what holds it mounted? plan again if it has been removed"});
 }
 
 void BuildReport::FinishText(bool is_complete) const {
@@ -188,6 +197,7 @@ double BuildReport::Seconds() const {
 ExitCode BuildReport::Result(bool is_complete) const {
   if (missing_names_ > 0) return kSourceUnreadable;
   if (!is_complete || Count(BuildState::kPostponed) > 0) return kStoppedEarly;
+  if (is_missing_left_ && missing_sources_ > 0) return kStoppedEarly;
   return Count(BuildState::kFailed) > 0 ? kNoThumbnail : kDone;
 }
 

@@ -28,6 +28,10 @@ class BuildReport : public service::IndexObserver {
   BuildReport(BuildForm form, std::function<std::optional<size_t>()> total)
       : form_(form), total_(std::move(total)) {}
 
+  // Sources that are not there were so when the work was planned, and are told: what holds them may
+  // not be mounted here.
+  void CountMissingAsLeft() { is_missing_left_ = true; }
+
   void OnReport(const service::SourceReport& report) override;
   void OnUnreadable(const service::SourceItem& item) override;
   void OnTick(const std::vector<std::string>& in_hand, bool is_asked) override;
@@ -47,6 +51,7 @@ class BuildReport : public service::IndexObserver {
   void TellFailure(const service::SourceReport& report) const;
   void AddRows(const service::SourceReport& report);
   void NoteDuration(const service::SourceReport& report);
+  void TellMissing() const;
   void FinishText(bool is_complete) const;
   Json Summary(bool is_complete) const;
   double Seconds() const;
@@ -58,6 +63,9 @@ class BuildReport : public service::IndexObserver {
   std::array<size_t, kStates> counts_ = {};     // of thumbnails
   size_t sources_ = 0;
   size_t missing_names_ = 0;
+  bool is_missing_left_ = false;
+  size_t missing_sources_ = 0;
+  std::string first_missing_;
   size_t known_failures_ = 0;  // sources
   uint64_t bytes_ = 0;
   std::vector<std::pair<double, std::string>> slowest_;  // milliseconds and path, slowest first

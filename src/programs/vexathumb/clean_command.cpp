@@ -8,6 +8,7 @@
 #include "programs/vexathumb/named_paths.h"
 #include "programs/vexathumb/quantity.h"
 #include "programs/vexathumb/report.h"
+#include "service/base/source_path.h"
 #include "service/store/cleaning.h"
 #include "vexaplatform/settings.h"
 
@@ -18,6 +19,7 @@ struct CleanOptions {
   std::vector<std::string> names;
   bool dry_run = false;
   bool force = false;
+  std::vector<std::string> gone;
   bool json = false;
 };
 
@@ -43,13 +45,13 @@ class CleanReport {
               << (freed.kept_foreign ? "; other programs' files stay" : "") << "\n";
   }
 
-  void Refused(const std::string& folder, uint64_t orphans, const std::string& why) {
+  void Refused(const std::string& folder, uint64_t orphans, const service::Cause& why) {
     refused_ += orphans;
     std::cout.flush();
     PrintError(folder,
-               {why + ", " + Counted(orphans, "store directory is", "store directories are") +
+               {why.text + ", " + Counted(orphans, "store directory is", "store directories are") +
                     " left alone",
-                "is it mounted? --force removes them"});
+                why.advice});
   }
 
   ExitCode Finish() const {
@@ -78,12 +80,17 @@ class CleanReport {
 };
 
 ExitCode RunClean(const CleanOptions& options) {
-  NamedPaths named(options.names);
+  std::vector<std::string> names = options.names;
+  names.insert(names.end(), options.gone.begin(), options.gone.end());
+  NamedPaths named(names);
   CleanReport report(options);
   service::CleaningOptions cleaning;
   cleaning.removal.lock_directory = vexaplatform::CurrentSettings()->service.lock_dir;
   cleaning.removal.dry_run = options.dry_run;
   cleaning.force = options.force;
+  for (const std::string& folder : options.gone) {
+    cleaning.gone.push_back(service::AbsolutePath(folder));
+  }
   service::CleaningEvents events;
   events.on_removed = [&](const auto& directory, const auto& freed) {
     report.Removed(directory, freed);
@@ -104,11 +111,19 @@ Run AddCleanCommand(CLI::App& app) {
   const auto options = std::make_shared<CleanOptions>();
   CLI::App* command =
       app.add_subcommand("clean", "Remove what is stored for files that are gone, and leftovers");
-  command->add_option("PATH", options->names, "Files, and folders of files")->required();
+  command->add_option("PATH", options->names, "Files, and folders of files");
   command->add_flag("--dry-run", options->dry_run, "Only tell what would be removed");
   command->add_flag("--force", options->force,
-                    "Also where all files are gone, as when a share is not mounted");
+                    "Also where very many are gone, as when a volume is not mounted");
+  command
+      ->add_option("--gone", options->gone,
+                   "A folder whose pictures are gone for good, though it may look not mounted")
+      ->type_name("FOLDER")
+      ->allow_extra_args(false);
   command->add_flag("--json", options->json, "Report as JSON");
+  command->callback([options] {
+    if (options->names.empty() && options->gone.empty()) throw CLI::RequiredError("PATH or --gone");
+  });
   return [options] { return RunClean(*options); };
 }
 

@@ -60,7 +60,7 @@ ExitCode Prepare(const FarmOptions& options) {
     }
   }
   try {
-    service::FarmLog(options.log).Prepare(manifest, hosts, command);
+    service::FarmLog(options.log).Prepare(manifest, hosts, options.build, command);
   } catch (const std::system_error& error) {
     throw Failure{kInternal, options.log, {error.code().message(), "name another with --log"}};
   }

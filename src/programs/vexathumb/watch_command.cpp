@@ -27,6 +27,7 @@ struct WatchCommandOptions {
   double quiet = 2;
   bool videos = false;
   bool cross_file_systems = false;
+  int look_again = 15;
   int jobs = 1;
   bool nice = false;
   bool dry_run = false;
@@ -115,6 +116,7 @@ ExitCode RunWatch(const WatchCommandOptions& options) {
   watch.quiet = std::chrono::milliseconds(static_cast<int64_t>(options.quiet * 1000));
   watch.walk.videos = options.videos;
   watch.walk.cross_file_systems = options.cross_file_systems;
+  watch.look_again = std::chrono::minutes(options.look_again);
   watch.lock_directory = vexaplatform::CurrentSettings()->service.lock_dir;
   watch.dry_run = options.dry_run;
   service::WatchedSources sources(folders, watch, [](const auto& path, const auto& what) {
@@ -144,6 +146,11 @@ Run AddWatchCommand(CLI::App& app) {
   command->add_flag("--videos", options->videos, "Make the screenshots that videos lack");
   command->add_flag("--cross-file-systems", options->cross_file_systems,
                     "Watch folders on which another file system is mounted");
+  command
+      ->add_option("--look-again", options->look_again,
+                   "How often to look through folders on network file systems; 0: never (15)")
+      ->type_name("MINUTES")
+      ->check(CLI::Range(0, 10080));
   command->add_option("--jobs", options->jobs, "Worker processes (1)")
       ->type_name("N")
       ->check(CLI::Range(1, 1024));

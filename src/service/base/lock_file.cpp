@@ -42,8 +42,16 @@ void LockFile::Lock() {
   }
 }
 
-bool LockFile::TryLock() {
-  while (flock(fd_.get(), LOCK_EX | LOCK_NB) != 0) {
+bool LockFile::TryLock() { return Try(LOCK_EX); }
+
+bool LockFile::IsHeldByAnother() {
+  if (!Try(LOCK_SH)) return true;
+  flock(fd_.get(), LOCK_UN);
+  return false;
+}
+
+bool LockFile::Try(int lock) {
+  while (flock(fd_.get(), lock | LOCK_NB) != 0) {
     if (errno == EWOULDBLOCK) return false;
     if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "flock");
   }

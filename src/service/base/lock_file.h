@@ -20,7 +20,12 @@ class LockFile {
   void Lock();     // waits; throws std::system_error
   bool TryLock();  // false when another holds it
 
+  // Whether another holds it. Several may ask at once.
+  bool IsHeldByAnother();
+
  private:
+  bool Try(int lock);
+
   posix::UniqueFd fd_;
 };
 

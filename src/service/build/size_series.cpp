@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "service/build/animation.h"
 #include "service/build/thumbnail_form.h"
 #include "service/picture/content_type.h"
 #include "service/picture/inspection.h"
@@ -98,7 +99,7 @@ bool SizeSeries::MakeFitted(const Task& task) {
 }
 
 bool SizeSeries::MakeAnimation(const Task& task) {
-  const bool is_made = GIFConvertCmd(task.info, source_, task.path).exec() ||
+  const bool is_made = service::MakeAnimation(task.info, source_, task.path) ||
                        ConvertCmd(task.info, source_, task.path).exec();
   return is_made && BringIntoForm(task);
 }

@@ -109,15 +109,16 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
 // need the store's directory for their previews even so.
 std::optional<Thumbnail> ThumbnailBuilder::MakeOutsideStore(const ThumbnailRequest& request,
                                                             const ThumbInfo& info) {
-  // A name that tells whose it is; it has no extension.
+  // A name that tells whose it is, with something random before it: two machines may have one
+  // folder there, and the same process number. It has no extension.
   AtomicFile entry(file::GetVarTmpPath(request.avatar ? info.GetAvatarThumbEAName()
                                                       : info.GetDocdeckTmpThumbEAName()));
   ThumbnailRequest without_preview = request;
   without_preview.use_preview = false;
   const auto made = Make(without_preview, info, entry.path());
   if (!made || !version_.IsCurrent()) return std::nullopt;
-  if (!entry.Commit(StoredAttributes(version_.status()))) return std::nullopt;
-  return OwnedByCaller(entry.target(), made->mime, kFromVarTmp);
+  if (!entry.HandOut(StoredAttributes(version_.status()))) return std::nullopt;
+  return OwnedByCaller(entry.path(), made->mime, kFromVarTmp);
 }
 
 std::optional<SizeSeries::Made> ThumbnailBuilder::Make(const ThumbnailRequest& request,

@@ -29,10 +29,13 @@ json ReadPlan(const std::string& folder) {
 }  // namespace
 
 void FarmLog::Prepare(const ManifestFigures& manifest, const std::vector<FarmHost>& hosts,
-                      const std::string& command) const {
+                      const FarmBuild& build, const std::string& command) const {
   std::filesystem::create_directories(folder_);
-  const json plan = {{"shards", manifest.shards}, {"checksum", manifest.checksum}};
-  if (ReadPlan(folder_) != plan) {
+  const json plan = {
+      {"shards", manifest.shards}, {"checksum", manifest.checksum}, {"options", build.options}};
+  // An option may hold bytes that are no text.
+  const std::string text = plan.dump(-1, ' ', false, json::error_handler_t::replace);
+  if (ReadPlan(folder_) != json::parse(text)) {
     std::filesystem::remove(joblog());
     std::filesystem::remove(sources());
   }
@@ -44,7 +47,7 @@ void FarmLog::Prepare(const ManifestFigures& manifest, const std::vector<FarmHos
   Write(folder_ + "/hosts", logins);
   Write(folder_ + "/shards", shards);
   Write(folder_ + "/command", command + "\n");
-  Write(folder_ + "/plan.json", plan.dump() + "\n");
+  Write(folder_ + "/plan.json", text + "\n");
 }
 
 uint64_t FarmLog::Shards() const {

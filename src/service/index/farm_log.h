@@ -11,7 +11,7 @@
 namespace vexathumb::service {
 
 // The folder that keeps what becomes of a manifest's shards on several hosts. In it lie
-//   plan.json  which manifest it is about
+//   plan.json  which manifest it is about, and with which options
 //   hosts      for GNU Parallel: a login a line, one shard at a time on each
 //   shards     for GNU Parallel: the number of a shard a line
 //   command    for GNU Parallel: what a host does for a shard
@@ -24,10 +24,10 @@ class FarmLog {
   std::string joblog() const { return folder_ + "/joblog"; }
   std::string sources() const { return folder_ + "/sources"; }
 
-  // Writes what GNU Parallel is told. What was kept of another manifest goes; of the same one it
-  // stays, so that the work goes on. Throws std::system_error.
+  // Writes what GNU Parallel is told. What was kept of another manifest, or of a build with other
+  // options, goes; of the same one it stays, so that the work goes on. Throws std::system_error.
   void Prepare(const ManifestFigures& manifest, const std::vector<FarmHost>& hosts,
-               const std::string& command) const;
+               const FarmBuild& build, const std::string& command) const;
 
   // How many shards there are. Throws FarmError when nothing has been prepared.
   uint64_t Shards() const;

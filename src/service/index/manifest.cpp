@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cinttypes>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <sstream>
@@ -21,7 +22,7 @@
 namespace vexathumb::service {
 namespace {
 
-constexpr char kFirstLine[] = "vexathumb-manifest 1\n";
+constexpr char kFirstLine[] = "vexathumb-manifest 2\n";
 constexpr uint64_t kMostShards = 1000000;
 
 [[noreturn]] void ThrowErrno(const std::string& path) {
@@ -98,6 +99,13 @@ uint32_t ChecksumOfHeader(const std::string& text) {
   return Checksum(text.substr(0, text.rfind("end ")));
 }
 
+// Seconds, and nine digits of a part of one.
+std::string TimeText(const struct timespec& time) {
+  std::array<char, 40> text = {};
+  snprintf(text.data(), text.size(), "%jd.%09ld", static_cast<intmax_t>(time.tv_sec), time.tv_nsec);
+  return text.data();
+}
+
 // The names of all sources, on the disk until they are sorted.
 class Spool {
  public:
@@ -116,7 +124,8 @@ class Spool {
   }
 
   void Add(const SourceItem& item) {
-    const std::string record = std::to_string(item.bytes) + " " + item.path + std::string(1, '\0');
+    const std::string record = std::to_string(item.bytes) + " " + TimeText(item.modified) + " " +
+                               item.path + std::string(1, '\0');
     sources_.push_back({end_ + waiting_.size(), static_cast<uint64_t>(item.bytes)});
     waiting_ += record;
     if (waiting_.size() > kBuffer) Flush();
@@ -221,7 +230,8 @@ std::vector<SourceItem> ItemsOf(const std::string& records,
   std::vector<SourceItem> items;
   for (size_t at = 0; at < records.size();) {
     const size_t end = records.find('\0', at);
-    const size_t blank = records.find(' ', at);
+    const size_t time = records.find(' ', at);
+    const size_t blank = time == std::string::npos ? time : records.find(' ', time + 1);
     if (end == std::string::npos || blank == std::string::npos || blank + 1 >= end ||
         records[blank + 1] != '/') {
       throw ManifestError("is damaged");
@@ -323,7 +333,7 @@ std::vector<SourceItem> ReadShard(const std::string& file, uint64_t shard,
   std::vector<SourceItem> items = ItemsOf(records, mappings);
   if (items.empty() || items.size() != line.sources) throw ManifestError("is damaged");
   if (!std::any_of(items.begin(), items.end(), IsThere)) {
-    throw ManifestError("names no file that is there: " + items.front().path + ", …");
+    throw SourcesMissing("names no file that is there: " + items.front().path + ", …");
   }
   return items;
 }

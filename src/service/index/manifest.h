@@ -20,6 +20,11 @@ struct ManifestError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A shard of which no source is there, as on a machine that has not mounted them.
+struct SourcesMissing : ManifestError {
+  using ManifestError::ManifestError;
+};
+
 struct ManifestFigures {
   uint64_t shards = 0;
   uint64_t sources = 0;
@@ -48,9 +53,8 @@ std::optional<PathMapping> ParsePathMapping(const std::string& text);
 // The path under the first mapping that it lies below, or as it is.
 std::string Mapped(const std::string& path, const std::vector<PathMapping>& mappings);
 
-// Reads and checks one shard; they are numbered from 1. Throws ManifestError, also when not one of
-// its sources is there, as on a machine that has not mounted them, or std::system_error when the
-// file cannot be read.
+// Reads and checks one shard; they are numbered from 1. Throws ManifestError, SourcesMissing, or
+// std::system_error when the file cannot be read.
 std::vector<SourceItem> ReadShard(const std::string& file, uint64_t shard,
                                   const std::vector<PathMapping>& mappings);
 

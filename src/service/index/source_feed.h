@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,9 +16,10 @@ namespace vexathumb::service {
 struct SourceItem {
   enum class Kind { kSource, kMissing, kUnreadableFolder };
   Kind kind = Kind::kSource;
-  std::string path;   // absolute
-  off_t bytes = 0;    // of a source
-  std::string cause;  // why it is none
+  std::string path;               // absolute
+  off_t bytes = 0;                // of a source
+  std::string cause;              // why it is none
+  struct timespec modified = {};  // a source, where that is known
 };
 
 // Where an indexer's sources come from.

@@ -42,7 +42,10 @@ std::optional<SourceStream::Item> SourceStream::Next() {
       for (auto& [path, cause] : walk_->TakeUnreadable()) {
         waiting_.push_back({Item::Kind::kUnreadableFolder, path, 0, cause});
       }
-      if (file) waiting_.push_back({Item::Kind::kSource, std::move(file->path), file->bytes, ""});
+      if (file) {
+        waiting_.push_back(
+            {Item::Kind::kSource, std::move(file->path), file->bytes, "", file->modified});
+      }
       if (walk_->AtEnd()) {
         walk_.reset();
       } else if (waiting_.empty()) {
@@ -78,7 +81,7 @@ std::optional<SourceStream::Item> SourceStream::Begin(const Name& name) {
   if (kind == MediaKind::kNone && name.from_list) return std::nullopt;
   const std::string cause = WhyUnreadable(name.path);
   if (!cause.empty()) return Item{Item::Kind::kMissing, name.path, 0, cause};
-  return Item{Item::Kind::kSource, name.path, st.st_size, ""};
+  return Item{Item::Kind::kSource, name.path, st.st_size, "", st.st_mtim};
 }
 
 }  // namespace vexathumb::service

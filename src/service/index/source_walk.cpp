@@ -89,7 +89,7 @@ std::optional<WalkedFile> SourceWalk::Take(const dirent& entry) {
   }
   if (S_ISDIR(st.st_mode)) to_enter_.push_back(path);
   if (!S_ISREG(st.st_mode) || !is_wanted) return std::nullopt;
-  return WalkedFile{std::move(path), st.st_size};
+  return WalkedFile{std::move(path), st.st_size, st.st_mtim};
 }
 
 }  // namespace vexathumb::service

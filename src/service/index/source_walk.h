@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <sys/types.h>
 
+#include <ctime>
 #include <memory>
 #include <optional>
 #include <set>
@@ -21,6 +22,7 @@ struct WalkOptions {
 struct WalkedFile {
   std::string path;
   off_t bytes;
+  struct timespec modified;
 };
 
 struct UnreadableFolder {

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -18,6 +19,8 @@
 namespace vexathumb::service {
 namespace {
 
+constexpr char kOthersBuild[] = "others build for this file, or wait to";
+
 class Obtaining {
  public:
   Obtaining(const ThumbnailRequest& request, const ObtainOptions& options)
@@ -27,15 +30,18 @@ class Obtaining {
     if (auto stored = StoredByEarlierInspection()) return *stored;
     if (auto answer = AnswerAtOnce()) return *answer;
     if (auto failed = AnswerFromFailureRecord()) return *failed;
-    const SourceLock lock(options_.lock_directory, request_.source);
+    const std::string& directory = options_.lock_directory;
+    const BuildLimits limits = LimitsNow();
+    const auto ticket = BuildTicket::Take(directory, limits);
+    if (!ticket) return Overload("too many thumbnails are being built");
+    const Deadline deadline = EndOfPatience();
+    const auto lock = SourceLock::Take(directory, request_.source, limits, deadline);
+    if (!lock) return Overload(kOthersBuild);
     // Another may have built it, or failed, while this one waited.
     if (auto answer = AnswerAtOnce()) return *answer;
     if (auto failed = AnswerFromFailureRecord()) return *failed;
-    const auto slot = BuildSlot::Take(options_.lock_directory, options_.limits);
-    if (!slot)
-      return Thumbnail::None(Outcome::kOverload,
-                             {"too many thumbnails are being built", "run again later"});
-    return Build();
+    const auto slot = BuildSlot::Take(directory, limits, deadline);
+    return slot ? Build() : Overload(kOthersBuild);
   }
 
  private:
@@ -44,6 +50,21 @@ class Obtaining {
   bool IsFoundFile(const struct stat& status) const {
     const auto& found = request_.found;
     return !found || (found->st_dev == status.st_dev && found->st_ino == status.st_ino);
+  }
+
+  BuildLimits LimitsNow() const {
+    BuildLimits limits = options_.limits;
+    if (options_.count_workers) limits.workers = options_.count_workers();
+    return limits;
+  }
+
+  Deadline EndOfPatience() const {
+    if (!options_.patience) return std::nullopt;
+    return std::chrono::steady_clock::now() + *options_.patience;
+  }
+
+  static Thumbnail Overload(const char* cause) {
+    return Thumbnail::None(Outcome::kOverload, {cause, "run again later"});
   }
 
   // Reads the source as it is now; the answer, if that alone gives one.

@@ -1,6 +1,9 @@
 #ifndef VEXATHUMB_SERVICE_SERVE_OBTAIN_H_
 #define VEXATHUMB_SERVICE_SERVE_OBTAIN_H_
 
+#include <chrono>
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "service/build/build_settings.h"
@@ -13,6 +16,9 @@ namespace vexathumb::service {
 struct ObtainOptions {
   std::string lock_directory;
   BuildLimits limits;
+  // How many answer requests side by side; asked when one is about to build (limits.workers).
+  std::function<int()> count_workers;
+  std::optional<std::chrono::seconds> patience;  // with others' builds; without one, any time
   BuildOptions build;
   bool use_failure_record = true;  // otherwise failures are neither asked for nor recorded
 };
@@ -22,6 +28,7 @@ ObtainOptions ObtainOptionsFrom(const vexaplatform::ServiceSettings& settings);
 
 // Finds the stored thumbnail or has it built, once, however many ask at the same moment. A stored
 // one is found without waiting for anyone; a source that needs no conversion is the picture itself.
+// Where too many wait, or it takes too long, nothing is built.
 // Without a picture the outcome and the cause say why. Throws std::system_error when the locks
 // cannot be had.
 Thumbnail ObtainThumbnail(const ThumbnailRequest& request, const ObtainOptions& options);

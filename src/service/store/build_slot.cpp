@@ -11,16 +11,9 @@ namespace vexathumb::service {
 namespace {
 
 constexpr char kLine[] = "line";  // held by whoever is first among those that wait
+constexpr char kBuilder[] = "builder.";
 constexpr size_t kSourceLockFiles = 256;
 constexpr std::chrono::milliseconds kLookAgainAfter{5};
-
-std::optional<LockFile> TryTakeSlot(const std::string& directory, const BuildLimits& limits) {
-  for (int builder = 0; builder < std::max(limits.builders, 1); ++builder) {
-    LockFile slot(directory, "builder." + std::to_string(builder));
-    if (slot.TryLock()) return slot;
-  }
-  return std::nullopt;
-}
 
 std::string SourceNumber(const std::string& source) {
   const std::string base_name = LastComponent(source);
@@ -36,7 +29,55 @@ bool IsHeld(const std::string& directory, const std::string& name) {
   return !LockFile(directory, name).TryLock();
 }
 
+// Whether all was done before the deadline.
+template <typename Try>
+bool TryUntil(const Deadline& deadline, Try done) {
+  while (!done()) {
+    if (deadline && std::chrono::steady_clock::now() >= *deadline) return false;
+    std::this_thread::sleep_for(kLookAgainAfter);
+  }
+  return true;
+}
+
+bool LockUntil(const Deadline& deadline, LockFile* file) {
+  if (!deadline) file->Lock();
+  return !deadline || TryUntil(deadline, [file] { return file->TryLock(); });
+}
+
+// The first of `count` lock files that is free.
+std::optional<LockFile> TakeAny(const std::string& directory, const std::string& name, int count) {
+  for (int number = 0; number < count; ++number) {
+    LockFile file(directory, name + std::to_string(number));
+    if (file.TryLock()) return file;
+  }
+  return std::nullopt;
+}
+
+int TicketsOf(const BuildLimits& limits) { return std::max(limits.builders, 1) + limits.waiting; }
+
+// The workers that may build or wait at once.
+int SeatsOf(const BuildLimits& limits) { return std::max(limits.workers - 1, 1); }
+
+// Workers are counted among themselves: they are not to be kept from work by those who wait on the
+// command line.
+int MostWaitingForOneSource(const BuildLimits& limits) {
+  const int most = TicketsOf(limits);
+  return std::max((limits.workers > 0 ? std::min(most, SeatsOf(limits)) : most) / 2, 1);
+}
+
 }  // namespace
+
+std::optional<BuildTicket> BuildTicket::Take(const std::string& directory,
+                                             const BuildLimits& limits) {
+  auto file = TakeAny(directory, "ticket.", TicketsOf(limits));
+  if (!file) return std::nullopt;
+  BuildTicket ticket(std::move(*file));
+  if (limits.workers == 0) return ticket;
+  auto seat = TakeAny(directory, "seat.", SeatsOf(limits));
+  if (!seat) return std::nullopt;
+  ticket.seat_.emplace(std::move(*seat));
+  return ticket;
+}
 
 SourceLock::SourceLock(const std::string& directory, const std::string& source)
     : file_(directory, SourceLockName(source)) {
@@ -46,22 +87,33 @@ SourceLock::SourceLock(const std::string& directory, const std::string& source)
   file_.Lock();
 }
 
-std::optional<BuildSlot> BuildSlot::Take(const std::string& directory, const BuildLimits& limits) {
-  const int builders = std::max(limits.builders, 1);
-  for (int number = 0; number < builders + limits.waiting; ++number) {
-    LockFile ticket(directory, "ticket." + std::to_string(number));
-    if (!ticket.TryLock()) continue;
-    // Only the first in line looks for a free slot, since the system cannot wait for any of
-    // several locks.
-    LockFile line(directory, kLine);
-    line.Lock();
-    for (;; std::this_thread::sleep_for(kLookAgainAfter)) {
-      if (auto slot = TryTakeSlot(directory, limits)) {
-        return BuildSlot(std::move(ticket), std::move(*slot));
-      }
+std::optional<SourceLock> SourceLock::Take(const std::string& directory, const std::string& source,
+                                           const BuildLimits& limits, const Deadline& deadline) {
+  LockFile file(directory, SourceLockName(source));
+  if (file.TryLock()) return SourceLock(std::move(file));
+  const std::string kind = limits.workers > 0 ? "waiting-worker." : "waiting.";
+  const auto waiting =
+      TakeAny(directory, kind + SourceNumber(source) + ".", MostWaitingForOneSource(limits));
+  if (!waiting) return std::nullopt;
+  LockFile line(directory, SourceLineName(source));
+  const bool is_taken = LockUntil(deadline, &line) && LockUntil(deadline, &file);
+  return is_taken ? std::optional(SourceLock(std::move(file))) : std::nullopt;
+}
+
+std::optional<BuildSlot> BuildSlot::Take(const std::string& directory, const BuildLimits& limits,
+                                         const Deadline& deadline) {
+  // Only the first in line looks for a free slot, since the system cannot wait for any of several
+  // locks.
+  LockFile line(directory, kLine);
+  std::optional<LockFile> slot;
+  const auto take = [&] {
+    if (auto free = TakeAny(directory, kBuilder, std::max(limits.builders, 1))) {
+      slot.emplace(std::move(*free));
     }
-  }
-  return std::nullopt;
+    return slot.has_value();
+  };
+  if (!LockUntil(deadline, &line) || !TryUntil(deadline, take)) return std::nullopt;
+  return BuildSlot(std::move(*slot));
 }
 
 bool BackgroundSlot::Take(const std::function<bool()>& give_up) {
@@ -85,7 +137,7 @@ bool BackgroundSlot::TryTake() {
   if (!source_lock.TryLock()) return false;
   LockFile line(directory_, kLine);
   if (!line.TryLock()) return false;
-  auto slot = TryTakeSlot(directory_, limits_);
+  auto slot = TakeAny(directory_, kBuilder, std::max(limits_.builders, 1));
   if (!slot) return false;
   source_lock_.emplace(std::move(source_lock));
   slot_.emplace(std::move(*slot));

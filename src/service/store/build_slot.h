@@ -1,6 +1,7 @@
 #ifndef VEXATHUMB_SERVICE_STORE_BUILD_SLOT_H_
 #define VEXATHUMB_SERVICE_STORE_BUILD_SLOT_H_
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -12,37 +13,65 @@ namespace vexathumb::service {
 
 // Who builds when, across all processes of the machine:
 //
-//   SourceLock lock(directory, source);        // waits for others with this source
+//   auto ticket = BuildTicket::Take(directory, limits);
+//   if (!ticket) answer_overload();                   // nobody more may wait
+//   auto lock = SourceLock::Take(directory, source, limits, deadline);  // for others with it
 //   if (stored by now) return;
-//   auto slot = BuildSlot::Take(directory, limits);  // waits for one of the machine's slots
-//   if (!slot) answer_overload();
+//   auto slot = lock ? BuildSlot::Take(directory, limits, deadline) : std::nullopt;
+//   if (!slot) answer_overload();                     // it has taken too long
 //
-// Both are released when the object goes, or its process dies.
+// All are released when the object goes, or its process dies.
+
+struct BuildLimits {
+  int builders;     // builds at once on the machine
+  int waiting;      // requests that may wait besides, for a slot or for others with their source
+  int workers = 0;  // among which one is to stay free of builds; 0: there are no such
+};
+
+// Until when to wait; without one for as long as it takes.
+using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+
+// The right to build or to wait for it. Whoever waits for the lock of a source without one keeps
+// nobody else from building, but there may be any number of them.
+class BuildTicket {
+ public:
+  // Nothing when there are no more.
+  static std::optional<BuildTicket> Take(const std::string& directory, const BuildLimits& limits);
+
+ private:
+  explicit BuildTicket(LockFile file) : file_(std::move(file)) {}
+
+  LockFile file_;
+  std::optional<LockFile> seat_;  // of a worker
+};
 
 // One at a time for one source. Keyed by the source's base name, since the tools' temporary names
 // collide for equal base names; a fixed number of lock files is shared among all names.
 class SourceLock {
  public:
+  // Waits for as long as it takes.
   SourceLock(const std::string& directory, const std::string& source);
 
- private:
-  LockFile file_;
-};
+  // Nothing at the deadline, and at once when half of those with a ticket wait for this source
+  // already: the rest is for other sources.
+  static std::optional<SourceLock> Take(const std::string& directory, const std::string& source,
+                                        const BuildLimits& limits, const Deadline& deadline);
 
-struct BuildLimits {
-  int builders;  // builds at once on the machine
-  int waiting;   // builds that may wait for a slot besides
+ private:
+  explicit SourceLock(LockFile file) : file_(std::move(file)) {}
+
+  LockFile file_;
 };
 
 class BuildSlot {
  public:
-  // Waits for a slot. Nothing when too many wait already.
-  static std::optional<BuildSlot> Take(const std::string& directory, const BuildLimits& limits);
+  // Waits for a slot. Nothing at the deadline.
+  static std::optional<BuildSlot> Take(const std::string& directory, const BuildLimits& limits,
+                                       const Deadline& deadline);
 
  private:
-  BuildSlot(LockFile ticket, LockFile slot) : ticket_(std::move(ticket)), slot_(std::move(slot)) {}
+  explicit BuildSlot(LockFile slot) : slot_(std::move(slot)) {}
 
-  LockFile ticket_;
   LockFile slot_;
 };
 

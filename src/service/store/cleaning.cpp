@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <optional>
 #include <system_error>
 #include <utility>
 #include <vector>
 
+#include "service/picture/media_names.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::service {
@@ -14,14 +16,25 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Hidden entries aside.
-bool IsEmptyOrMissing(const std::string& folder) {
+bool IsHidden(const fs::path& path) { return path.filename().string().front() == '.'; }
+
+// Whether there is neither a picture nor a video below the folder, or no such folder. A mount point
+// may hold more than nothing: empty folders that others are mounted on, or a note.
+bool IsWithoutMedia(const std::string& folder) {
   std::error_code error;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+  for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error)) {
-    if (entry->path().filename().string().front() != '.') return false;
+    if (IsHidden(entry->path())) {
+      entry.disable_recursion_pending();
+    } else if (MediaKindOf(entry->path().filename().string()) != MediaKind::kNone) {
+      return false;
+    }
   }
   return !error || error == std::errc::no_such_file_or_directory;
+}
+
+bool IsInOrBelow(const std::string& path, const std::string& folder) {
+  return path == folder || folder == "/" || path.rfind(folder + "/", 0) == 0;
 }
 
 bool IsShare(const std::string& folder) {
@@ -53,9 +66,8 @@ class Cleaner : public StoreVisitor {
     Scope scope = std::move(scopes_.back());
     scopes_.pop_back();
     Scope* parent = scopes_.empty() ? nullptr : &scopes_.back();
-    const std::string why = options_.force ? "" : WhyRefused(folder, scope);
-    if (!why.empty()) {
-      events_.on_refused(folder, scope.orphans.size(), why);
+    if (const auto why = WhyRefused(folder, scope)) {
+      events_.on_refused(folder, scope.orphans.size(), *why);
     } else if (scope.has_source || parent == nullptr) {
       for (const StoreDirectory& orphan : scope.orphans) Remove(orphan);
     } else {
@@ -74,13 +86,19 @@ class Cleaner : public StoreVisitor {
     std::vector<StoreDirectory> orphans;
   };
 
-  std::string WhyRefused(const std::string& folder, const Scope& scope) const {
-    if (scope.has_source || scope.orphans.empty()) return "";
+  std::optional<Cause> WhyRefused(const std::string& folder, const Scope& scope) const {
+    if (scope.has_source || scope.orphans.empty() || IsToldToBeGone(folder)) return std::nullopt;
     const bool may_be_mount_point = folder == named_ || IsShare(folder);
-    if (may_be_mount_point && !scope.orphans.front().beside && IsEmptyOrMissing(folder)) {
-      return "the folder is empty";
+    if (may_be_mount_point && !scope.orphans.front().beside && IsWithoutMedia(folder)) {
+      return Cause{"no picture is left there", "is it mounted? --gone with its name removes them"};
     }
-    return scope.orphans.size() >= kManyOrphans ? "all sources are gone at once" : "";
+    if (options_.force || scope.orphans.size() < kManyOrphans) return std::nullopt;
+    return Cause{"all sources are gone at once", "is it mounted? --force removes them"};
+  }
+
+  bool IsToldToBeGone(const std::string& folder) const {
+    return std::any_of(options_.gone.begin(), options_.gone.end(),
+                       [&folder](const auto& gone) { return IsInOrBelow(folder, gone); });
   }
 
   void Remove(const StoreDirectory& orphan) {

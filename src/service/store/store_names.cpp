@@ -31,8 +31,18 @@ const std::array<Pattern, 5>& Patterns() {
   return patterns;
 }
 
+// Of a temporary that is named by process and second. Times have had ten digits since 2001, and a
+// date in a photograph's name has not.
+constexpr char kProcessAndTime[] = "_[0-9]{1,10}_[0-9]{10}";
+constexpr char kTurnAndType[] = "(?:_r-?[123])?\\.(?:jpg|png|gif)";
+constexpr char kSide[] = "[0-9]+x[0-9]+";
+
+// Temporaries of ours, with what is random in them, and others. What follows may be a source's
+// name, which may have line breaks.
 std::regex OursOr(const std::string& others) {
-  return std::regex(std::string(kTemporaryPrefix) + ".*|" + others, kSyntax);
+  return std::regex(
+      std::string(kTemporaryPrefix) + "(?:[a-z0-5]{16}|[0-9]+_[0-9]{10}_[0-9]+)_[^]*|" + others,
+      kSyntax);
 }
 
 std::string SizeOf(const std::string& suffix) {
@@ -56,9 +66,13 @@ StoreEntryKind ClassifyStoreEntry(const std::string& name) {
 }
 
 bool IsStoreTemporary(const std::string& name) {
-  // The library's have process and time or not.
+  // The library's: a result, what the JPEG decoder makes for its second step, and a preview, which
+  // may be decoded so itself; a preview of a thumbnail's own name is of former versions. And what a
+  // copy of the platform is written to.
   static const std::regex pattern =
-      OursOr("VEXAFILETMP_THUMB.*|VEXA(?:FILE|AVATAR|PHOTO)_.*_[0-9]+_[0-9]+|\\.vexacopy\\..{6}");
+      OursOr(std::string("VEXAFILETMP_THUMB") + kTurnAndType + "(?:" + kProcessAndTime +
+             ")?(?:_[0-9]{10})?|VEXA(?:FILE_THUMB|PHOTO[_:]THUMB|AVATAR)_(?:[A-Z]+|" + kSide + ")" +
+             kTurnAndType + kProcessAndTime + "|\\.vexacopy\\.[A-Za-z0-9]{6}");
   return std::regex_match(name, pattern);
 }
 
@@ -73,14 +87,16 @@ bool IsFreeBox(const std::string& name) {
 }
 
 bool IsTmpName(const std::string& name) {
-  static const std::regex pattern("thumb\\.[0-9]+\\.[0-9]+\\.[0-9]+(?:\\..*)?", kSyntax);
+  // Process, time, a random number, and the extension that Exiv2 gives a preview.
+  static const std::regex pattern =
+      OursOr("thumb\\.[0-9]{1,10}\\.[0-9]{10}\\.[0-9]{1,10}(?:\\.(?:jpg|tif|wmf|pnm|dat))?");
   return std::regex_match(name, pattern);
 }
 
 bool IsVarTmpName(const std::string& name) {
-  // What follows the time is a source's name, which may have line breaks.
   static const std::regex pattern =
-      OursOr("vexathumb_.*_[0-9]+_[0-9]+|convert_thumbnail__[0-9]+[^]*");
+      OursOr(std::string("vexathumb_(?:VEXAFILETMP_THUMB|VEXAAVATAR_") + kSide + ")" +
+             kTurnAndType + kProcessAndTime + "(?:_[0-9]{10})?|convert_thumbnail__[0-9]{10}[^]+");
   return std::regex_match(name, pattern);
 }
 

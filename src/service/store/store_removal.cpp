@@ -100,13 +100,15 @@ Freed RemoveLeftovers(const StoreDirectory& directory, const RemovalOptions& opt
       posix::OpenBeneath(place.get(), directory.relative, O_RDONLY | O_DIRECTORY);
   const auto entries = store ? ListFolder(store.get()) : std::nullopt;
   if (!entries) return freed;
+  FolderClock clock = options.dry_run ? FolderClock::OfThisMachine()
+                                      : FolderClock("/proc/self/fd/" + std::to_string(store.get()));
   std::optional<SourceLock> lock;  // taken by the first that there is anything to do for
   for (FolderEntry entry : *entries) {
-    if (!IsStoreLeftover(entry.name, entry.status)) continue;
+    if (!IsStoreLeftover(entry.name, entry.status, &clock)) continue;
     if (!lock) lock.emplace(options.lock_directory, directory.source);
     // Whoever had the lock before may have made one of the same name.
     if (fstatat(store.get(), entry.name.c_str(), &entry.status, AT_SYMLINK_NOFOLLOW) != 0 ||
-        !IsStoreLeftover(entry.name, entry.status)) {
+        !IsStoreLeftover(entry.name, entry.status, &clock)) {
       continue;
     }
     RemoveFile(store.get(), entry, options.dry_run, &freed);

@@ -15,9 +15,8 @@ namespace {
 
 constexpr time_t kLeftoverAge = 3600;  // seconds
 
-// By the time of the last change of the file's status: its modification time may be a source's.
-bool IsOldFile(const struct stat& status) {
-  return S_ISREG(status.st_mode) && status.st_ctime + kLeftoverAge < time(nullptr);
+bool IsOldFile(const struct stat& status, FolderClock* clock) {
+  return S_ISREG(status.st_mode) && clock->IsOlderThan(kLeftoverAge, status);
 }
 
 template <typename Use>
@@ -30,33 +29,39 @@ void ForEachName(const std::string& directory, bool (*is_meant)(const std::strin
   }
 }
 
-void RemoveIfOld(const std::string& path) {
+void RemoveIfOld(const std::string& path, FolderClock* clock) {
   struct stat st = {};
-  if (lstat(path.c_str(), &st) != 0 || !IsOldFile(st)) return;
-  if (st.st_uid == geteuid()) unlink(path.c_str());
+  if (lstat(path.c_str(), &st) != 0 || st.st_uid != geteuid()) return;
+  if (IsOldFile(st, clock)) unlink(path.c_str());
+}
+
+void Sweep(const std::string& directory, bool (*is_meant)(const std::string& name)) {
+  FolderClock clock(directory);
+  ForEachName(directory, is_meant, [&clock](const auto& path) { RemoveIfOld(path, &clock); });
 }
 
 }  // namespace
 
-bool IsStoreLeftover(const std::string& name, const struct stat& status) {
+bool IsStoreLeftover(const std::string& name, const struct stat& status, FolderClock* clock) {
   const bool may_remove = status.st_uid == geteuid() || geteuid() == 0;
-  return may_remove && IsOldFile(status) && IsStoreTemporary(name);
+  return may_remove && IsStoreTemporary(name) && IsOldFile(status, clock);
 }
 
 void SweepStoreDirectory(const std::string& source) {
   const std::string directory = StoreDirectoryOf(source);
-  ForEachName(directory, IsStoreTemporary, RemoveIfOld);
+  Sweep(directory, IsStoreTemporary);
   struct stat now = {};
   if (stat(source.c_str(), &now) != 0) return;
-  ForEachName(directory, IsFreeBox, [&now](const std::string& path) {
+  FolderClock clock(directory);
+  ForEachName(directory, IsFreeBox, [&](const std::string& path) {
     struct stat box = {};
-    if (stat(path.c_str(), &box) == 0 && box.st_mtime != now.st_mtime) RemoveIfOld(path);
+    if (stat(path.c_str(), &box) == 0 && box.st_mtime != now.st_mtime) RemoveIfOld(path, &clock);
   });
 }
 
 void SweepTemporaryDirectories() {
-  ForEachName("/var/tmp", IsVarTmpName, RemoveIfOld);
-  ForEachName("/tmp", IsTmpName, RemoveIfOld);
+  Sweep("/var/tmp", IsVarTmpName);
+  Sweep("/tmp", IsTmpName);
   vexaplatform::SweepToolFolders();
 }
 

@@ -4,6 +4,7 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -25,7 +26,10 @@ bool IsHidden(const std::string& name) { return name.front() == '.'; }
 }  // namespace
 
 FolderWatch::FolderWatch(const std::vector<std::string>& roots, bool cross_file_systems)
-    : cross_file_systems_(cross_file_systems), queue_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    : roots_(roots),
+      cross_file_systems_(cross_file_systems),
+      queue_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
+      mounts_(roots) {
   if (!queue_) throw std::system_error(errno, std::generic_category(), "inotify");
   for (const std::string& root : roots) AddTree(WatchTree::kNone, root);
 }
@@ -33,6 +37,7 @@ FolderWatch::FolderWatch(const std::vector<std::string>& roots, bool cross_file_
 std::vector<FolderEvent> FolderWatch::Take() {
   const Clock::time_point now = Clock::now();
   if (!lost_) ReadQueue();
+  if (!lost_) ReturnToRoots();
   GiveUpLeaving(now - kMoveTakes);
   return std::exchange(events_, {});
 }
@@ -48,34 +53,68 @@ void FolderWatch::AddTree(int parent, const std::string& name) {
   if (is_there && is_other) return;
   const uint32_t follow = is_root ? 0 : IN_DONT_FOLLOW;
   const int watch = is_there ? inotify_add_watch(queue_.get(), path.c_str(), kMask | follow) : -1;
-  if (watch < 0) {
-    // Whatever has become of it since is told by a later event.
-    const bool has_changed = errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
-    if (!is_root && has_changed) return;
-    const std::string cause = errno == ENOSPC ? "the system watches no more folders; raise "
-                                                "fs.inotify.max_user_watches"
-                                              : strerror(errno);
-    events_.push_back({FolderEvent::Kind::kNotWatched, path, "", cause});
-    return;
-  }
+  if (watch < 0) return CannotWatch(path, is_root, errno);
   // The same folder may have been known by another name.
   if (!tree_.Has(watch)) {
-    tree_.Add(watch, {parent, name, is_root ? st.st_dev : tree_.At(parent).file_system, false});
+    tree_.Add(watch, {parent, name, is_root ? st.st_dev : tree_.At(parent).file_system,
+                      is_root ? st.st_ino : 0, false});
   } else if (!is_root) {
     tree_.Move(watch, parent, name);
+  }
+  // What has left came back by another way.
+  for (auto& [cookie, left] : leaving_) {
+    if (left.folder == watch) left.folder = WatchTree::kNone;
   }
   AddBelow(watch);
 }
 
+// Whatever has become of another folder than a named one since is told by a later event.
+void FolderWatch::CannotWatch(const std::string& path, bool is_root, int error) {
+  const bool has_changed = error == ENOENT || error == ENOTDIR || error == ELOOP;
+  if (!is_root && has_changed) return;
+  const std::string cause = error == ENOSPC ? "the system watches no more folders; raise "
+                                              "fs.inotify.max_user_watches"
+                                            : strerror(error);
+  events_.push_back({FolderEvent::Kind::kNotWatched, path, "", cause});
+}
+
+void FolderWatch::ReturnToRoots() {
+  const bool has_changed = mounts_.HasChanged();
+  for (const std::string& root : roots_) {
+    if (has_changed || absent_.count(root) > 0) ReturnTo(root);
+  }
+}
+
+// Another volume, or none, may be where it is. In one that is the same a volume may be where a
+// folder was, or have left it.
+void FolderWatch::ReturnTo(const std::string& root) {
+  const int watch = tree_.Child(WatchTree::kNone, root);
+  struct stat st = {};
+  const bool is_there = stat(root.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+  const bool is_same = watch != WatchTree::kNone && is_there &&
+                       tree_.At(watch).file_system == st.st_dev &&
+                       tree_.At(watch).inode == st.st_ino;
+  if (watch != WatchTree::kNone && !is_same) RemoveTree(watch);
+  if (!is_there) {
+    absent_.insert(root);
+    return;
+  }
+  absent_.erase(root);
+  AddTree(WatchTree::kNone, root);
+  events_.push_back({FolderEvent::Kind::kFolder, root});
+}
+
+// Keeps no folder open while it goes into those below: there may be more than descriptors.
 void FolderWatch::AddBelow(int watch) {
-  const posix::UniqueFd folder(
-      open(tree_.PathOf(watch).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return;
+  const std::string path = tree_.PathOf(watch);
+  posix::UniqueFd folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) return CannotWatch(path, false, errno);
   const bool passed_over = faccessat(folder.get(), kPassOverMark, F_OK, 0) == 0;
   tree_.PassOver(watch, passed_over);
   if (passed_over) return;
   const auto names = ListSubfolders(folder.get());
-  if (!names) return;
+  if (!names) return CannotWatch(path, false, errno);
+  folder = posix::UniqueFd();
   for (const std::string& name : *names) {
     if (!IsHidden(name)) AddTree(watch, name);
   }
@@ -133,7 +172,13 @@ void FolderWatch::HandleOwn(int watch, uint32_t mask) {
   if (folder.parent == WatchTree::kNone && is_gone) {
     const std::string path = folder.name;
     RemoveTree(watch);
-    events_.push_back({FolderEvent::Kind::kRootGone, path});
+    if ((mask & IN_UNMOUNT) != 0) {
+      absent_.insert(path);
+      events_.push_back({FolderEvent::Kind::kRootUnmounted, path});
+    } else {
+      roots_.erase(std::remove(roots_.begin(), roots_.end(), path), roots_.end());
+      events_.push_back({FolderEvent::Kind::kRootGone, path});
+    }
   } else if ((mask & IN_IGNORED) != 0) {
     RemoveTree(watch);
   }

@@ -4,10 +4,12 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "posix/unique_fd.h"
+#include "service/watch/mount_table.h"
 #include "service/watch/watch_tree.h"
 
 namespace vexathumb::service {
@@ -21,7 +23,8 @@ struct FolderEvent {
     kFolderMoved,  // the same folder, from one name to another; kFolder follows
     kLostTrack,    // more happened than the system keeps: nothing is known of what changed
     kNotWatched,   // a folder cannot be watched
-    kRootGone,     // a watched folder that was named has been removed, moved or unmounted
+    kRootGone,     // a watched folder that was named has been removed or moved
+    kRootUnmounted,  // one that may come again, as what kFolder tells of
   };
   Kind kind;
   std::string path;
@@ -30,7 +33,8 @@ struct FolderEvent {
 };
 
 // Watches folders and all below them, by inotify: but hidden entries, links, other file systems,
-// and folders in which a file ".nomedia" asks for it. After kLostTrack it is of no further use; a
+// and folders in which a file ".nomedia" asks for it. What is mounted over or below a named folder
+// later, or once more, is watched from then on. After kLostTrack it is of no further use; a
 // new one sees what is there then.
 class FolderWatch {
  public:
@@ -53,6 +57,9 @@ class FolderWatch {
 
   void AddTree(int parent, const std::string& name);
   void AddBelow(int watch);
+  void ReturnToRoots();
+  void ReturnTo(const std::string& root);
+  void CannotWatch(const std::string& path, bool is_root, int error);
   void RemoveTree(int watch);
   void EndWatches(const std::vector<int>& watches);
 
@@ -64,8 +71,11 @@ class FolderWatch {
   void Arrive(int watch, uint32_t mask, uint32_t cookie, const std::string& name);
   void GiveUpLeaving(Clock::time_point before);
 
+  std::vector<std::string> roots_;  // but those that are gone for good
+  std::set<std::string> absent_;    // of them, since a volume was unmounted
   const bool cross_file_systems_;
   posix::UniqueFd queue_;
+  MountTable mounts_;
   WatchTree tree_;
   std::map<uint32_t, Leaving> leaving_;  // by the move's number
   std::vector<FolderEvent> events_;

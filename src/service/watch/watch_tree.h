@@ -20,6 +20,7 @@ class WatchTree {
     int parent = kNone;        // the watch of the folder that it lies in; none of a root
     std::string name;          // of a root, its path
     dev_t file_system = 0;     // of its root
+    ino_t inode = 0;           // of a root
     bool passed_over = false;  // nothing in it is of interest
   };
 

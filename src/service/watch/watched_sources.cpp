@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -31,6 +32,7 @@ WatchedSources::WatchedSources(std::vector<std::string> folders, WatchOptions op
 
 std::optional<SourceItem> WatchedSources::Next() {
   for (const FolderEvent& event : watch_->Take()) Follow(event);
+  LookAgainWhereOthersWrite();
   if (auto path = settling_.Take(WriteSettling::Clock::now())) {
     struct stat st = {};
     if (lstat(path->c_str(), &st) == 0) {
@@ -55,6 +57,16 @@ void WatchedSources::Begin() {
   watch_.emplace(folders_, options_.walk.cross_file_systems);
   walk_.reset();
   to_look_through_.assign(folders_.begin(), folders_.end());
+  next_look_ = WriteSettling::Clock::now() + options_.look_again;
+}
+
+void WatchedSources::LookAgainWhereOthersWrite() {
+  const auto now = WriteSettling::Clock::now();
+  const bool is_done = !walk_ && to_look_through_.empty();
+  if (options_.look_again.count() == 0 || now < next_look_ || !is_done) return;
+  std::copy_if(folders_.begin(), folders_.end(), std::back_inserter(to_look_through_),
+               options_.is_on_network);
+  next_look_ = now + options_.look_again;
 }
 
 void WatchedSources::Follow(const FolderEvent& event) {
@@ -75,6 +87,9 @@ void WatchedSources::Follow(const FolderEvent& event) {
       break;
     case FolderEvent::Kind::kNotWatched:
       note_(event.path, event.cause);
+      break;
+    case FolderEvent::Kind::kRootUnmounted:
+      note_(event.path, "is not mounted any more; watched again when it is");
       break;
     case FolderEvent::Kind::kRootGone:
       note_(event.path, "is gone");

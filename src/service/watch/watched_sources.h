@@ -12,6 +12,7 @@
 #include "service/index/source_feed.h"
 #include "service/index/source_walk.h"
 #include "service/watch/folder_watch.h"
+#include "service/watch/network_folder.h"
 #include "service/watch/write_settling.h"
 
 namespace vexathumb::service {
@@ -19,6 +20,9 @@ namespace vexathumb::service {
 struct WatchOptions {
   std::chrono::milliseconds quiet{2000};  // for which a source must have been left alone
   WalkOptions walk;
+  // After how long to look again through folders that other machines write to; 0: never.
+  std::chrono::milliseconds look_again = std::chrono::minutes(15);
+  std::function<bool(const std::string& folder)> is_on_network = IsOnNetwork;
   std::string lock_directory;
   bool dry_run = false;  // thumbnails stay where they are
 };
@@ -26,7 +30,8 @@ struct WatchOptions {
 // What there is to build for below some folders, for as long as these are there: at first
 // everything, then what is new, changed or moved, once nobody writes it any more. Thumbnails follow
 // their sources (moved_store.h). Where more happens than the system keeps, all is looked through
-// again.
+// again; so is from time to time what lies on a network file system, where the system tells of this
+// machine's changes alone.
 class WatchedSources : public SourceFeed {
  public:
   // Something that whoever runs this should hear of: a path, which may be empty, and one line.
@@ -45,6 +50,7 @@ class WatchedSources : public SourceFeed {
 
  private:
   void Begin();
+  void LookAgainWhereOthersWrite();
   void Follow(const FolderEvent& event);
   void FollowMove(const FolderEvent& event);
   std::optional<SourceItem> LookThrough();
@@ -58,6 +64,7 @@ class WatchedSources : public SourceFeed {
   WriteSettling settling_;
   std::deque<std::string> to_look_through_;
   std::optional<SourceWalk> walk_;
+  WriteSettling::Clock::time_point next_look_;
 };
 
 }  // namespace vexathumb::service

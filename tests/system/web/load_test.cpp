@@ -2,11 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <map>
 #include <set>
 #include <string>
@@ -46,6 +49,17 @@ std::vector<std::string> FilesBelow(const std::string& folder) {
   }
   std::sort(files.begin(), files.end());
   return files;
+}
+
+// Asks again where too much is to be built, as the album page does.
+HttpResponse GetAtLast(const WebSite& site, const std::string& address) {
+  constexpr useconds_t kPause = 100000;
+  HttpResponse response = site.Get(address);
+  for (int i = 0; i < 600 && response.status == 503; ++i) {
+    usleep(kPause);
+    response = site.Get(address);
+  }
+  return response;
 }
 
 // Reads whatever is stored, again and again, and keeps the names of what was taken as current, by
@@ -116,7 +130,7 @@ TEST_P(Load, OfAHundredClientsOnNewPhotosIsAnsweredWithEachToolRunOnce) {
       for (int i = 0; i < kPhotos / 5; ++i) {
         const std::string address = "/thumb/photos/" + PhotoName((client + i * 5) % kPhotos) +
                                     "?size=" + kSizes[client % 3];
-        const HttpResponse response = site.Get(address);
+        const HttpResponse response = GetAtLast(site, address);
         if (response.status != 200 || !response.is_whole) wrong[client] = address;
         bodies[client][address] = response.body;
       }
@@ -172,7 +186,7 @@ TEST_P(Load, OfFiftyClientsOnOneNewPhotoRunsItsToolsOnce) {
   std::vector<std::thread> clients;
   for (HttpResponse& response : responses) {
     clients.emplace_back(
-        [&site, &response] { response = site.Get("/thumb/photos/photo.jpg?size=medium"); });
+        [&site, &response] { response = GetAtLast(site, "/thumb/photos/photo.jpg?size=medium"); });
   }
   EXPECT_TRUE(Eventually([&tools] { return tools.RunsFor("photo.jpg") > 0; }));
   tools.Release();
@@ -205,6 +219,74 @@ TEST_P(Load, LetsStoredPicturesPassThoseBeingBuilt) {
   EXPECT_EQ(site.Get("/album/photos/").status, 200);
   tools.Release();
   building.join();
+}
+
+TEST_P(Load, OneSlowPhotoLeavesWorkersForOthers) {
+  SiteOptions options;
+  options.server = GetParam();
+  options.workers = 12;
+  ToolControl tools;
+  options.environment = tools.Environment();
+  WebSite site(options);
+  for (int number = 1; number < 4; ++number) WritePhoto(site.Photo(PhotoName(number)), number);
+  ASSERT_EQ(site.Get("/thumb/photos/photo1.jpg?size=small").status, 200);
+
+  tools.Hold();
+  std::vector<HttpResponse> answers(14);
+  std::vector<std::thread> clients;
+  for (size_t i = 0; i < answers.size(); ++i) {
+    const std::string side = std::to_string(100 + i);
+    const std::string address = "/thumb/photos/photo2.jpg?side=" + side;
+    clients.emplace_back([&site, &answers, i, address] { answers[i] = site.Get(address); });
+  }
+  EXPECT_TRUE(Eventually([&tools] { return tools.RunsFor("photo2.jpg") > 0; }));
+  usleep(500000);  // until all have come
+  std::vector<std::future<long>> others;
+  for (const char* const address : {"/health", "/thumb/photos/photo1.jpg?size=small"}) {
+    others.push_back(
+        std::async(std::launch::async, [&site, address] { return site.Get(address).status; }));
+    EXPECT_EQ(others.back().wait_for(std::chrono::seconds(3)), std::future_status::ready)
+        << address;
+  }
+  clients.emplace_back([&site] { site.Get("/thumb/photos/photo3.jpg?size=small"); });
+  usleep(500000);
+  EXPECT_GT(tools.RunsFor("photo3.jpg"), 0) << "other photos are built meanwhile";
+  tools.Release();
+  for (std::thread& client : clients) client.join();
+  for (auto& status : others) EXPECT_EQ(status.get(), 200);
+  for (const HttpResponse& answer : answers) {
+    EXPECT_TRUE(answer.status == 200 ||
+                (answer.status == 503 && !answer.Header("retry-after").empty()))
+        << answer.status;
+  }
+}
+
+TEST_P(Load, WhoWaitsTooLongForAnotherBuildIsTurnedAway) {
+  SiteOptions options;
+  options.server = GetParam();
+  options.service = "patience = 1\n";
+  ToolControl tools;
+  options.environment = tools.Environment();
+  WebSite site(options);
+  WritePhoto(site.Photo("photo.jpg"), 1);
+
+  tools.Hold();
+  long first = 0;
+  std::thread building([&] { first = site.Get("/thumb/photos/photo.jpg?size=small").status; });
+  EXPECT_TRUE(Eventually([&tools] { return tools.RunsFor("photo.jpg") > 0; }));
+  HttpResponse second;
+  std::atomic<bool> is_answered = false;
+  std::thread waiting([&] {
+    second = site.Get("/thumb/photos/photo.jpg?size=medium");
+    is_answered = true;
+  });
+  EXPECT_TRUE(Eventually([&] { return is_answered.load(); }));
+  tools.Release();
+  waiting.join();
+  building.join();
+  EXPECT_EQ(second.status, 503);
+  EXPECT_GT(std::stoi("0" + second.Header("retry-after")), 0);
+  EXPECT_EQ(first, 200);
 }
 
 TEST_P(Load, BeyondTheQueueIsTurnedAway) {

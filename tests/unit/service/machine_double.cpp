@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -47,6 +48,12 @@ std::vector<std::string> TextsOf(const char* const argv[]) {
   std::vector<std::string> texts;
   for (; *argv != nullptr; ++argv) texts.emplace_back(*argv);
   return texts;
+}
+
+bool IsOfFolderClock(const std::string& path) {
+  constexpr char kEnd[] = "_now";
+  const size_t length = sizeof(kEnd) - 1;
+  return path.size() > length && path.compare(path.size() - length, length, kEnd) == 0;
 }
 
 // What is run in the place of a tool with a fault.
@@ -106,6 +113,7 @@ ToolFault MachineDouble::Run(const std::string& path, const std::vector<std::str
 }  // namespace vexathumb::service
 
 using vexathumb::service::current;
+using vexathumb::service::IsOfFolderClock;
 using vexathumb::service::Real;
 using vexathumb::service::SubstituteFor;
 using vexathumb::service::TextsOf;
@@ -145,9 +153,9 @@ SEEN_BY_LIBRARIES int access(const char* path, int mode) noexcept {
 
 SEEN_BY_LIBRARIES int unlink(const char* path) noexcept {
   static auto* const real = Real<int(const char*)>("unlink");
-  const bool spared =
-      current != nullptr && !current->removable.empty() && current->removable != path;
-  return spared ? 0 : real(path);
+  const bool may_spare = current != nullptr && !current->removable.empty();
+  const bool is_meant = may_spare && (current->removable == path || IsOfFolderClock(path));
+  return may_spare && !is_meant ? 0 : real(path);
 }
 
 SEEN_BY_LIBRARIES int posix_fallocate(int fd, off_t offset, off_t length) {
@@ -157,6 +165,13 @@ SEEN_BY_LIBRARIES int posix_fallocate(int fd, off_t offset, off_t length) {
     if (path.rfind(current->full_directory, 0) == 0) return ENOSPC;
   }
   return real(fd, offset, length);
+}
+
+SEEN_BY_LIBRARIES int fstat(int fd, struct stat* status) noexcept {
+  static auto* const real = Real<int(int, struct stat*)>("fstat");
+  const int result = real(fd, status);
+  if (result == 0 && current != nullptr) status->st_ctime += current->folder_clock_ahead;
+  return result;
 }
 
 SEEN_BY_LIBRARIES time_t time(time_t* result) noexcept {

@@ -36,7 +36,12 @@ class MachineDouble {
   std::optional<FSTYPE> volume_type;
   std::string full_directory;  // allocation fails below it
   time_t clock_ahead = 0;      // seconds
-  std::string removable;       // the only file that unlink removes, if any is named
+  // Seconds by which the clock that stamps files has gone on since all were made, as one shows that
+  // is open.
+  time_t folder_clock_ahead = 0;
+  // The only file that unlink removes, if any is named, beside those that a folder's clock is read
+  // off.
+  std::string removable;
 
   // For the functions themselves.
   ToolFault Run(const std::string& path, const std::vector<std::string>& argv);

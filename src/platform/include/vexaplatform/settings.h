@@ -25,6 +25,7 @@ struct ServiceSettings {
   std::string lock_dir = "/run/lock/vexathumb";  // absolute; shared by all users that build
   int builders = 0;        // builds at once on the machine, 0 to 1024; 0: as many as processors
   int waiting = 100;       // builds that may wait for their turn besides, 0 to 10000
+  int patience = 10;       // for which a web request waits for its turn, 1 to 3600 seconds
   bool compaction = true;  // re-encode thumbnails that the fast path left as BMP data
   int quality = 85;        // of that JPEG, 1 to 100
   int free_boxes = 16;     // thumbnails of free boxes kept for one source, 0 to 1000

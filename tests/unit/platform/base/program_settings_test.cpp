@@ -33,7 +33,8 @@ TEST(ProgramSettings, HaveDefaults) {
 
 TEST(ProgramSettings, OfTheServiceAreUnderstood) {
   const Settings settings = Read(
-      "[service]\nlock_dir = /srv/lock/\nbuilders = 3\nwaiting = 0\ncompaction = no\n"
+      "[service]\nlock_dir = /srv/lock/\nbuilders = 3\nwaiting = 0\npatience = 3600\ncompaction = "
+      "no\n"
       "quality = 100\nfree_boxes = 0\n");
   EXPECT_EQ(settings.error, "");
   EXPECT_EQ(settings.service.lock_dir, "/srv/lock");

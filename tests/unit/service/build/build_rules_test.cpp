@@ -184,7 +184,7 @@ TEST_F(BuildRulesTest, OtherStoredThumbnailsKeepTheirTime) {
 TEST_F(BuildRulesTest, LeftoversInTheStoreAreSwept) {
   WritePhoto(source_, {800, 600});
   WriteStored(source_, "VEXAFILETMP_THUMB_r2.jpg", "of a killed process");
-  machine_.clock_ahead = 2 * 60 * 60;
+  machine_.folder_clock_ahead = 2 * 60 * 60;
   ASSERT_TRUE(Build(ForLabel(source_, kMedium)));
   EXPECT_THAT(Stored(source_), ElementsAre(kMediumEntry));
 }

@@ -23,10 +23,11 @@ class FarmLogTest : public testing::Test {
   kit::TempDir dir_;
   const std::string folder_ = dir_ / "new/log";
   const FarmLog log_{folder_};
+  const FarmBuild build_ = {"vexathumb", "/manifest", {"--sizes", "small"}};
 };
 
 TEST_F(FarmLogTest, HasWhatGnuParallelIsTold) {
-  log_.Prepare(Manifest(3, 1), {{":", ""}, {"root@nas", "/a=/b"}}, "sh -c '…' {}");
+  log_.Prepare(Manifest(3, 1), {{":", ""}, {"root@nas", "/a=/b"}}, build_, "sh -c '…' {}");
   EXPECT_EQ(kit::ReadFile(folder_ + "/hosts"), "1/:\n1/root@nas\n");
   EXPECT_EQ(kit::ReadFile(folder_ + "/shards"), "1\n2\n3\n");
   EXPECT_EQ(kit::ReadFile(folder_ + "/command"), "sh -c '…' {}\n");
@@ -34,27 +35,38 @@ TEST_F(FarmLogTest, HasWhatGnuParallelIsTold) {
 }
 
 TEST_F(FarmLogTest, HasNoShardsWhenThereIsNothingToDo) {
-  log_.Prepare(Manifest(0, 1), {}, "");
+  log_.Prepare(Manifest(0, 1), {}, build_, "");
   EXPECT_EQ(kit::ReadFile(folder_ + "/shards"), "");
   EXPECT_EQ(log_.Shards(), 0);
 }
 
 TEST_F(FarmLogTest, KeepsWhatWasDoneForTheSameManifest) {
-  log_.Prepare(Manifest(3, 1), {{":", ""}}, "");
+  log_.Prepare(Manifest(3, 1), {{":", ""}}, build_, "");
   kit::WriteFile(log_.joblog(), "x");
   kit::WriteFile(log_.sources(), "x");
-  log_.Prepare(Manifest(3, 1), {{"nas", ""}}, "other");
+  log_.Prepare(Manifest(3, 1), {{"nas", ""}}, build_, "other");
   EXPECT_TRUE(fs::exists(log_.joblog()));
   EXPECT_TRUE(fs::exists(log_.sources()));
 }
 
 TEST_F(FarmLogTest, BeginsAnewForAnotherManifest) {
-  log_.Prepare(Manifest(3, 1), {{":", ""}}, "");
+  log_.Prepare(Manifest(3, 1), {{":", ""}}, build_, "");
   kit::WriteFile(log_.joblog(), "x");
   kit::WriteFile(log_.sources(), "x");
-  log_.Prepare(Manifest(3, 2), {{":", ""}}, "");
+  log_.Prepare(Manifest(3, 2), {{":", ""}}, build_, "");
   EXPECT_FALSE(fs::exists(log_.joblog()));
   EXPECT_FALSE(fs::exists(log_.sources()));
+}
+
+TEST_F(FarmLogTest, BeginsAnewForOtherOptions) {
+  log_.Prepare(Manifest(3, 1), {{":", ""}}, build_, "");
+  for (const char* sizes : {"small,big", "\xff"}) {
+    kit::WriteFile(log_.joblog(), "x");
+    FarmBuild other = build_;
+    other.options = {"--sizes", sizes};
+    log_.Prepare(Manifest(3, 1), {{":", ""}}, other, "");
+    EXPECT_FALSE(fs::exists(log_.joblog())) << sizes;
+  }
 }
 
 TEST_F(FarmLogTest, WithoutAPlanIsNone) {
@@ -68,7 +80,7 @@ TEST_F(FarmLogTest, WithoutAPlanIsNone) {
 
 TEST_F(FarmLogTest, TellsOfAFolderThatCannotBe) {
   kit::WriteFile(dir_ / "new", "");
-  EXPECT_THROW(log_.Prepare(Manifest(1, 1), {{":", ""}}, ""), std::system_error);
+  EXPECT_THROW(log_.Prepare(Manifest(1, 1), {{":", ""}}, build_, ""), std::system_error);
 }
 
 }  // namespace

@@ -149,7 +149,7 @@ TEST_F(ObtainTogetherTest, TooManyBuildsAreRefused) {
   WritePhoto(source_, {800, 600});
   options_.limits = {1, 0};
   {
-    const auto turn = BuildSlot::Take(options_.lock_directory, options_.limits);
+    const auto ticket = BuildTicket::Take(options_.lock_directory, options_.limits);
     const Thumbnail answer = Obtain(ForLabel(source_, kMedium));
     EXPECT_EQ(answer.outcome, Outcome::kOverload);
     EXPECT_EQ(answer.cause.text, "too many thumbnails are being built");
@@ -158,11 +158,39 @@ TEST_F(ObtainTogetherTest, TooManyBuildsAreRefused) {
   EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kPicture);
 }
 
+TEST_F(ObtainTogetherTest, PatienceWithAnotherBuildEnds) {
+  WritePhoto(source_, {800, 600});
+  options_.patience = std::chrono::seconds(0);
+  const auto lock = std::make_unique<SourceLock>(options_.lock_directory, source_);
+  const Thumbnail answer = Obtain(ForLabel(source_, kMedium));
+  EXPECT_EQ(answer.outcome, Outcome::kOverload);
+  EXPECT_EQ(answer.cause.text, "others build for this file, or wait to");
+}
+
+// Each that waits keeps a place among those that may.
+TEST_F(ObtainTogetherTest, WhoWaitsForASourceIsCounted) {
+  WritePhoto(source_, {800, 600});
+  options_.limits = {1, 1};
+  const auto lock = std::make_unique<SourceLock>(options_.lock_directory, source_);
+  Process waiter([&] {
+    Obtain(ForLabel(source_, kMedium));
+    return 0;
+  });
+  const std::string ticket = options_.lock_directory + "/ticket.0";
+  while (!std::filesystem::exists(ticket) ||
+         LockFile(options_.lock_directory, "ticket.0").TryLock()) {
+    ASSERT_TRUE(waiter.IsRunning());
+  }
+  const auto second = BuildTicket::Take(options_.lock_directory, options_.limits);
+  EXPECT_TRUE(second);
+  EXPECT_FALSE(BuildTicket::Take(options_.lock_directory, options_.limits));
+}
+
 TEST_F(ObtainTogetherTest, AnOverloadDoesNotKeepStoredOnesBack) {
   WritePhoto(source_, {800, 600});
   options_.limits = {1, 0};
   ASSERT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kPicture);
-  const auto turn = BuildSlot::Take(options_.lock_directory, options_.limits);
+  const auto ticket = BuildTicket::Take(options_.lock_directory, options_.limits);
   EXPECT_EQ(Obtain(ForLabel(source_, kMedium)).outcome, Outcome::kPicture);
 }
 

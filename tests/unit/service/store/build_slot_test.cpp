@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -104,18 +105,30 @@ TEST_F(SourceLockTest, TheNumberOfFilesIsBounded) {
 
 bool Never() { return false; }
 
+// What a request has that builds.
+struct Turn {
+  BuildTicket ticket;
+  BuildSlot slot;
+};
+
+std::optional<Turn> TakeTurn(const std::string& directory, const BuildLimits& limits) {
+  auto ticket = BuildTicket::Take(directory, limits);
+  if (!ticket) return std::nullopt;
+  return Turn{std::move(*ticket), *BuildSlot::Take(directory, limits, std::nullopt)};
+}
+
 class BuildSlotTest : public ServiceTest {
  protected:
   std::unique_ptr<Holder> Hold(const BuildLimits& limits) const {
     const std::string directory = options_.lock_directory;
     return std::make_unique<Holder>([directory, limits] {
-      auto turn = BuildSlot::Take(directory, limits);
+      auto turn = TakeTurn(directory, limits);
       if (!turn) throw std::runtime_error("no turn");
       return turn;
     });
   }
-  std::optional<BuildSlot> Take(const BuildLimits& limits) const {
-    return BuildSlot::Take(options_.lock_directory, limits);
+  std::optional<Turn> Take(const BuildLimits& limits) const {
+    return TakeTurn(options_.lock_directory, limits);
   }
   // Background work that has a turn and gives way when it is told to; 0 when it has one again.
   int TakeAndGiveWay(const BuildLimits& limits, const Signal& taken, const Signal& give_way) const {
@@ -218,6 +231,63 @@ TEST_F(BuildSlotTest, TurnsAreReleasedOnDeath) {
   waiting->Kill();
   builder->Kill();
   EXPECT_TRUE(Take(limits));
+}
+
+TEST_F(BuildSlotTest, OneWorkerStaysFree) {
+  BuildLimits limits = {2, 100};
+  limits.workers = 3;
+  const auto first = Hold(limits);
+  first->AwaitTaken();
+  const auto second = Hold(limits);
+  second->AwaitTaken();
+  EXPECT_FALSE(Take(limits));
+  limits.workers = 4;
+  EXPECT_TRUE(BuildTicket::Take(options_.lock_directory, limits));
+}
+
+TEST_F(BuildSlotTest, TheOnlyWorkerBuilds) {
+  BuildLimits limits = {2, 100};
+  limits.workers = 1;
+  EXPECT_TRUE(Take(limits));
+}
+
+TEST_F(BuildSlotTest, HalfOfThoseThatMayWaitDoSoForOneSource) {
+  const BuildLimits limits = {1, 3};
+  Holder other([&] { return std::make_unique<SourceLock>(options_.lock_directory, "/s/a.jpg"); });
+  other.AwaitTaken();
+  const auto wait = [&] {
+    return SourceLock::Take(options_.lock_directory, "/s/a.jpg", limits, std::nullopt);
+  };
+  Holder first(wait);
+  Holder second(wait);
+  const auto waits = [](const std::string& name) { return name.rfind("waiting.", 0) == 0; };
+  const auto count_waiting = [&] {
+    const auto names = NamesIn(options_.lock_directory);
+    return std::count_if(names.begin(), names.end(), waits);
+  };
+  while (count_waiting() < 2) usleep(1000);
+  for (const std::string& name : NamesIn(options_.lock_directory)) {
+    if (waits(name)) AwaitHeld(name);
+  }
+  EXPECT_FALSE(wait());
+  EXPECT_TRUE(SourceLock::Take(options_.lock_directory, "/s/b.jpg", limits, std::nullopt));
+  other.Release();
+  first.AwaitTaken();
+  first.Release();
+  second.AwaitTaken();
+  second.Release();
+}
+
+TEST_F(BuildSlotTest, WaitingEndsAtTheDeadline) {
+  const BuildLimits limits = {1, 3};
+  const auto soon = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+  const auto builder = Hold(limits);
+  builder->AwaitTaken();
+  EXPECT_FALSE(BuildSlot::Take(options_.lock_directory, limits, soon));
+  Holder other([&] { return std::make_unique<SourceLock>(options_.lock_directory, "/s/a.jpg"); });
+  other.AwaitTaken();
+  EXPECT_FALSE(SourceLock::Take(options_.lock_directory, "/s/a.jpg", limits, soon));
+  EXPECT_GE(std::chrono::steady_clock::now(), soon);
 }
 
 TEST_F(BuildSlotTest, ThereIsAlwaysOneBuilder) { EXPECT_TRUE(Take({0, 0})); }

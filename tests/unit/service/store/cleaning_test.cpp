@@ -31,7 +31,7 @@ class CleaningTest : public ServiceTest {
       removed_.push_back(directory.path());
       freed_ += freed;
     };
-    events_.on_refused = [this](const std::string& folder, uint64_t orphans, const std::string&) {
+    events_.on_refused = [this](const std::string& folder, uint64_t orphans, const Cause&) {
       refused_.push_back(folder);
       refused_orphans_ += orphans;
     };
@@ -105,7 +105,7 @@ TEST_P(CleaningLayoutTest, RemovesWhatIsStoredForSourcesThatAreGone) {
 TEST_P(CleaningLayoutTest, ADryRunTellsTheSameAndRemovesNothing) {
   WriteStored(WriteSource("kept.jpg"), "VEXAFILETMP_THUMB.jpg", "12");
   const std::string gone = WriteOrphan("gone.jpg");
-  machine_.clock_ahead = 3700;
+  machine_.clock_ahead = machine_.folder_clock_ahead = 3700;
   cleaning_.removal.dry_run = true;
   Clean();
   EXPECT_TRUE(fs::exists(StorePath(gone, kThumbnail)));
@@ -215,7 +215,7 @@ TEST_F(CleaningTest, LeftoversOfSourcesThatAreThereGoOnceTheyAreOld) {
   WriteStored(source, "notes.txt", "x");
   Clean();
   EXPECT_THAT(removed_, IsEmpty()) << "still young";
-  machine_.clock_ahead = 3700;
+  machine_.folder_clock_ahead = 3700;
   Clean();
   EXPECT_THAT(Stored(source),
               ElementsAre("VEXAFILE_THUMB_320x240.jpg", "VEXAPHOTO_THUMB_S.jpg", "notes.txt"));
@@ -234,7 +234,7 @@ TEST_F(CleaningTest, AFileMayBeNamed) {
   const std::string source = WriteSource("a.jpg");
   WriteStored(source, "VEXAFILETMP_THUMB.jpg", "123");
   const std::string gone = WriteOrphan("gone.jpg");
-  machine_.clock_ahead = 3700;
+  machine_.folder_clock_ahead = 3700;
   service::Clean(source, cleaning_, events_);
   EXPECT_THAT(Stored(source), IsEmpty());
   EXPECT_TRUE(IsStored(gone));
@@ -280,6 +280,45 @@ TEST_F(CleaningTest, AnEmptyNamedFolderIsTakenForNotMountedWhereStoresLieElsewhe
   EXPECT_THAT(refused_, ElementsAre(share_.path()));
   EXPECT_TRUE(IsStored(lost));
 }
+
+// What a mount point may hold while nothing is mounted on it.
+struct MountPoint {
+  const char* name;
+  void (*fill)(const std::string& folder);
+};
+
+class NotMountedTest : public CleaningTest, public testing::WithParamInterface<MountPoint> {};
+
+TEST_P(NotMountedTest, TheStoreOfItsShareStaysUnlessToldByName) {
+  UseCentralStore("[share photo]\npath = " + Picture("photo") + "\n");
+  WriteStored(WriteSource("kept.jpg"), kThumbnail, "x");
+  const std::string lost = WriteOrphan("photo/2019/a.jpg");
+  fs::create_directory(Picture("photo"));
+  GetParam().fill(Picture("photo"));
+  cleaning_.force = true;
+  Clean();
+  EXPECT_THAT(refused_, ElementsAre(Picture("photo")));
+  EXPECT_TRUE(IsStored(lost));
+  cleaning_.gone = {Picture("pho")};
+  Clean();
+  EXPECT_TRUE(IsStored(lost));
+  cleaning_.gone = {Picture("photo")};
+  Clean();
+  EXPECT_FALSE(IsStored(lost));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    MountPoints, NotMountedTest,
+    testing::Values(MountPoint{"Empty", [](const std::string&) {}},
+                    MountPoint{"AnEmptyFolder",
+                               [](const auto& folder) { fs::create_directory(folder + "/2019"); }},
+                    MountPoint{"FoldersInFolders",
+                               [](const auto& folder) { fs::create_directories(folder + "/a/b"); }},
+                    MountPoint{"ANote",
+                               [](const auto& folder) {
+                                 kit::WriteFile(folder + "/not mounted.txt", "x");
+                               }}),
+    kit::CaseName());
 
 TEST_F(CleaningTest, TheMirrorOfAFolderThatIsGoneGoes) {
   UseCentralStore();

@@ -38,7 +38,8 @@ INSTANTIATE_TEST_SUITE_P(
         EntryCase{"Failure", "VEXATHUMB_FAILURE.json", StoreOwner::kFailure, ""},
         EntryCase{"BeingMade", "VEXAFILETMP_THUMB_r1.jpg", StoreOwner::kTemporary, ""},
         EntryCase{"UniqueName", "VEXAPHOTO_THUMB_S.jpg_42_1700000000", StoreOwner::kTemporary, ""},
-        EntryCase{"Ours", "VEXATHUMBTMP_4_17_0_VEXAFILE_THUMB_S.jpg", StoreOwner::kTemporary, ""},
+        EntryCase{"Ours", "VEXATHUMBTMP_4_1700000000_0_VEXAFILE_THUMB_S.jpg",
+                  StoreOwner::kTemporary, ""},
         EntryCase{"AnyOfOurs", TemporaryFor("VEXAFILE_THUMB_S.jpg"), StoreOwner::kTemporary, ""},
         EntryCase{"Copy", ".vexacopy.aB3xYz", StoreOwner::kTemporary, ""},
         EntryCase{"OtherProgram", "notes.txt", StoreOwner::kOther, ""},
@@ -84,15 +85,17 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(NameCase{"Preview", "thumb.42.1700000000.7.jpg", IsTmpName, true},
                     NameCase{"WithoutExtension", "thumb.42.1700000000.7", IsTmpName, true},
                     NameCase{"OtherProgram", "thumb.jpg", IsTmpName, false},
-                    NameCase{"Ours", TemporaryFor("a.jpg"), IsTmpName, false}),
+                    NameCase{"PhotographOfADay", "thumb.2024.12.25.jpg", IsTmpName, false},
+                    NameCase{"Ours", TemporaryFor("a.jpg"), IsTmpName, true}),
     kit::CaseName());
 
 INSTANTIATE_TEST_SUITE_P(
     VarTmp, StoreNamesTest,
-    testing::Values(NameCase{"Result", "vexathumb_VEXAFILETMP_THUMB.jpg_42_17", IsVarTmpName, true},
-                    NameCase{"Ours", TemporaryFor("a.jpg"), IsVarTmpName, true},
-                    NameCase{"Animation", "convert_thumbnail__17a\nb.gif", IsVarTmpName, true},
-                    NameCase{"OtherProgram", "vexathumb-tool.x", IsVarTmpName, false}),
+    testing::Values(
+        NameCase{"Result", "vexathumb_VEXAFILETMP_THUMB.jpg_42_1700000000", IsVarTmpName, true},
+        NameCase{"Ours", TemporaryFor("a.jpg"), IsVarTmpName, true},
+        NameCase{"Animation", "convert_thumbnail__1700000000a\nb.gif", IsVarTmpName, true},
+        NameCase{"OtherProgram", "vexathumb-tool.x", IsVarTmpName, false}),
     kit::CaseName());
 
 }  // namespace

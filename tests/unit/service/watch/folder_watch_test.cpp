@@ -1,7 +1,10 @@
 #include "service/watch/folder_watch.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -9,6 +12,7 @@
 
 #include "kit/files.h"
 #include "kit/temp_dir.h"
+#include "posix/unique_fd.h"
 
 namespace vexathumb::service {
 namespace {
@@ -52,6 +56,8 @@ class FolderWatchTest : public testing::Test {
         return "lost track";
       case Kind::kNotWatched:
         return "not watched " + Short(event.path) + ": " + event.cause;
+      case Kind::kRootUnmounted:
+        return "unmounted";
       case Kind::kRootGone:
         return "gone";
     }
@@ -155,6 +161,74 @@ TEST_F(FolderWatchTest, AFolderThatLeavesIsNotWatchedAnyMore) {
   EXPECT_THAT(Take(), ElementsAre("folder back"));
   kit::WriteFile(dir_ / "back/two/a.jpg", "x");
   EXPECT_THAT(Take(), ElementsAre("file back/two/a.jpg"));
+}
+
+TEST_F(FolderWatchTest, AFolderThatLeavesAndComesBackAtOnceIsWatched) {
+  fs::create_directories(dir_ / "one/two");
+  Begin();
+  fs::rename(dir_ / "one", elsewhere_ / "one");
+  Take();
+  fs::rename(elsewhere_ / "one", dir_ / "one");
+  EXPECT_THAT(Take(), ElementsAre("folder one"));
+  usleep(600000);  // longer than the halves of a move take
+  Take();
+  kit::WriteFile(dir_ / "one/a.jpg", "x");
+  kit::WriteFile(dir_ / "one/two/a.jpg", "x");
+  EXPECT_THAT(Take(), ElementsAre("file one/a.jpg", "file one/two/a.jpg"));
+}
+
+// Makes folders in one another, `depth` of them, and returns the last one, open. Their path may be
+// longer than any call takes.
+posix::UniqueFd MakeDeep(const std::string& folder, const std::string& name, int depth) {
+  posix::UniqueFd at(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  for (int i = 0; i < depth; ++i) {
+    mkdirat(at.get(), name.c_str(), 0777);
+    at = posix::UniqueFd(openat(at.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  }
+  return at;
+}
+
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t most) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const struct rlimit few = {most, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+  }
+  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+ private:
+  struct rlimit before_ = {};
+};
+
+TEST_F(FolderWatchTest, FoldersMayLieDeeperThanThereAreDescriptors) {
+  const posix::UniqueFd deepest = MakeDeep(dir_.path(), "d", 100);
+  {
+    const DescriptorLimit few(50);
+    Begin();
+  }
+  EXPECT_THAT(Take(), IsEmpty());
+  const posix::UniqueFd file(openat(deepest.get(), "a.jpg", O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
+  ASSERT_TRUE(file);
+  EXPECT_THAT(Take(), ElementsAre(testing::EndsWith("/d/a.jpg")));
+}
+
+TEST_F(FolderWatchTest, TellsOfAFolderThatCannotBeReadForWantOfDescriptors) {
+  MakeDeep(dir_.path(), "d", 3);
+  Begin();
+  fs::create_directory(dir_ / "new");
+  {
+    const DescriptorLimit none(0);
+    EXPECT_THAT(Take(), Contains("not watched new: Too many open files"));
+  }
+}
+
+TEST_F(FolderWatchTest, TellsOfAFolderWhosePathIsTooLong) {
+  MakeDeep(dir_.path(), std::string(200, 'd'), 30);
+  Begin();
+  EXPECT_THAT(Take(), ElementsAre(testing::EndsWith(": File name too long")));
 }
 
 TEST_F(FolderWatchTest, AFolderThatIsRemovedAndMadeAgainIsWatched) {

@@ -98,6 +98,24 @@ TEST_F(WatchedSourcesTest, OneThatIsGivenBackWhileItIsWrittenComesAgainWhenItHas
   EXPECT_EQ(Await(), "a.jpg");
 }
 
+TEST_F(WatchedSourcesTest, LooksAgainThroughWhatOtherMachinesWrite) {
+  Write("a.jpg");
+  options_.look_again = milliseconds(300);
+  options_.is_on_network = [this](const std::string& folder) { return folder == folder_; };
+  Begin();
+  EXPECT_EQ(Await(), "a.jpg");
+  EXPECT_EQ(Await(), "a.jpg");
+}
+
+TEST_F(WatchedSourcesTest, LooksOnceThroughWhatThisMachineAloneWrites) {
+  Write("a.jpg");
+  options_.look_again = milliseconds(10);
+  Begin();
+  EXPECT_EQ(Await(), "a.jpg");
+  const auto until = std::chrono::steady_clock::now() + milliseconds(300);
+  while (std::chrono::steady_clock::now() < until) EXPECT_FALSE(sources_->Next());
+}
+
 TEST_F(WatchedSourcesTest, LooksThroughFoldersThatAppear) {
   Begin();
   fs::create_directories(dir_ / "elsewhere/sub");
