@@ -236,6 +236,7 @@ class Supervisor {
     Reap();
     if (watched[2].fd >= 0) messages.Take(messages_);
     outcome_.told = messages.told();
+    outcome_.machine_error = messages.machine_error();
   }
 
   void Reap() {

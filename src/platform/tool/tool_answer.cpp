@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <system_error>
 
+#include "platform/tool/machine_error.h"
 #include "platform/tool/tool_record.h"
 #include "vexaplatform/whole_picture.h"
 #include "vlibc/process.h"
@@ -81,15 +82,16 @@ std::string LimitText(ToolLimit limit, const ToolLimits& limits) {
   return "";
 }
 
-int Limited(const ToolPlan& plan, ToolLimit limit) {
-  Log(plan.order.program, "met its limit: " + LimitText(limit, plan.order.limits),
-      plan.paths.source.path);
-  RecordEnd(ToolEnding::kLimited, static_cast<int>(limit));
+int Limited(const ToolPlan& plan, const ToolOutcome& outcome, ToolLimit limit) {
+  const std::string text = LimitText(limit, plan.order.limits);
+  Log(plan.order.program, "met its limit: " + text, plan.paths.source.path);
+  RecordEnd(ToolEnding::kLimited, static_cast<int>(limit),
+            MachineErrorAt(limit, plan.order.limits, outcome), text.c_str());
   return VLIBC_ENDED_BY_LIMIT;
 }
 
-int Signalled(int signal) {
-  RecordEnd(ToolEnding::kSignalled, signal);
+int Signalled(int signal, int machine_error) {
+  RecordEnd(ToolEnding::kSignalled, signal, machine_error);
   return kSignalBase + signal;
 }
 
@@ -98,24 +100,26 @@ bool IsResultWhole(const ToolPlan& plan) {
   return !writes_picture || plan.tool == Tool::kMv || IsWholePicture(plan.paths.destination.path);
 }
 
-int Exited(const ToolPlan& plan, int status) {
+int Exited(const ToolPlan& plan, int status, int machine_error) {
   if (status == 0 && !IsResultWhole(plan)) {
     Log(plan.order.program, "said that it succeeded, but its picture is empty or cut short",
         plan.paths.source.path);
-    RecordEnd(ToolEnding::kIncomplete, 0);
+    RecordEnd(ToolEnding::kIncomplete, 0, machine_error);
     return VLIBC_INCOMPLETE_RESULT;
   }
-  RecordEnd(status == 0 ? ToolEnding::kSucceeded : ToolEnding::kExited, status);
+  RecordEnd(status == 0 ? ToolEnding::kSucceeded : ToolEnding::kExited, status, machine_error);
   return status;
 }
 
 int Ended(const ToolPlan& plan, const ToolOutcome& outcome) {
   RecordStart(plan.order.program.c_str(), true);
-  if (!outcome.supervised) return Signalled(SIGKILL);
+  if (!outcome.supervised) return Signalled(SIGKILL, 0);
   const ToolLimit limit = LimitMet(plan.order.limits, outcome);
-  if (limit != ToolLimit::kNone) return Limited(plan, limit);
-  if (WIFSIGNALED(outcome.wait_status)) return Signalled(WTERMSIG(outcome.wait_status));
-  return Exited(plan, WEXITSTATUS(outcome.wait_status));
+  if (limit != ToolLimit::kNone) return Limited(plan, outcome, limit);
+  if (WIFSIGNALED(outcome.wait_status)) {
+    return Signalled(WTERMSIG(outcome.wait_status), outcome.machine_error);
+  }
+  return Exited(plan, WEXITSTATUS(outcome.wait_status), outcome.machine_error);
 }
 
 // What mv wrote becomes its destination, or goes. `answer` is that of mv itself.

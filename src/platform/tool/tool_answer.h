@@ -8,7 +8,7 @@
 
 namespace vexaplatform {
 
-// What vlibc/process.h answers for a run that is over. Records it for LastToolRun, logs what is to
+// What vlibc/process.h answers for a run that is over. Records it for ToolRuns, logs what is to
 // be logged, and puts what mv wrote in its place.
 int AnswerOf(const ToolPlan& plan, const ToolOutcome& outcome);
 

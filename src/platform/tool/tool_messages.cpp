@@ -9,12 +9,12 @@
 namespace vexaplatform {
 namespace {
 
-struct Words {
+struct LimitWords {
   const char* text;
   ToolLimit limit;
 };
 
-constexpr Words kWords[] = {
+constexpr LimitWords kLimitWords[] = {
     {"memory allocation failed", ToolLimit::kAddressSpace},  // ImageMagick
     {"Memory allocation failed", ToolLimit::kAddressSpace},
     {"resources exhausted", ToolLimit::kPolicy},
@@ -27,8 +27,32 @@ constexpr Words kWords[] = {
     {"memory limit", ToolLimit::kAddressSpace},
     {"bad_alloc", ToolLimit::kAddressSpace},
     {"annot allocate memory", ToolLimit::kAddressSpace},
+    {"failed to map segment", ToolLimit::kAddressSpace},  // the loader of programs
     {"File too large", ToolLimit::kFileSize},
     {"Too many open files", ToolLimit::kOpenFiles},
+};
+
+// No limit of ours is the cause of these, nor the source.
+struct MachineWords {
+  const char* text;
+  int error;
+};
+
+constexpr MachineWords kMachineWords[] = {
+    {"No space left on device", ENOSPC},
+    {"out of disk space", ENOSPC},     // libjpeg, whatever its write failed of
+    {"unable to write file", ENOSPC},  // ImageMagick, the same
+    {"WriteBlob Failed", ENOSPC},
+    {"Disk quota exceeded", EDQUOT},
+    {"Input/output error", EIO},
+    {"Input file read error", EIO},  // libjpeg
+    {"Stale file handle", ESTALE},
+    {"Read-only file system", EROFS},
+    {"Transport endpoint is not connected", ENOTCONN},
+    {"Too many open files in system", ENFILE},
+    {"Resource temporarily unavailable", EAGAIN},
+    {"cannot open shared object file", ELIBACC},  // the loader of programs
+    {"symbol lookup error", ELIBBAD},
 };
 
 }  // namespace
@@ -47,12 +71,18 @@ bool ToolMessages::Take(int descriptor) {
 }
 
 void ToolMessages::Search(size_t size) {
-  for (const Words& words : kWords) {
-    if (told_ != ToolLimit::kNone) break;
-    if (memmem(buffer_, size, words.text, strlen(words.text)) != nullptr) told_ = words.limit;
+  for (const LimitWords& words : kLimitWords) {
+    if (told_ == ToolLimit::kNone && Holds(size, words.text)) told_ = words.limit;
+  }
+  for (const MachineWords& words : kMachineWords) {
+    if (machine_error_ == 0 && Holds(size, words.text)) machine_error_ = words.error;
   }
   kept_ = std::min(size, kOverlap);
   memmove(buffer_, buffer_ + size - kept_, kept_);
+}
+
+bool ToolMessages::Holds(size_t size, const char* words) const {
+  return memmem(buffer_, size, words, strlen(words)) != nullptr;
 }
 
 void ToolMessages::PassOn(const char* text, size_t size) {

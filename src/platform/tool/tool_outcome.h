@@ -17,6 +17,7 @@ struct ToolOutcome {
   double cpu_seconds = 0;
   bool out_of_time = false;           // it met its wall time
   ToolLimit told = ToolLimit::kNone;  // the limit that its messages speak of
+  int machine_error = 0;              // errno of what they say the machine refused; 0: of nothing
 };
 
 }  // namespace vexaplatform

@@ -5,12 +5,12 @@
 
 namespace vexaplatform {
 
-// Records for LastToolRun that the calling thread's tool at `path` was started, or not, with the
+// Records for ToolRuns that the calling thread's tool at `path` was started, or not, with the
 // current errno.
 void RecordStart(const char* path, bool started);
 
-// Records how it ended; `detail` as ToolReport has it.
-void RecordEnd(ToolEnding ending, int detail);
+// Records how it ended; `detail`, `machine_error` and `limit` as ToolReport has them.
+void RecordEnd(ToolEnding ending, int detail, int machine_error, const char* limit = "");
 
 }  // namespace vexaplatform
 

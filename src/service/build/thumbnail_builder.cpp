@@ -40,7 +40,7 @@ ThumbnailBuilder::ThumbnailBuilder(const std::string& source, const SourceVersio
     : source_(source), version_(version), options_(options), series_(source, options) {}
 
 Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbInfo& info) {
-  vexaplatform::ForgetLastToolRun();
+  vexaplatform::ForgetToolRuns();
   const vexaplatform::ExpectedFile expected(source_, version_.status());
   try {
     if (auto built = TryBuild(request, info)) return *built;

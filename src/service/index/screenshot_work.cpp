@@ -23,7 +23,7 @@ bool IsThere(const std::string& stored) {
 }
 
 bool TryMakeScreenshot(const std::string& video, const std::string& target) {
-  vexaplatform::ForgetLastToolRun();
+  vexaplatform::ForgetToolRuns();
   try {
     return MakeScreenshot(video, target);
   } catch (const std::exception&) {  // of the library, on account of the video

@@ -1,4 +1,7 @@
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -144,6 +147,103 @@ INSTANTIATE_TEST_SUITE_P(
                                   ToolLimit::kPolicy,
                                   "one of ImageMagick's policy"}),
     CaseName());
+
+struct RefusalCase {
+  const char* name;
+  const char* message;
+  int error;
+};
+
+void PrintTo(const RefusalCase& refusal, std::ostream* out) { *out << refusal.name; }
+
+class RefusalOfTheMachine : public ToolTest, public testing::WithParamInterface<RefusalCase> {};
+
+TEST_P(RefusalOfTheMachine, IsReportedByTheToolsMessage) {
+  const std::string script = "echo 'x: " + std::string(GetParam().message) + "' >&2; exit 1";
+  const char* const argv[] = {"sh", "-c", script.c_str(), nullptr};
+  EXPECT_EQ(VLIBCExecv("/bin/sh", argv, 1) == 0, false);
+  EXPECT_EQ(LastToolRun().machine_error, GetParam().error);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , RefusalOfTheMachine,
+    testing::Values(
+        RefusalCase{"NoRoom", "No space left on device", ENOSPC},
+        RefusalCase{"NoRoomByLibjpeg", "Output file write error --- out of disk space?", ENOSPC},
+        RefusalCase{"NoRoomByImageMagick", "unable to write file `a.png` @ error", ENOSPC},
+        RefusalCase{"Quota", "Disk quota exceeded", EDQUOT},
+        RefusalCase{"Disk", "Input/output error", EIO},
+        RefusalCase{"FileServer", "Stale file handle", ESTALE},
+        RefusalCase{"ClosedVolume", "Read-only file system", EROFS},
+        RefusalCase{"FilesOfAll", "Too many open files in system", ENFILE},
+        RefusalCase{"Library", "libX.so: cannot open shared object file: No such file", ELIBACC},
+        RefusalCase{"NothingButTheFile", "Not a JPEG file: starts with 0x74 0x65", 0},
+        RefusalCase{"ALimitOfOurs", "Too many open files", 0}),
+    CaseName());
+
+struct LowerLimitCase {
+  const char* name;
+  __rlimit_resource resource;
+  rlim_t limit;
+  const char* order;
+  int error;
+};
+
+void PrintTo(const LowerLimitCase& lower, std::ostream* out) { *out << lower.name; }
+
+class LowerLimitOfTheHost : public ToolTest, public testing::WithParamInterface<LowerLimitCase> {};
+
+TEST_P(LowerLimitOfTheHost, IsOfTheMachine) {
+  // In a process of its own: a hard limit cannot be raised again.
+  const pid_t process = fork();
+  if (process == 0) {
+    const rlimit lower = {GetParam().limit, GetParam().limit};
+    setrlimit(GetParam().resource, &lower);
+    Convert(GetParam().order);
+    const ToolReport report = LastToolRun();
+    _exit(report.ending == ToolEnding::kLimited && report.machine_error == GetParam().error ? 0
+                                                                                            : 1);
+  }
+  int status = 0;
+  waitpid(process, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , LowerLimitOfTheHost,
+    testing::Values(LowerLimitCase{"Memory", RLIMIT_AS, rlim_t{400} << 20U, "allocate", ENOMEM},
+                    LowerLimitCase{"FileSize", RLIMIT_FSIZE, 4096, "fill", EFBIG},
+                    LowerLimitCase{"OpenFiles", RLIMIT_NOFILE, 60, "open", EMFILE}),
+    CaseName());
+
+TEST_F(ToolTest, AWallTimeThatWasOnlyWaitedThroughIsOfTheMachine) {
+  Set("[tool convert]\nwall_time = 1\n");
+  Convert("hang");
+  EXPECT_EQ(LastToolRun().machine_error, ETIMEDOUT);
+  EXPECT_EQ(LastToolRun().limit, "wall time of 1 s");
+  Set("[tool convert]\nwall_time = 1\ncpu_time = 30\n");
+  Convert("burn");
+  EXPECT_EQ(LastToolRun().detail, static_cast<int>(ToolLimit::kWallTime));
+  EXPECT_EQ(LastToolRun().machine_error, 0);
+}
+
+TEST_F(ToolTest, RunsAreReportedUntilTheyAreForgotten) {
+  ForgetToolRuns();
+  EXPECT_EQ(LastToolRun().ending, ToolEnding::kNone);
+  EXPECT_TRUE(ToolRuns().empty());
+  const char* const argv[] = {"false", nullptr};
+  VLIBCExecv("/bin/false", argv, 1);
+  FILE* const stream = OpenDcraw("");
+  VLIBCExecv("/nonexistent/tool", argv, 1);
+  VLIBCPclose(stream);
+  std::vector<std::string> programs;
+  for (const ToolReport& run : ToolRuns()) programs.push_back(run.program);
+  EXPECT_THAT(programs, testing::ElementsAre("/bin/false", "/nonexistent/tool", Program("dcraw")));
+  EXPECT_EQ(ToolRuns()[0].ending, ToolEnding::kExited);
+  EXPECT_EQ(ToolRuns()[1].ending, ToolEnding::kNotStarted);
+  for (int i = 0; i < 100; ++i) VLIBCExecv("/bin/false", argv, 1);
+  EXPECT_EQ(ToolRuns().size(), 16U);
+}
 
 TEST_F(ToolTest, PassesOnTheFirstOfAFloodOfMessages) {
   Set("[tool convert]\nwall_time = 1\n");
