@@ -8,6 +8,7 @@
 #include <fstream>
 #include <thread>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -18,6 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::Not;
 
 Json ReportOn(const RunResult& run, const std::string& file) {
   for (const Json& object : run.json_lines()) {
@@ -80,21 +83,105 @@ TEST(BuildFaults, BadFilesDoNotKeepTheGoodOnesFromBeingBuilt) {
   EXPECT_TRUE(fs::exists(album.Stored("empty.jpg", "VEXATHUMB_FAILURE.json")));
 }
 
-TEST(BuildFaults, AProcessThatDiesOverAFileCostsThatFile) {
+struct DeathCase {
+  const char* name;
+  const char* spy;
+  const char* state;
+  int exit_code;
+  const char* signal;
+};
+
+void PrintTo(const DeathCase& death, std::ostream* out) { *out << death.name; }
+
+class DeadProcess : public ::testing::TestWithParam<DeathCase> {};
+
+TEST_P(DeadProcess, CostsTheFileAtMostItWasWorkingOn) {
   const Album album;
   for (const char* name : {"a.jpg", "deadly.jpg", "z.jpg"}) {
     kit::WriteJpeg(album / name, {{200, 150}});
   }
-  const RunResult run = album.Run({"build", album.pictures(), "--jobs", "1", "--json"},
-                                  {"", album.Spied("SPY_DEATH", "deadly")});
-  EXPECT_EQ(run.exit_code, 1);
+  const RunOptions options = {"", album.Spied(GetParam().spy, "deadly")};
+  const RunResult run = album.Run({"build", album.pictures(), "--jobs", "1", "--json"}, options);
+  EXPECT_EQ(run.exit_code, GetParam().exit_code);
   ExpectBuilt(album, "a.jpg");
   ExpectBuilt(album, "z.jpg");
-  EXPECT_THAT(ReportOn(run, album / "deadly.jpg")["error"], HasSubstr("signal 9"));
+  EXPECT_THAT(ReportOn(run, album / "deadly.jpg")["error"], HasSubstr(GetParam().signal));
+  EXPECT_EQ(ReportOn(run, album / "deadly.jpg")["state"], GetParam().state);
   EXPECT_THAT(run.err, HasSubstr("deadly.jpg"));
-  const RunResult again =
-      album.Run({"build", album.pictures(), "--json"}, {"", album.Spied("SPY_DEATH", "deadly")});
+  const RunResult again = album.Run({"build", album.pictures(), "--json"}, options);
   EXPECT_EQ(ReportOn(again, album / "deadly.jpg")["known"], true);
+  EXPECT_EQ(again.exit_code, GetParam().exit_code);
+  EXPECT_EQ(album.Run({"build", "--retry-failed", album.pictures()}).exit_code, 0);
+  EXPECT_EQ(album.Run({"failures", album.pictures()}).out, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , DeadProcess,
+    ::testing::Values(DeathCase{"by_a_crash_of_its_own", "SPY_CRASH", "failed", 1, "signal 11"},
+                      DeathCase{"by_the_kernel", "SPY_DEATH", "postponed", 75, "signal 9"}),
+    kit::CaseName());
+
+TEST(BuildFaults, AToolThatIsKilledIsNotTheFilesFault) {
+  const Album album;
+  kit::WriteJpeg(album / "a.jpg", {{800, 600}});
+  const RunResult run =
+      album.Run({"build", album.pictures()}, {"", album.Spied("SPY_KILLED", "1")});
+  EXPECT_EQ(run.exit_code, 75) << run.out;
+  EXPECT_THAT(run.err, HasSubstr("was ended by signal 9, Killed"));
+  EXPECT_THAT(run.err, HasSubstr("the machine may be short of memory"));
+  EXPECT_THAT(run.err, Not(HasSubstr("damaged")));
+
+  const std::string journal = album.Aside("journal");
+  const RunOptions spied = {"", album.Spied("SPY_JOURNAL", journal)};
+  const RunResult meanwhile = album.Run({"build", album.pictures()}, spied);
+  EXPECT_EQ(meanwhile.exit_code, 75);
+  EXPECT_THAT(meanwhile.err, HasSubstr("was ended by signal 9"));
+  EXPECT_FALSE(fs::exists(journal)) << "its time has not come";
+
+  const RunResult list = album.Run({"failures", album.pictures()});
+  EXPECT_EQ(list.exit_code, 1);
+  EXPECT_THAT(list.out, HasSubstr("a.jpg: the program sh was ended by signal 9, Killed; postponed "
+                                  "after 1 try, next try after 2"));
+  const Json entry = album.Run({"failures", "--json", album.pictures()}).json();
+  EXPECT_EQ(entry["state"], "postponed");
+  EXPECT_EQ(entry["attempts"], 1);
+  EXPECT_THAT(entry["next_try"], MatchesRegex("....-..-..T..:..:..Z"));
+
+  EXPECT_EQ(album.Run({"failures", "--retry", album.pictures()}).exit_code, 0);
+  ExpectBuilt(album, "a.jpg");
+  EXPECT_EQ(album.Run({"failures", album.pictures()}).exit_code, 0);
+}
+
+TEST(BuildFaults, ALimitIsNamedAndALargerOneIsAReasonToTryAgain) {
+  const Album album;
+  kit::WritePng(album / "a.png", {{800, 600}});
+  const std::string service = "[service]\nlock_dir = " + album.Aside("locks") + "\n";
+  album.WriteSettings(service + "[tool convert]\naddress_space = 48\n");
+  const RunResult run = album.Run({"build", album.pictures()});
+  EXPECT_EQ(run.exit_code, 1) << run.out;
+  EXPECT_THAT(run.err, HasSubstr("convert met its limit: address space of 48 MiB"));
+  EXPECT_THAT(run.err, Not(HasSubstr("damaged")));
+  const RunResult again = album.Run({"build", album.pictures()});
+  EXPECT_EQ(again.exit_code, 1);
+  EXPECT_THAT(again.out, HasSubstr("has failed before"));
+  EXPECT_EQ(album.Run({"failures", "--json", album.pictures()}).json()["state"], "failed");
+
+  album.WriteSettings(service + "[tool convert]\naddress_space = 1000\n");
+  EXPECT_EQ(album.Run({"failures", album.pictures()}).out, "");
+  EXPECT_EQ(album.Run({"build", album.pictures()}).exit_code, 0);
+  EXPECT_TRUE(fs::exists(album.Stored("a.png", "VEXAFILE_THUMB_S.png")));
+}
+
+// By a file server that does not answer, say: no other tool waits for long.
+TEST(BuildFaults, AToolThatOnlyWaitedHasProvedNothing) {
+  const Album album;
+  kit::WriteJpeg(album / "a.jpg", {{800, 600}});
+  album.WriteSettings("[service]\nlock_dir = " + album.Aside("locks") +
+                      "\n[tool other]\nwall_time = 1\n");
+  const RunResult run =
+      album.Run({"build", album.pictures()}, {"", album.Spied("SPY_SLEEPS", "1")});
+  EXPECT_EQ(run.exit_code, 75) << run.out;
+  EXPECT_THAT(run.err, HasSubstr("waited too long, and was ended after its wall time of 1 s"));
 }
 
 TEST(BuildFaults, AFileThatVanishesIsNoFailure) {

@@ -1,7 +1,9 @@
 // Stands before the platform library in the program: writes the path of every tool that is started
 // to the file that SPY_JOURNAL names, and answers that all volumes are remote when SPY_REMOTE is
 // set. No tool starts while the file is there that SPY_HOLD names, and the process dies over a tool
-// among whose arguments the text in SPY_DEATH occurs. With SPY_MISSING no tool can be started.
+// among whose arguments the text in SPY_DEATH occurs, by a crash of its own with SPY_CRASH. With
+// SPY_MISSING no tool can be started, with SPY_KILLED each is
+// killed, and with SPY_SLEEPS each sleeps for a minute.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -37,11 +39,11 @@ void Hold() {
   while (held != nullptr && access(held, F_OK) == 0) usleep(2000);
 }
 
-void DieOver(const char* const argv[]) {
-  const char* deadly = std::getenv("SPY_DEATH");
+void DieOver(const char* const argv[], const char* variable, int signal) {
+  const char* deadly = std::getenv(variable);
   if (deadly == nullptr) return;
   for (; *argv != nullptr; ++argv) {
-    if (strstr(*argv, deadly) != nullptr) raise(SIGKILL);
+    if (strstr(*argv, deadly) != nullptr) raise(signal);
   }
 }
 
@@ -50,8 +52,16 @@ void DieOver(const char* const argv[]) {
 int VLIBCExecv(const char* path, const char* const argv[], int flag) {
   Note(path);
   Hold();
-  DieOver(argv);
+  DieOver(argv, "SPY_DEATH", SIGKILL);
+  DieOver(argv, "SPY_CRASH", SIGSEGV);
   if (std::getenv("SPY_MISSING") != nullptr) path = "/nonexistent";
+  const char* const killed[] = {"sh", "-c", "kill -KILL $$", nullptr};
+  const char* const sleeps[] = {"sh", "-c", "exec sleep 60", nullptr};
+  const bool is_killed = std::getenv("SPY_KILLED") != nullptr;
+  if (is_killed || std::getenv("SPY_SLEEPS") != nullptr) {
+    path = "/bin/sh";
+    argv = is_killed ? killed : sleeps;
+  }
   return Real<decltype(VLIBCExecv)>("VLIBCExecv")(path, argv, flag);
 }
 

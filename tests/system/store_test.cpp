@@ -49,12 +49,12 @@ TEST(AutoStore, LiesBesideSourcesOnALocalVolume) {
   EXPECT_TRUE(fs::exists(album.Stored("a.jpg", "VEXAFILE_THUMB_S.jpg")));
 }
 
-TEST(VolumeWithoutStore, BuildFailsAndSaysWhatToSet) {
+TEST(VolumeWithoutStore, PostponesABuildAndSaysWhatToSet) {
   const Album album;
   kit::WriteJpeg(album / "a.jpg", {{800, 600}});
   const RunResult run =
       album.Run({"build", album.pictures()}, {"", album.Spied("SPY_REMOTE", "1"), "", false});
-  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_EQ(run.exit_code, 75);
   EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
   EXPECT_THAT(run.err, HasSubstr("layout = auto under [store]"));
   EXPECT_THAT(run.leftovers, IsEmpty());
@@ -90,9 +90,9 @@ class UnwritableStore : public ::testing::TestWithParam<ObstacleCase> {
   std::string before_;
 };
 
-TEST_P(UnwritableStore, BuildFailsWithACauseAndLeavesNothing) {
+TEST_P(UnwritableStore, PostponesABuildWithACauseAndLeavesNothing) {
   const RunResult run = Run({"build", album_.pictures()});
-  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_EQ(run.exit_code, 75);
   EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
   EXPECT_THAT(run.err, HasSubstr("its store cannot be written"));
   EXPECT_THAT(run.leftovers, IsEmpty());
@@ -101,7 +101,7 @@ TEST_P(UnwritableStore, BuildFailsWithACauseAndLeavesNothing) {
 
 TEST_P(UnwritableStore, GetHasNoThumbnailAndLeavesNothing) {
   const RunResult run = Run({"get", album_ / "a.jpg", "--size", "small"});
-  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_EQ(run.exit_code, 75);
   EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
   EXPECT_THAT(run.leftovers, IsEmpty());
   EXPECT_EQ(SnapshotOf(album_.pictures()), before_);

@@ -8,9 +8,6 @@
 namespace vexathumb::web {
 namespace {
 
-// Seconds; a builder's place is free again after about one picture.
-constexpr char kRetryAfter[] = "2";
-
 std::string Title(int status) {
   switch (status) {
     case 400:
@@ -56,7 +53,9 @@ void SendProblem(const Problem& problem, bool is_head) {
                      Header("Content-Type", "application/problem+json") +
                      Header("Cache-Control", "no-store");
   if (problem.status() == 405) head += Header("Allow", "GET, HEAD");
-  if (problem.status() == 503) head += Header("Retry-After", kRetryAfter);
+  if (problem.status() == 503) {
+    head += Header("Retry-After", std::to_string(problem.retry_after().count()));
+  }
   Send(head,
        {{"type", "about:blank"},
         {"title", title},

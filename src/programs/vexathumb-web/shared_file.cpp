@@ -1,6 +1,9 @@
 #include "programs/vexathumb-web/shared_file.h"
 
+#include <cerrno>
+
 #include "programs/vexathumb-web/problem.h"
+#include "service/base/machine_error.h"
 
 namespace vexathumb::web {
 
@@ -15,7 +18,11 @@ SharedFile FindSharedFile(const vexaplatform::Settings& settings,
   }
   // A single empty component is the share with a slash behind it, not the share.
   if (path.size() > 1 && relative.empty()) throw NotFound();
+  errno = 0;
   auto file = service::FindInShare(*share, relative);
+  if (!file && service::IsMachineError(errno)) {
+    throw Problem(503, "The file cannot be read at the moment.", std::chrono::minutes(1));
+  }
   if (!file) throw NotFound();
   return {*share, relative, std::move(*file)};
 }

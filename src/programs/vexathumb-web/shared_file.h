@@ -15,7 +15,7 @@ struct SharedFile {
 };
 
 // Finds the file or folder that a request's path names: the share first, then what lies beneath it.
-// Throws NotFound().
+// Throws NotFound(), and a Problem where the machine keeps it from being found.
 SharedFile FindSharedFile(const vexaplatform::Settings& settings,
                           const std::vector<std::string>& path);
 

@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <string>
@@ -19,6 +20,14 @@ namespace {
 
 using service::Outcome;
 
+// Whoever mends the machine does not tell its clients, so that none is sent away for long.
+std::chrono::seconds PauseFor(const service::Thumbnail& postponed) {
+  constexpr std::chrono::seconds kUnknown{60};
+  constexpr std::chrono::seconds kLongest{3600};
+  const auto pause = postponed.retry_after.count() > 0 ? postponed.retry_after : kUnknown;
+  return std::min(pause, kLongest);
+}
+
 Problem ProblemOf(const service::Thumbnail& thumbnail) {
   switch (thumbnail.outcome) {
     case Outcome::kMissing:
@@ -30,12 +39,12 @@ Problem ProblemOf(const service::Thumbnail& thumbnail) {
       return {503, "Too many thumbnails are being made at the moment."};
     case Outcome::kSourceChanged:
       return {503, "The file is being written at the moment."};
-    case Outcome::kToolFault:
+    case Outcome::kPostponed:
     case Outcome::kPicture:
       break;
   }
-  syslog(LOG_ERR, "no thumbnail: %s", thumbnail.cause.text.c_str());
-  return {500, "This machine cannot make thumbnails at the moment."};
+  if (!thumbnail.is_known) syslog(LOG_ERR, "no thumbnail: %s", thumbnail.cause.text.c_str());
+  return {503, "This machine cannot make the thumbnail at the moment.", PauseFor(thumbnail)};
 }
 
 service::ObtainOptions OptionsFrom(const vexaplatform::Settings& settings) {

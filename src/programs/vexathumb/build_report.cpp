@@ -70,7 +70,9 @@ void BuildReport::OnReport(const SourceReport& report) {
 }
 
 void BuildReport::Tell(const SourceReport& report) {
-  const bool is_news = !report.cause.text.empty() && !report.is_known_failure;
+  // What is only postponed is told each time, as the reason of the exit code.
+  const bool is_news = !report.cause.text.empty() &&
+                       (!report.is_known_failure || report.state == BuildState::kPostponed);
   if (is_news) TellFailure(report);
   if (form_ == BuildForm::kJson) PrintLine(ToJson(report));
   if (form_ == BuildForm::kTable) AddRows(report);
@@ -89,13 +91,14 @@ void BuildReport::TellFailure(const SourceReport& report) const {
 
 void BuildReport::OnUnreadable(const service::SourceItem& item) {
   const bool is_missing = item.kind == service::SourceItem::Kind::kMissing;
-  if (is_missing) ++missing_names_;
+  if (is_missing && !item.is_machine_error) ++missing_names_;
   SourceReport report;
   report.source = item.path;
-  report.state = BuildState::kFailed;
-  report.cause = {item.cause, is_missing ? "name a picture or a folder that can be read"
-                                         : "give the right to read the folder"};
-  ++Count(BuildState::kFailed);
+  report.state = item.is_machine_error ? BuildState::kPostponed : BuildState::kFailed;
+  report.cause = {item.cause, item.is_machine_error ? "check its volume"
+                              : is_missing          ? "name a picture or a folder that can be read"
+                                                    : "give the right to read the folder"};
+  ++Count(report.state);
   Tell(report);
 }
 

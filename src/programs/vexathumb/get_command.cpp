@@ -9,6 +9,7 @@
 
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/report.h"
+#include "service/base/machine_error.h"
 #include "service/base/silenced_descriptor.h"
 #include "service/base/source_path.h"
 #include "service/picture/picture_facts.h"
@@ -88,10 +89,10 @@ ExitCode ExitCodeOf(Outcome outcome) {
       return kSourceUnreadable;
     case Outcome::kSourceChanged:
     case Outcome::kOverload:
+    case Outcome::kPostponed:
       return kStoppedEarly;
     case Outcome::kNotStored:
     case Outcome::kUnusable:
-    case Outcome::kToolFault:
       break;
   }
   return kNoThumbnail;
@@ -154,6 +155,9 @@ void Answering(const GetOptions& options, Answer& answer) {
   const ThumbnailRequest request = RequestOf(options);
   answer.file = request.source;
   const std::string unreadable = service::WhyUnreadable(request.source);
+  if (!unreadable.empty() && service::MachineErrorOfReading(request.source) != 0) {
+    throw Failure{kStoppedEarly, options.file, {unreadable, "check its volume"}};
+  }
   if (!unreadable.empty()) {
     throw Failure{kSourceUnreadable, options.file, {unreadable, "name a picture that can be read"}};
   }

@@ -15,6 +15,8 @@
 #include <thread>
 #include <utility>
 
+#include "service/base/machine_error.h"
+
 namespace vexathumb::service {
 namespace {
 
@@ -71,8 +73,7 @@ void BecomeWorker(pid_t parent) {
 
 std::string DescribeDeath(int status) {
   if (WIFSIGNALED(status)) {
-    return std::string("ended by signal ") + std::to_string(WTERMSIG(status)) + ", " +
-           strsignal(WTERMSIG(status));
+    return "was ended by " + TextOfSignal(WTERMSIG(status));
   }
   return "left with status " + std::to_string(WEXITSTATUS(status));
 }
@@ -130,7 +131,7 @@ std::vector<WorkerPool::End> WorkerPool::Wait(std::chrono::milliseconds at_most,
     if (sockets[i].revents == 0) continue;
     Worker& worker = workers_[i];
     if (auto result = Receive(worker.socket.get())) {
-      ends.push_back({*std::exchange(worker.task, std::nullopt), std::move(result), ""});
+      ends.push_back({*std::exchange(worker.task, std::nullopt), std::move(result)});
     } else {
       ends.push_back(Bury(&worker));
     }
@@ -187,7 +188,8 @@ WorkerPool::End WorkerPool::Bury(Worker* worker) {
   while (waitpid(worker->process, &status, 0) < 0 && errno == EINTR) {
   }
   worker->socket.Close();
-  End end = {worker->task.value_or(""), std::nullopt, DescribeDeath(status)};
+  End end = {worker->task.value_or(""), std::nullopt, DescribeDeath(status),
+             WIFSIGNALED(status) ? WTERMSIG(status) : 0};
   Start(worker);
   return end;
 }

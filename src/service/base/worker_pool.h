@@ -31,7 +31,8 @@ class WorkerPool {
   struct End {
     std::string task;
     std::optional<std::string> result;
-    std::string death;  // how the worker died when there is no result
+    std::string death = {};  // how the worker died when there is no result
+    int signal = 0;          // that ended it; 0: none
   };
 
   // `job` is called in the workers. Throws std::system_error when none can be started.

@@ -1,6 +1,7 @@
 #ifndef VEXATHUMB_SERVICE_BUILD_THUMBNAIL_H_
 #define VEXATHUMB_SERVICE_BUILD_THUMBNAIL_H_
 
+#include <chrono>
 #include <string>
 #include <utility>
 
@@ -12,10 +13,10 @@ enum class Outcome {
   kPicture,
   kMissing,        // there is no such source
   kNotStored,      // only stored thumbnails were asked for
-  kUnusable,       // no thumbnail can be made of the source
+  kUnusable,       // no thumbnail can be made of the source, which is proved (failure_proof.h)
   kSourceChanged,  // it was written while its thumbnail was made
   kOverload,       // too many builds wait already
-  kToolFault,      // a tool is missing, cannot be started or was ended, or there is no room for it
+  kPostponed,      // nothing is proved: tried again when the machine is mended, or after a pause
 };
 
 enum class Owner {
@@ -41,7 +42,15 @@ struct Thumbnail {
   int turns_to_come = 0;  // quarter turns clockwise of a stored photo-album thumbnail, 0 to 3: it
                           // is stored once for all turns, and turned on its way out
   bool bmp_data = false;  // under a JPEG's name: the fast JPEG path's, not compacted yet
-  Cause cause;            // why there is no picture
+
+  // Why there is no picture:
+  Cause cause;
+  std::string tool;        // the program that it is about; empty when it is about none
+  bool met_limit = false;  // of kUnusable: by a limit of that program
+  bool pauses = false;     // of kPostponed: for a pause that grows, as nothing else shows whether
+                           // another try is worth its while
+  bool is_known = false;   // remembered from before, and not tried again
+  std::chrono::seconds retry_after{0};  // of kPostponed; 0: not known
 
   static Thumbnail None(Outcome outcome, Cause cause) {
     Thumbnail none;

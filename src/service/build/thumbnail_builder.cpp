@@ -2,13 +2,16 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <stdexcept>
 #include <system_error>
 
 #include "common/util/util.h"
 #include "service/base/atomic_file.h"
+#include "service/base/machine_error.h"
 #include "service/build/avatar.h"
-#include "service/build/machine_fault.h"
+#include "service/build/failure_proof.h"
 #include "service/build/preview_thumbnail.h"
 #include "service/build/reencoding.h"
 #include "service/build/stored_thumbnail.h"
@@ -42,6 +45,7 @@ ThumbnailBuilder::ThumbnailBuilder(const std::string& source, const SourceVersio
 Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbInfo& info) {
   vexaplatform::ForgetToolRuns();
   const vexaplatform::ExpectedFile expected(source_, version_.status());
+  write_error_ = 0;
   try {
     if (auto built = TryBuild(request, info)) return *built;
   } catch (const std::system_error&) {
@@ -51,12 +55,16 @@ Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbIn
   } catch (const std::runtime_error&) {
   }
   if (!MayMakeOutsideStore()) {
-    if (const auto obstacle = StoreObstacle(source_)) {
-      return Thumbnail::None(Outcome::kToolFault, *obstacle);
+    if (const auto obstacle = FindStoreObstacle(source_)) {
+      const bool is_of_source = obstacle->is_of_source;
+      return Thumbnail::None(is_of_source ? Outcome::kUnusable : Outcome::kPostponed,
+                             obstacle->cause);
     }
   }
-  return WhyThereIsNone(source_, version_, info,
-                        info.IsGood() ? cause::kNoTool : cause::kUnknownContent);
+  FailedAttempt attempt = {source_, version_};
+  attempt.write_error = write_error_;
+  attempt.develops = !request.avatar && !info.IsWebAcceptable();
+  return WhyThereIsNone(attempt, info.IsGood() ? cause::kNoTool : cause::kUnknownContent);
 }
 
 std::optional<Thumbnail> ThumbnailBuilder::TryBuild(const ThumbnailRequest& request,
@@ -68,7 +76,7 @@ std::optional<Thumbnail> ThumbnailBuilder::TryBuild(const ThumbnailRequest& requ
   const bool has_store = IsStoreWritable(source_);
   if (has_store) {
     if (auto made = MakeForStore(request, info)) return made;
-    if (!version_.IsCurrent() || HasStoreRoom(source_)) return std::nullopt;
+    if (!version_.IsCurrent() || !IsStoreAtFault()) return std::nullopt;
   }
   return MayMakeOutsideStore() ? MakeOutsideStore(request, info) : std::nullopt;
 }
@@ -86,6 +94,10 @@ std::optional<Thumbnail> ThumbnailBuilder::FindOrCompact(const ThumbnailRequest&
 std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& request,
                                                         const ThumbInfo& info) {
   const std::string stored = BuiltPath(request, info);
+  if (stored.empty()) {
+    write_error_ = ENAMETOOLONG;  // what else the platform refuses has been found out before
+    return std::nullopt;
+  }
   AtomicFile entry(stored);
   const auto made = Make(request, info, entry.path());
   if (!made || !version_.IsCurrent()) return std::nullopt;
@@ -93,10 +105,10 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
                        !(made->is_oversized || version_.IsFresh() || HasEnoughFreeBoxes(request));
   const auto attributes = StoredAttributes(version_.status());
   if (!is_kept) {
-    if (!entry.HandOut(attributes)) return std::nullopt;
+    if (!IsWritten(entry.HandOut(attributes))) return std::nullopt;
     return OwnedByCaller(entry.path(), made->mime, kFromDocdeck);
   }
-  if (!entry.Commit(attributes)) return std::nullopt;
+  if (!IsWritten(entry.Commit(attributes))) return std::nullopt;
   if (!request.avatar) series_.KeepAt(stored);
   Thumbnail thumbnail;
   thumbnail.path = stored;
@@ -117,7 +129,7 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeOutsideStore(const ThumbnailReque
   without_preview.use_preview = false;
   const auto made = Make(without_preview, info, entry.path());
   if (!made || !version_.IsCurrent()) return std::nullopt;
-  if (!entry.HandOut(StoredAttributes(version_.status()))) return std::nullopt;
+  if (!IsWritten(entry.HandOut(StoredAttributes(version_.status())))) return std::nullopt;
   return OwnedByCaller(entry.path(), made->mime, kFromVarTmp);
 }
 
@@ -142,6 +154,21 @@ std::optional<SizeSeries::Made> ThumbnailBuilder::MakeAvatarPicture(const Thumbn
   };
   if (!MakeAvatar(request, info, build_fitted, path)) return std::nullopt;
   return SizeSeries::Made{info.GetOutputMimeType()};
+}
+
+// Notes why not.
+bool ThumbnailBuilder::IsWritten(bool success) {
+  if (!success) write_error_ = errno;
+  return success;
+}
+
+bool ThumbnailBuilder::IsStoreAtFault() const {
+  const auto runs = vexaplatform::ToolRuns();
+  return write_error_ != 0 || !HasStoreRoom(source_) ||
+         std::any_of(runs.begin(), runs.end(), [](const vexaplatform::ToolReport& run) {
+           return run.machine_error != 0 || (run.ending == vexaplatform::ToolEnding::kNotStarted &&
+                                             IsMachineError(run.detail));
+         });
 }
 
 bool ThumbnailBuilder::MayMakeOutsideStore() const {

@@ -38,6 +38,8 @@ class ThumbnailBuilder {
                                        const std::string& path);
   std::optional<SizeSeries::Made> MakeAvatarPicture(const ThumbnailRequest& request,
                                                     const ThumbInfo& info, const std::string& path);
+  bool IsWritten(bool success);
+  bool IsStoreAtFault() const;
   bool MayMakeOutsideStore() const;
   bool HasEnoughFreeBoxes(const ThumbnailRequest& request) const;
 
@@ -46,6 +48,7 @@ class ThumbnailBuilder {
   const BuildOptions options_;
   SizeSeries series_;
   bool is_swept_ = false;
+  int write_error_ = 0;  // of the last attempt, apart from the tools
 };
 
 }  // namespace vexathumb::service

@@ -20,6 +20,23 @@ int OptionsOf(const ThumbnailRequest& request) {
   return options;
 }
 
+std::string FormOf(const ThumbnailRequest& request) {
+  ThumbnailRequest any_size = request;
+  if (!request.IsFreeBox()) any_size.label = "named";
+  return FormOfSize(any_size);
+}
+
+std::string FormOfSize(const ThumbnailRequest& request) {
+  std::string form = request.IsFreeBox() ? std::to_string(request.box.width_) + "x" +
+                                               std::to_string(request.box.height_)
+                                         : request.label;
+  if (request.avatar) form += " avatar";
+  if (request.turns != 0) form += " turned " + std::to_string(request.turns);
+  if (request.animated_gif) form += " animated";
+  if (!request.use_preview) form += " without preview";
+  return form;
+}
+
 ThumbInfo Describe(const ThumbnailRequest& request) {
   ThumbInfo info(request.source, "", request.box);
   ApplyWishes(request, &info);

@@ -37,6 +37,12 @@ bool IsVideo(const ThumbnailRequest& request);
 // left out for it.
 int OptionsOf(const ThumbnailRequest& request);
 
+// The form that the request asks for, under which failures are remembered (failure_record.h). All
+// named sizes are one, as what keeps one from being made keeps all; but for limits, which a smaller
+// size may not meet: then a named size has a form of its own.
+std::string FormOf(const ThumbnailRequest& request);
+std::string FormOfSize(const ThumbnailRequest& request);
+
 // The source's description for the request, not inspected yet. Throws Error 601 when the source's
 // status cannot be had.
 ThumbInfo Describe(const ThumbnailRequest& request);

@@ -1,10 +1,13 @@
 #include "service/index/indexer.h"
 
-#include <sys/stat.h>
-
+#include <csignal>
+#include <system_error>
 #include <utility>
 
 #include "service/base/background.h"
+#include "service/base/machine_error.h"
+#include "service/build/failure_proof.h"
+#include "service/index/source_work.h"
 #include "service/store/failure_record.h"
 
 namespace vexathumb::service {
@@ -27,6 +30,14 @@ WorkerPool::Job JobOf(const IndexOptions& options) {
     }
     return Pack(report);
   };
+}
+
+std::optional<SourceVersion> VersionOf(const std::string& path) {
+  try {
+    return SourceVersion(path);
+  } catch (const std::system_error&) {
+    return std::nullopt;
+  }
 }
 
 }  // namespace
@@ -91,25 +102,40 @@ void Indexer::Handle(const WorkerPool::End& end) {
   if (end.result) {
     observer_.OnReport(Unpack(*end.result));
   } else {
-    HandleCrash(std::move(source), end.death);
+    HandleCrash(std::move(source), end);
   }
 }
 
-void Indexer::HandleCrash(QueuedSource source, const std::string& death) {
+void Indexer::HandleCrash(QueuedSource source, const WorkerPool::End& end) {
   ++source.crashes;
   if (source.crashes < kCrashesUntilFailure) {
+    source.version = VersionOf(source.path);
     ahead_.Add(std::move(source));
     return;
   }
   SourceReport report;
   report.source = source.path;
-  report.state = BuildState::kFailed;
-  report.cause = {"the process that worked on it " + death, "report the file to the developers"};
-  struct stat st = {};
-  if (!options_.build.dry_run && stat(source.path.c_str(), &st) == 0) {
-    RecordFailure(source.path, st, report.cause.text, "");
+  report.state = BuildState::kPostponed;
+  report.cause = {"the process that worked on it " + end.death, "it is tried again later"};
+  if (end.signal == SIGKILL) report.cause.advice = "the machine may be short of memory";
+  if (const auto obstacle = SourceObstacle(source.path)) {
+    report.cause = *obstacle;
+  } else if (source.version && !options_.build.dry_run) {
+    RememberCrash(source, end.signal, &report);
   }
   observer_.OnReport(report);
+}
+
+void Indexer::RememberCrash(const QueuedSource& source, int signal, SourceReport* report) {
+  const struct stat& tried = source.version->status();
+  const std::string form = FormOf(source.path);
+  if (!IsOwnFault(signal) || !source.version->IsCurrent()) {
+    RecordPostponement(source.path, tried, form, report->cause.text, "");
+    return;
+  }
+  if (RecordFailure(source.path, tried, form, report->cause.text, "") != 0) return;
+  report->state = BuildState::kFailed;
+  report->cause.advice = "report the file to the developers";
 }
 
 // Again and again: a worker may have started the next tool after the last time.

@@ -37,7 +37,8 @@ class IndexObserver {
 };
 
 // Builds for all sources of a feed, in processes of their own (worker_pool.h). A source over
-// which a worker dies twice is remembered as failed. Needs the same memory for any number of
+// which a worker crashes twice is remembered as failed; one over which a worker was killed twice is
+// postponed. Needs the same memory for any number of
 // sources.
 class Indexer {
  public:
@@ -56,7 +57,8 @@ class Indexer {
   void LookAhead();
   void HandOut();
   void Handle(const WorkerPool::End& end);
-  void HandleCrash(QueuedSource source, const std::string& death);
+  void HandleCrash(QueuedSource source, const WorkerPool::End& end);
+  static void RememberCrash(const QueuedSource& source, int signal, SourceReport* report);
   void PassOnStopRequests() const;
   void Tick();
 

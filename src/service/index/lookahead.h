@@ -4,9 +4,12 @@
 #include <sys/types.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "service/picture/source_version.h"
 
 namespace vexathumb::service {
 
@@ -14,7 +17,8 @@ namespace vexathumb::service {
 struct QueuedSource {
   std::string path;
   off_t bytes = 0;
-  int crashes = 0;  // of workers, over it
+  int crashes = 0;                            // of workers, over it
+  std::optional<SourceVersion> version = {};  // after the first of them
 };
 
 // The sources that come next. The largest of them goes first: one that took long at the end would

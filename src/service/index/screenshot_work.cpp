@@ -2,11 +2,12 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <chrono>
 #include <exception>
 
 #include "service/base/atomic_file.h"
-#include "service/build/machine_fault.h"
+#include "service/build/failure_proof.h"
 #include "service/build/screenshot.h"
 #include "service/store/store_files.h"
 #include "vexaplatform/tool_report.h"
@@ -41,17 +42,28 @@ void ScreenshotWork::ExamineSize(BuiltSize* size) const {
 
 void ScreenshotWork::MakeDue(const std::vector<BuiltSize>& due, BackgroundSlot* /*slot*/) {
   if (!CanMakeScreenshots()) {
-    return EndWith(BuildState::kFailed, {"there is no program that makes screenshots of videos",
-                                         "install ffmpegthumbnailer or ffmpeg"});
+    return EndWith(BuildState::kPostponed, {"there is no program that makes screenshots of videos",
+                                            "install ffmpegthumbnailer or ffmpeg"});
   }
   const Clock::time_point start = Clock::now();
   const std::string& stored = due.front().output;
-  AtomicFile entry(stored);
-  if (!TryMakeScreenshot(source(), entry.path()) || !version().IsCurrent() ||
-      !entry.Commit(StoredAttributes(version().status()))) {
-    return EndWithout(WhyThereIsNone(source(), version(), inspected().info(), cause::kNoTool));
+  FailedAttempt attempt = {source(), version()};
+  if (!MakeAt(stored, &attempt.write_error)) {
+    return EndWithout(WhyThereIsNone(attempt, cause::kNoTool));
   }
   CountAsBuilt(stored, std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+}
+
+bool ScreenshotWork::MakeAt(const std::string& stored, int* write_error) const {
+  if (stored.empty()) {
+    *write_error = ENAMETOOLONG;
+    return false;
+  }
+  AtomicFile entry(stored);
+  if (!TryMakeScreenshot(source(), entry.path()) || !version().IsCurrent()) return false;
+  if (entry.Commit(StoredAttributes(version().status()))) return true;
+  *write_error = errno;
+  return false;
 }
 
 }  // namespace vexathumb::service

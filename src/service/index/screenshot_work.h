@@ -18,6 +18,7 @@ class ScreenshotWork : public SourceWork {
   std::vector<std::string> Labels() const override { return {"screenshot"}; }
   void ExamineSize(BuiltSize* size) const override;
   void MakeDue(const std::vector<BuiltSize>& due, BackgroundSlot* slot) override;
+  bool MakeAt(const std::string& stored, int* write_error) const;
 };
 
 }  // namespace vexathumb::service

@@ -20,6 +20,7 @@ struct SourceItem {
   off_t bytes = 0;                // of a source
   std::string cause;              // why it is none
   struct timespec modified = {};  // a source, where that is known
+  bool is_machine_error = false;  // that may pass (machine_error.h)
 };
 
 // Where an indexer's sources come from.

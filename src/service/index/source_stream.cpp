@@ -2,9 +2,11 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <utility>
 
+#include "service/base/machine_error.h"
 #include "service/base/source_path.h"
 #include "service/picture/media_names.h"
 
@@ -39,8 +41,13 @@ std::optional<SourceStream::Item> SourceStream::Next() {
     }
     if (walk_) {
       auto file = walk_->Next();
-      for (auto& [path, cause] : walk_->TakeUnreadable()) {
-        waiting_.push_back({Item::Kind::kUnreadableFolder, path, 0, cause});
+      for (const UnreadableFolder& folder : walk_->TakeUnreadable()) {
+        waiting_.push_back({Item::Kind::kUnreadableFolder,
+                            folder.path,
+                            0,
+                            TextOfError(folder.error),
+                            {},
+                            IsMachineError(folder.error)});
       }
       if (file) {
         waiting_.push_back(
@@ -72,6 +79,7 @@ bool SourceStream::AtEnd() const {
 std::optional<SourceStream::Item> SourceStream::Begin(const Name& name) {
   struct stat st = {};
   const bool is_there = stat(name.path.c_str(), &st) == 0;
+  const bool is_machine_error = !is_there && IsMachineError(errno);
   if (is_there && S_ISDIR(st.st_mode)) {
     walk_.emplace(name.path, options_);
     return std::nullopt;
@@ -80,7 +88,7 @@ std::optional<SourceStream::Item> SourceStream::Begin(const Name& name) {
   if (kind == MediaKind::kVideo && !options_.videos && is_there) return std::nullopt;
   if (kind == MediaKind::kNone && name.from_list) return std::nullopt;
   const std::string cause = WhyUnreadable(name.path);
-  if (!cause.empty()) return Item{Item::Kind::kMissing, name.path, 0, cause};
+  if (!cause.empty()) return Item{Item::Kind::kMissing, name.path, 0, cause, {}, is_machine_error};
   return Item{Item::Kind::kSource, name.path, st.st_size, "", st.st_mtim};
 }
 

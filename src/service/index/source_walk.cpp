@@ -5,10 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 #include "posix/unique_fd.h"
+#include "service/base/machine_error.h"
 #include "service/picture/media_names.h"
 
 namespace vexathumb::service {
@@ -32,7 +32,7 @@ std::optional<WalkedFile> SourceWalk::Next() {
     errno = 0;
     const dirent* entry = readdir(folder_.get());
     if (entry == nullptr) {
-      if (errno != 0) unreadable_.push_back({folder_path_, strerror(errno)});
+      if (errno != 0) unreadable_.push_back({folder_path_, errno});
       folder_.reset();
     } else if (auto file = Take(*entry)) {
       return file;
@@ -54,7 +54,7 @@ void SourceWalk::EnterNextFolder() {
   struct stat st = {};
   if (!fd || fstat(fd.get(), &st) != 0) {
     const bool gone = file_system_ && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP);
-    if (!gone) unreadable_.push_back({folder_path_, strerror(errno)});
+    if (!gone) unreadable_.push_back({folder_path_, errno});
     return;
   }
   if (!file_system_) file_system_ = st.st_dev;
@@ -64,7 +64,7 @@ void SourceWalk::EnterNextFolder() {
   if (folder_) {
     fd.Release();
   } else {
-    unreadable_.push_back({folder_path_, strerror(errno)});
+    unreadable_.push_back({folder_path_, errno});
   }
 }
 
@@ -85,7 +85,10 @@ std::optional<WalkedFile> SourceWalk::Take(const dirent& entry) {
   }
   struct stat st = {};
   if (fstatat(dirfd(folder_.get()), entry.d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
-    return std::nullopt;
+    // Whoever works on it tells why.
+    return is_wanted && IsMachineError(errno)
+               ? std::make_optional(WalkedFile{std::move(path), 0, {}})
+               : std::nullopt;
   }
   if (S_ISDIR(st.st_mode)) to_enter_.push_back(path);
   if (!S_ISREG(st.st_mode) || !is_wanted) return std::nullopt;

@@ -27,7 +27,7 @@ struct WalkedFile {
 
 struct UnreadableFolder {
   std::string path;
-  std::string cause;
+  int error;  // errno
 };
 
 // Lists the pictures below a folder one by one, while others may add and remove some. Passed over

@@ -4,16 +4,19 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <system_error>
 #include <utility>
 
+#include "service/base/machine_error.h"
+#include "service/build/failure_proof.h"
+#include "service/build/thumbnail_request.h"
 #include "service/picture/media_names.h"
 #include "service/store/failure_record.h"
 #include "service/store/store_obstacle.h"
 #include "service/store/sweeping.h"
 #include "vexaplatform/settings.h"
-#include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {
 namespace {
@@ -26,6 +29,15 @@ uint64_t BytesOf(const std::string& path) {
 }
 
 }  // namespace
+
+std::string FormOf(const std::string& source) {
+  if (MediaKindOf(source) == MediaKind::kVideo) return "screenshot";
+  ThumbnailRequest request;
+  request.label = kExtraLarge;
+  request.animated_gif = true;
+  request.use_preview = false;
+  return FormOf(request);
+}
 
 SourceWork::SourceWork(const std::string& source, const SourceBuildOptions& options)
     : source_(source), options_(options) {
@@ -49,7 +61,10 @@ SourceReport SourceWork::Run() {
 
 void SourceWork::Work() {
   if (EndKnownFailure() || !Examine() || Due().empty() || options_.dry_run) return;
-  if (const auto obstacle = StoreObstacle(source_)) return EndWith(BuildState::kFailed, *obstacle);
+  if (const auto obstacle = FindStoreObstacle(source_)) {
+    return EndWith(obstacle->is_of_source ? BuildState::kFailed : BuildState::kPostponed,
+                   obstacle->cause);
+  }
 
   version_->WaitWhileFresh();
   BackgroundSlot slot(options_.lock_directory, source_, options_.limits);
@@ -61,17 +76,22 @@ void SourceWork::Work() {
   if (version_->IsFresh()) return EndWith(BuildState::kPostponed, cause::kBeingWritten);
   SweepStoreDirectory(source_);
   MakeDue(due, &slot);
-  if (report_.cause.text.empty()) RemoveFailureRecord(source_);
+  if (report_.cause.text.empty()) RemoveFailureRecord(source_, {FormOf(source_)});
 }
 
 bool SourceWork::EndKnownFailure() {
   if (options_.retry_failed) return false;
-  const auto failure = RecordedFailure(source_);
+  const auto failure = RecordedFailure(source_, {FormOf(source_)});
   if (!failure) return false;
   for (const std::string& label : Labels()) {
     report_.sizes.push_back({label, BuildState::kDue, "", "", 0, {}});
   }
-  EndWith(BuildState::kFailed, {failure->reason, "--retry-failed tries it again"});
+  const std::string tries_now = "--retry-failed tries it again";
+  if (failure->IsPostponed()) {
+    EndWith(BuildState::kPostponed, {failure->reason, tries_now + ", or another run later"});
+  } else {
+    EndWith(BuildState::kFailed, {failure->reason, tries_now});
+  }
   report_.is_known_failure = true;
   return true;
 }
@@ -86,12 +106,14 @@ bool SourceWork::Examine() {
   try {
     version_.emplace(source_);
   } catch (const std::system_error&) {
-    EndInspection(cause::kMissingSource);
+    version_.reset();
+    EndInspection(
+        WhyNotInspected(source_, version_, {InspectionResult::kMissing, cause::kMissingSource}));
     return false;
   }
   inspected_.emplace(source_, true);
   if (!inspected_->inspection().IsUsable()) {
-    EndInspection(inspected_->inspection().cause);
+    EndInspection(WhyNotInspected(source_, version_, inspected_->inspection()));
     return false;
   }
   for (BuiltSize& size : report_.sizes) ExamineSize(&size);
@@ -109,14 +131,16 @@ std::vector<BuiltSize> SourceWork::Due() const {
   return due;
 }
 
-void SourceWork::EndInspection(const Cause& cause) {
-  if (access(source_.c_str(), F_OK) != 0) return EndWith(BuildState::kGone, {});
-  EndWith(BuildState::kFailed, cause);
-  // Rights change without the source's changing.
-  const bool is_readable = access(source_.c_str(), R_OK) == 0;
-  if (version_ && is_readable && !options_.dry_run && !StoreObstacle(source_)) {
-    RecordFailure(source_, version_->status(), cause.text, "");
+void SourceWork::EndInspection(const Thumbnail& none) {
+  if (access(source_.c_str(), F_OK) != 0 && !IsMachineError(errno)) {
+    return EndWith(BuildState::kGone, {});
   }
+  if (none.outcome == Outcome::kPostponed || none.outcome == Outcome::kSourceChanged) {
+    return EndWith(BuildState::kPostponed, none.cause);
+  }
+  // What is closed to this user is not remembered: rights change without the source's changing.
+  const bool is_remembered = none.outcome == Outcome::kUnusable && !options_.dry_run;
+  return is_remembered ? EndFailed(kEveryForm, none) : EndWith(BuildState::kFailed, none.cause);
 }
 
 void SourceWork::CountAsCurrent(const std::string& stored) {
@@ -138,12 +162,22 @@ void SourceWork::EndWithout(const Thumbnail& thumbnail) {
   if (thumbnail.outcome == Outcome::kMissing) return EndWith(BuildState::kGone, {});
   // A tool that was stopped with this process says nothing about the source.
   if (options_.is_stopping()) return EndWith(BuildState::kPostponed, {});
+  if (thumbnail.pauses) {
+    RecordPostponement(source_, version_->status(), FormOf(source_), thumbnail.cause.text,
+                       thumbnail.tool);
+  }
   if (thumbnail.outcome != Outcome::kUnusable) {
     return EndWith(BuildState::kPostponed, thumbnail.cause);
   }
-  RecordFailure(source_, version_->status(), thumbnail.cause.text,
-                vexaplatform::LastToolRun().program);
-  EndWith(BuildState::kFailed, thumbnail.cause);
+  EndFailed(FormOf(source_), thumbnail);
+}
+
+// Where even this cannot be written, the store may be what has failed.
+void SourceWork::EndFailed(const std::string& form, const Thumbnail& none) {
+  const int error = RecordFailure(source_, version_->status(), form, none.cause.text, none.tool);
+  if (error == 0 || error == ENAMETOOLONG) return EndWith(BuildState::kFailed, none.cause);
+  EndWith(BuildState::kPostponed,
+          {"its store cannot be written: " + TextOfError(error), "check its volume"});
 }
 
 void SourceWork::EndWith(BuildState state, const Cause& cause) {

@@ -12,6 +12,9 @@
 
 namespace vexathumb::service {
 
+// The form under which it is remembered what keeps a source's thumbnails from being made.
+std::string FormOf(const std::string& source);
+
 // The course that bringing a source up to date takes, of whatever kind it is: ask the failure
 // record, look what is current, wait for the source's lock and a slot, look again, make what is
 // due.
@@ -53,7 +56,8 @@ class SourceWork {
   bool EndKnownFailure();
   bool Examine();
   std::vector<BuiltSize> Due() const;
-  void EndInspection(const Cause& cause);
+  void EndInspection(const Thumbnail& none);
+  void EndFailed(const std::string& form, const Thumbnail& none);
   BuildState OverallState() const;
 
   const std::string source_;

@@ -19,6 +19,7 @@ const Cause kUnknownContent = {"its content is no picture of a known type",
                                "check the file in a viewer"};
 const Cause kNoTool = {"no tool could make a thumbnail of it",
                        "the file is likely damaged; 'vexathumb doctor' checks the tools"};
+const Cause kPathTooLong = {"its path is too long for a store", "shorten the names of its folders"};
 const Cause kNoneStored = {"no thumbnail of it is stored",
                            "run 'vexathumb build' or leave out --only-stored"};
 const Cause kNoScreenshot = {"a video without a stored screenshot",

@@ -22,6 +22,7 @@ extern const Cause kMissingSource;    // there is no such file
 extern const Cause kBeingWritten;     // the source changes
 extern const Cause kUnknownContent;   // no known type of picture
 extern const Cause kNoTool;           // every tool that was tried has failed
+extern const Cause kPathTooLong;      // for a store
 extern const Cause kNoneStored;       // only stored thumbnails were asked for
 extern const Cause kNoScreenshot;     // of a video
 extern const Cause kUnshownOriginal;  // browsers do not show the source itself

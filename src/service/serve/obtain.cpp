@@ -1,20 +1,19 @@
 #include "service/serve/obtain.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <optional>
 #include <system_error>
 #include <utility>
 
+#include "service/build/failure_proof.h"
 #include "service/build/stored_thumbnail.h"
 #include "service/build/thumbnail_builder.h"
 #include "service/picture/inspection.h"
 #include "service/picture/source_version.h"
 #include "service/serve/metadata_cache.h"
 #include "service/store/failure_record.h"
-#include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {
 namespace {
@@ -73,23 +72,17 @@ class Obtaining {
     try {
       version_.emplace(request_.source);
     } catch (const std::system_error&) {
-      return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
+      return WhyNotInspected(request_.source, std::nullopt,
+                             {InspectionResult::kMissing, cause::kMissingSource});
     }
     if (!IsFoundFile(version_->status())) {
       return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
     }
     const InspectedSource source(request_.source, request_.animated_gif);
-    switch (source.inspection().result) {
-      case InspectionResult::kRead:
-        CacheMetadata(request_.source, version_->status(), source.info());
-        break;
-      case InspectionResult::kUnknownContent:
-        break;
-      case InspectionResult::kMissing:
-      case InspectionResult::kUnreadable:
-        return Thumbnail::None(Outcome::kMissing, source.inspection().cause);
-      case InspectionResult::kDamaged:
-        return Thumbnail::None(Outcome::kUnusable, source.inspection().cause);
+    const Inspection& inspection = source.inspection();
+    if (!inspection.IsUsable()) return WhyNotInspected(request_.source, version_, inspection);
+    if (inspection.result == InspectionResult::kRead) {
+      CacheMetadata(request_.source, version_->status(), source.info());
     }
     info_ = source.info();
     ApplyWishes(request_, &*info_);
@@ -129,11 +122,19 @@ class Obtaining {
   }
 
   std::optional<Thumbnail> AnswerFromFailureRecord() {
-    const auto failure =
-        options_.use_failure_record ? RecordedFailure(request_.source) : std::nullopt;
+    if (!options_.use_failure_record) return std::nullopt;
+    const auto failure = RecordedFailure(request_.source, {FormOf(request_), FormOfSize(request_)});
     if (!failure) return std::nullopt;
-    return OrStoredSmaller(Thumbnail::None(
-        Outcome::kUnusable, {failure->reason, "it is tried again when it has changed"}));
+    Thumbnail none = Thumbnail::None(Outcome::kUnusable,
+                                     {failure->reason, "it is tried again when it has changed"});
+    none.tool = failure->tool;
+    none.is_known = true;
+    if (failure->IsPostponed()) {
+      none.outcome = Outcome::kPostponed;
+      none.cause.advice = "it is tried again later";
+      none.retry_after = std::chrono::seconds(*failure->next_try - time(nullptr));
+    }
+    return OrStoredSmaller(std::move(none));
   }
 
   std::optional<Thumbnail> Stored(const ThumbnailRequest& request, const ThumbInfo& info,
@@ -163,14 +164,25 @@ class Obtaining {
   Thumbnail Build() {
     Thumbnail thumbnail =
         ThumbnailBuilder(request_.source, *version_, options_.build).Build(request_, info());
-    if (thumbnail.outcome == Outcome::kPicture) RemoveFailureRecord(request_.source);
-    if (thumbnail.outcome == Outcome::kUnusable && options_.use_failure_record) {
-      RecordFailure(request_.source, version_->status(), thumbnail.cause.text,
-                    vexaplatform::LastToolRun().program);
+    if (thumbnail.outcome == Outcome::kPicture) {
+      RemoveFailureRecord(request_.source, {FormOf(request_), FormOfSize(request_)});
+    } else if (options_.use_failure_record) {
+      Remember(&thumbnail);
     }
     const bool is_settled =
         thumbnail.outcome == Outcome::kPicture || thumbnail.outcome == Outcome::kMissing;
     return is_settled ? thumbnail : OrStoredSmaller(std::move(thumbnail));
+  }
+
+  void Remember(Thumbnail* none) const {
+    const struct stat& tried = version_->status();
+    if (none->outcome == Outcome::kUnusable) {
+      const std::string form = none->met_limit ? FormOfSize(request_) : FormOf(request_);
+      RecordFailure(request_.source, tried, form, none->cause.text, none->tool);
+    } else if (none->pauses) {
+      none->retry_after = RecordPostponement(request_.source, tried, FormOfSize(request_),
+                                             none->cause.text, none->tool);
+    }
   }
 
   ThumbnailRequest request_;

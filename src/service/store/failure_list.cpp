@@ -23,8 +23,8 @@ class Lister : public StoreVisitor {
     if (access(entry.c_str(), F_OK) != 0) return;
     // A directory from before the settings changed is not asked any more.
     if (StoreDirectoryOf(directory.source) != directory.path()) return;
-    if (const auto failure = RecordedFailure(directory.source)) {
-      on_failure_(directory.source, *failure);
+    for (const BuildFailure& failure : RecordedFailures(directory.source)) {
+      on_failure_(directory.source, failure);
     }
   }
 

@@ -8,8 +8,9 @@
 
 namespace vexathumb::service {
 
-// Finds the sources that are remembered as failed as they are now (failure_record.h): a file, or
-// all below a folder; `path` is absolute. Nothing is changed.
+// Finds the sources that are remembered as failed or postponed as they are now (failure_record.h):
+// a file, or all below a folder; `path` is absolute. What is remembered of one source comes
+// together, each form by itself. Nothing is changed.
 void ListFailures(
     const std::string& path,
     const std::function<void(const std::string& source, const BuildFailure& failure)>& on_failure,

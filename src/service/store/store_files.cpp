@@ -1,6 +1,5 @@
 #include "service/store/store_files.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <climits>
@@ -8,6 +7,7 @@
 #include <system_error>
 
 #include "common/util/util.h"
+#include "service/base/machine_error.h"
 #include "service/store/source_mark.h"
 #include "service/store/store_names.h"
 #include "service/store/store_place_check.h"
@@ -44,13 +44,6 @@ std::optional<struct stat> StatusOfStoredFile(const std::string& path) {
 bool IsStoreWritable(const std::string& source) {
   const StorePlace place = CheckStorePlace(source);
   return place.IsWritable() && file::MakeEADir(source) && IsStoreDirectory(place.directory);
-}
-
-bool HasRoom(const std::string& directory) {
-  constexpr off_t kRoom = 32 << 20;  // for the largest thumbnail of a named size as BMP data
-  AtomicFile probe(directory + "/room");
-  const int fd = probe.Create();
-  return fd >= 0 && posix_fallocate(fd, 0, kRoom) == 0;
 }
 
 bool HasStoreRoom(const std::string& source) {

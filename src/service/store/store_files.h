@@ -23,9 +23,7 @@ std::optional<struct stat> StatusOfStoredFile(const std::string& path);
 // Whether the source's store directory is there, made where it was missing, and may be written to.
 bool IsStoreWritable(const std::string& source);
 
-// Whether some megabytes more fit into a directory, and into the source's store directory. They are
-// tried to allocate, so this is for after a failure.
-bool HasRoom(const std::string& directory);
+// Whether some megabytes more fit into it besides (machine_error.h).
 bool HasStoreRoom(const std::string& source);
 
 // What an entry of a store gets, of a source with that status: as the library leaves them, it is

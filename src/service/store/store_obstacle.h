@@ -8,9 +8,14 @@
 
 namespace vexathumb::service {
 
+struct StoreObstacle {
+  Cause cause;                // its text names paths: it is for who may see them
+  bool is_of_source = false;  // no store would do: its path is too long
+};
+
 // What stands in the way of keeping thumbnails of the source, whose store directory is made where
-// it is missing. The text names paths: it is for who may see them.
-std::optional<Cause> StoreObstacle(const std::string& source);
+// it is missing.
+std::optional<StoreObstacle> FindStoreObstacle(const std::string& source);
 
 }  // namespace vexathumb::service
 

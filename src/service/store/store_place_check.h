@@ -12,6 +12,7 @@ struct StorePlace {
   bool volume_fits =
       false;             // the volume is one that holds stores; without one results are not kept
   std::string obstacle;  // why the directory cannot be made or written to; empty when it can
+  int error = 0;         // errno of that
 
   bool IsWritable() const { return volume_fits && obstacle.empty(); }
 };

@@ -3,11 +3,13 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <iterator>
 #include <system_error>
 #include <utility>
 
+#include "service/base/machine_error.h"
 #include "service/base/path_name.h"
 #include "service/picture/media_names.h"
 #include "service/store/moved_store.h"
@@ -18,7 +20,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kUntilLookingForEvents{250};
-constexpr std::chrono::minutes kUntilGivingAgain{1};
+constexpr std::chrono::seconds kUntilGivingAgain{45};
 
 }  // namespace
 
@@ -35,7 +37,7 @@ std::optional<SourceItem> WatchedSources::Next() {
   LookAgainWhereOthersWrite();
   if (auto path = settling_.Take(WriteSettling::Clock::now())) {
     struct stat st = {};
-    if (lstat(path->c_str(), &st) == 0) {
+    if (lstat(path->c_str(), &st) == 0 || IsMachineError(errno)) {
       return SourceItem{SourceItem::Kind::kSource, std::move(*path), st.st_size, ""};
     }
   }
@@ -123,7 +125,9 @@ std::optional<SourceItem> WatchedSources::LookThrough() {
       to_look_through_.pop_front();
     }
     auto file = walk_->Next();
-    for (auto& [path, cause] : walk_->TakeUnreadable()) note_(path, cause);
+    for (const UnreadableFolder& folder : walk_->TakeUnreadable()) {
+      note_(folder.path, TextOfError(folder.error));
+    }
     if (!file) {
       if (walk_->AtEnd()) walk_.reset();
       return std::nullopt;

@@ -44,7 +44,7 @@ class WatchedSources : public SourceFeed {
   bool AtEnd() const override { return folders_.empty(); }
   std::chrono::milliseconds AskAgainAfter() const override;
 
-  // Gives a source once more, after a minute, or when it has been written: nothing could be built
+  // Gives a source once more, within a minute, or when it has been written: nothing could be built
   // of it just now.
   void GiveAgain(const std::string& source);
 

@@ -117,11 +117,30 @@ TEST_P(Fault, MissingToolIsSaidAndNotHeldAgainstThePhoto) {
   WritePhoto(site.Photo("photo.jpg"));
   tools_.TakeAway();
   const HttpResponse refused = site.Get(kSmall);
-  EXPECT_EQ(refused.status, 500);
+  EXPECT_EQ(refused.status, 503);
+  EXPECT_EQ(refused.Header("retry-after"), "60");
   EXPECT_EQ(refused.Header("content-type"), "application/problem+json");
   EXPECT_THAT(refused.body, testing::Not(testing::HasSubstr("/")));
   tools_.GiveBack();
   ExpectPicture(site, site.Get(kSmall));
+}
+
+TEST_P(Fault, ToolThatIsKilledIsSaidAndOnlyPostponesThePhoto) {
+  const WebSite site(Options());
+  WritePhoto(site.Photo("photo.jpg"));
+  tools_.Kill();
+  for (int i = 0; i < 2; ++i) {
+    const HttpResponse postponed = site.Get(kSmall);
+    EXPECT_EQ(postponed.status, 503) << postponed.body;
+    EXPECT_THAT(postponed.body, testing::Not(testing::HasSubstr("damaged")));
+    EXPECT_THAT(std::stoi(postponed.Header("retry-after")),
+                testing::AllOf(testing::Gt(30), testing::Le(60)));
+  }
+  const int runs = tools_.RunsFor("photo.jpg");
+  tools_.Spare();
+  EXPECT_EQ(site.Get(kSmall).status, 503) << "its time has not come";
+  EXPECT_EQ(tools_.RunsFor("photo.jpg"), runs);
+  ExpectPicture(site, site.Get("/thumb/photos/photo.jpg?size=medium"));
 }
 
 TEST_P(Fault, LockFolderThatCannotBeUsedIsNotHealthy) {

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
+#include "kit/doubles/failing_volume.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -42,6 +44,36 @@ TEST_P(FullDisk, IsDoneWithoutAndNotHeldAgainstThePhoto) {
   EXPECT_EQ(kit::Corners(site.State("answer")), kit::kPictureCorners);
   EXPECT_TRUE(std::filesystem::exists(site.Photo("disk/.vexaea/photo.jpg/VEXAFILE_THUMB_M.jpg")));
   EXPECT_EQ(umount2(site.Photo("disk").c_str(), MNT_DETACH), 0);
+}
+
+struct SourceFault {
+  const char* operation;
+  int error;
+};
+
+TEST_P(FullDisk, OfSourcesThatAnswersWithErrorsIsWaitedFor) {
+  SiteOptions options;
+  options.server = GetParam();
+  const WebSite site(options);
+  std::filesystem::create_directory(site.Photo("disk"));
+  kit::FailingVolume volume(site.Photo("disk"));
+  if (!volume.IsMounted()) GTEST_SKIP() << "no file system of one's own can be mounted here";
+  kit::JpegOptions photo;
+  photo.size = {1600, 1200};
+  kit::WriteJpeg(volume.Behind("photo.jpg"), photo);
+  const std::string address = "/thumb/photos/disk/photo.jpg?size=medium";
+  for (const SourceFault& fault :
+       {SourceFault{"read", EIO}, SourceFault{"open", ESTALE}, SourceFault{"stat", ESTALE}}) {
+    volume.Fail(fault.operation, fault.error);
+    const HttpResponse postponed = site.Get(address);
+    EXPECT_EQ(postponed.status, 503) << fault.operation << postponed.body;
+    EXPECT_EQ(postponed.Header("retry-after"), "60") << fault.operation;
+    volume.Mend();
+  }
+  const HttpResponse mended = site.Get(address);
+  EXPECT_EQ(mended.status, 200) << mended.body;
+  kit::WriteFile(site.State("answer"), mended.body);
+  EXPECT_EQ(kit::Corners(site.State("answer")), kit::kPictureCorners);
 }
 
 INSTANTIATE_TEST_SUITE_P(, FullDisk, testing::Values(WebServer::kLighttpd, WebServer::kNginx),

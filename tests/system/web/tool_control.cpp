@@ -22,6 +22,10 @@ void ToolControl::TakeAway() const { kit::WriteFile(folder_ / "missing", ""); }
 
 void ToolControl::GiveBack() const { std::filesystem::remove(folder_ / "missing"); }
 
+void ToolControl::Kill() const { kit::WriteFile(folder_ / "killed", ""); }
+
+void ToolControl::Spare() const { std::filesystem::remove(folder_ / "killed"); }
+
 std::vector<std::string> ToolControl::RunsWithoutTemporaryNames() const {
   static const std::regex kProcessAndTime("(_|thumb\\.)[0-9]+[_.][0-9]{9,}([_.][0-9]+)?");
   static const std::regex kRandom("(VEXATHUMBTMP_)[a-z0-5]{16}");

@@ -18,6 +18,8 @@ class ToolControl {
   void Release() const;   // and those that were held do
   void TakeAway() const;  // from now on, no tool can be started
   void GiveBack() const;
+  void Kill() const;   // from now on, each is killed
+  void Spare() const;  // no more
 
   // The vectors of the tools that were run, one a line, process numbers, times and what is
   // random in temporary names replaced.

@@ -4,12 +4,12 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 
 #include "vlibc/process.h"
 
@@ -70,6 +70,14 @@ Substitute SubstituteFor(ToolFault fault, const char* path) {
       return {"/bin/false", {"/bin/false", nullptr}};
     case ToolFault::kTerminated:
       return {"/bin/sh", {"/bin/sh", "-c", "kill -TERM $$", nullptr}};
+    case ToolFault::kKilled:
+      return {"/bin/sh", {"/bin/sh", "-c", "kill -KILL $$", nullptr}};
+    case ToolFault::kCrashes:
+      return {"/bin/sh", {"/bin/sh", "-c", "kill -SEGV $$", nullptr}};
+    case ToolFault::kMeetsLimit:
+      return {"/bin/sh", {"/bin/sh", "-c", "echo memory limit >&2; exit 1", nullptr}};
+    case ToolFault::kFindsNoQuota:
+      return {"/bin/sh", {"/bin/sh", "-c", "echo x: Disk quota exceeded >&2; exit 1", nullptr}};
     case ToolFault::kNone:
       break;
   }
@@ -158,13 +166,14 @@ SEEN_BY_LIBRARIES int unlink(const char* path) noexcept {
   return may_spare && !is_meant ? 0 : real(path);
 }
 
-SEEN_BY_LIBRARIES int posix_fallocate(int fd, off_t offset, off_t length) {
-  static auto* const real = Real<int(int, off_t, off_t)>("posix_fallocate");
-  if (current != nullptr && !current->full_directory.empty()) {
-    const std::string path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd));
-    if (path.rfind(current->full_directory, 0) == 0) return ENOSPC;
+SEEN_BY_LIBRARIES int statvfs(const char* path, struct statvfs* volume) noexcept {
+  static auto* const real = Real<int(const char*, struct statvfs*)>("statvfs");
+  const int result = real(path, volume);
+  if (current != nullptr && !current->full_directory.empty() &&
+      std::string(path).rfind(current->full_directory, 0) == 0) {
+    volume->f_bavail = current->left_there / volume->f_frsize;
   }
-  return real(fd, offset, length);
+  return result;
 }
 
 SEEN_BY_LIBRARIES int fstat(int fd, struct stat* status) noexcept {

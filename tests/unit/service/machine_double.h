@@ -1,6 +1,7 @@
 #ifndef VEXATHUMB_TESTS_UNIT_SERVICE_MACHINE_DOUBLE_H_
 #define VEXATHUMB_TESTS_UNIT_SERVICE_MACHINE_DOUBLE_H_
 
+#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <optional>
@@ -11,7 +12,16 @@
 
 namespace vexathumb::service {
 
-enum class ToolFault { kNone, kMissing, kFails, kTerminated };
+enum class ToolFault {
+  kNone,
+  kMissing,
+  kFails,
+  kTerminated,
+  kKilled,
+  kCrashes,
+  kMeetsLimit,    // by what it says
+  kFindsNoQuota,  // the same
+};
 
 // Stands between the code under test and the machine: counts the tools that are run, in forked
 // processes too, and has them and a few functions of the system fail as the test wants it. All else
@@ -34,7 +44,8 @@ class MachineDouble {
   void Break(const std::string& program, ToolFault fault);  // sets on_run
 
   std::optional<FSTYPE> volume_type;
-  std::string full_directory;  // allocation fails below it
+  std::string full_directory;  // its volume has no room left
+  uint64_t left_there = 0;     // bytes, nevertheless
   time_t clock_ahead = 0;      // seconds
   // Seconds by which the clock that stamps files has gone on since all were made, as one shows that
   // is open.

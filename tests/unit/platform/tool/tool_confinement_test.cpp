@@ -17,7 +17,7 @@ using vexathumb::kit::CaseName;
 using vexathumb::kit::WriteFile;
 
 ToolReport LastToolRunAfter(const std::function<void()>& run) {
-  ForgetLastToolRun();
+  ForgetToolRuns();
   run();
   return LastToolRun();
 }

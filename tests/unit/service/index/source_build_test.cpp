@@ -20,6 +20,7 @@
 #include "service/picture/content_type.h"
 #include "service/store/build_slot.h"
 #include "service/store/failure_record.h"
+#include "service/store/store_files.h"
 #include "thumb/libvexathumb.h"
 #include "unit/service/processes.h"
 #include "unit/service/service_test.h"
@@ -30,8 +31,11 @@ namespace {
 
 namespace fs = std::filesystem;
 using kit::CaseName;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 class SourceBuildTest : public ServiceTest {
  protected:
@@ -283,8 +287,8 @@ TEST_F(SourceBuildTest, AFailureIsRememberedWithItsReason) {
   WriteUndecodable(source);
   const SourceReport report = Build(source);
   EXPECT_EQ(report.state, BuildState::kFailed);
-  ASSERT_TRUE(RecordedFailure(source));
-  EXPECT_EQ(RecordedFailure(source)->reason, report.cause.text);
+  ASSERT_EQ(RecordedFailures(source).size(), 1U);
+  EXPECT_EQ(RecordedFailures(source).front().reason, report.cause.text);
   const int runs = machine_.Runs();
   EXPECT_TRUE(Build(source).is_known_failure);
   EXPECT_EQ(machine_.Runs(), runs);
@@ -299,8 +303,91 @@ TEST_F(SourceBuildTest, WhatCannotBeDoneAtTheMomentIsPostponed) {
   WritePhoto(source, {800, 600});
   machine_.on_run = [](const auto&, const auto&) { return ToolFault::kTerminated; };
   EXPECT_EQ(Build(source).state, BuildState::kPostponed);
-  EXPECT_FALSE(RecordedFailure(source));
-  EXPECT_THAT(Stored(source), IsEmpty());
+  EXPECT_THAT(Stored(source), ElementsAre("VEXATHUMB_FAILURE.json"));
+  const int runs = machine_.Runs();
+  machine_.on_run = nullptr;
+  const SourceReport meanwhile = Build(source);
+  EXPECT_EQ(meanwhile.state, BuildState::kPostponed);
+  EXPECT_THAT(meanwhile.cause.text, HasSubstr("was ended by signal 15"));
+  EXPECT_EQ(machine_.Runs(), runs);
+  machine_.clock_ahead = 61;
+  EXPECT_EQ(Build(source).state, BuildState::kBuilt);
+  EXPECT_THAT(Stored(source), Not(Contains("VEXATHUMB_FAILURE.json")));
+}
+
+struct PostponedCase {
+  const char* name;
+  ToolFault fault;
+  BuildState state;
+  const char* cause;
+  bool remembered;
+};
+
+class EndedToolTest : public SourceBuildTest, public testing::WithParamInterface<PostponedCase> {};
+
+TEST_P(EndedToolTest, IsTheSourcesFaultOnlyWhenItEndedByItself) {
+  const std::string source = Picture("a.tif");
+  kit::WriteTiff(source, {{800, 600}, 0});
+  machine_.Break("convert", GetParam().fault);
+  const SourceReport report = Build(source);
+  EXPECT_EQ(report.state, GetParam().state);
+  EXPECT_THAT(report.cause.text, HasSubstr(GetParam().cause));
+  EXPECT_EQ(RecordedFailures(source).size(), GetParam().remembered ? 1U : 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , EndedToolTest,
+    testing::Values(
+        PostponedCase{"ByItself", ToolFault::kFails, BuildState::kFailed, "no tool could", true},
+        PostponedCase{"ByACrash", ToolFault::kCrashes, BuildState::kFailed, "no tool could", true},
+        PostponedCase{"ByALimit", ToolFault::kMeetsLimit, BuildState::kFailed,
+                      "the program sh met its limit: address space of 1280 MiB", true},
+        PostponedCase{"BySomebodysSignal", ToolFault::kTerminated, BuildState::kPostponed,
+                      "the program sh was ended by signal 15, Terminated", true},
+        PostponedCase{"ByTheKernel", ToolFault::kKilled, BuildState::kPostponed,
+                      "the program sh was ended by signal 9, Killed", true},
+        PostponedCase{"ByAQuota", ToolFault::kFindsNoQuota, BuildState::kPostponed,
+                      "the program sh was stopped by the machine: Disk quota exceeded", true},
+        PostponedCase{"BeforeItBegan", ToolFault::kMissing, BuildState::kPostponed,
+                      "cannot be started", false}),
+    kit::CaseName());
+
+TEST_F(SourceBuildTest, AStoreDirectoryThatIsRemovedMeanwhileIsNotTheSourcesFault) {
+  const std::string source = Picture("a.tif");
+  kit::WriteTiff(source, {{800, 600}, 0});
+  machine_.on_run = [&source](const auto&, const auto&) {
+    std::filesystem::remove_all(StoreDirectoryOf(source));
+    return ToolFault::kNone;
+  };
+  EXPECT_EQ(Build(source).state, BuildState::kPostponed);
+  EXPECT_THAT(RecordedFailures(source), IsEmpty());
+  machine_.on_run = nullptr;
+  EXPECT_EQ(Build(source).state, BuildState::kBuilt);
+}
+
+TEST_F(SourceBuildTest, OneToolThatWasKilledLeavesNothingProvedByTheOthers) {
+  const std::string source = Picture("a.dng");
+  kit::WriteDng(source);
+  machine_.on_run = [](const std::string& program, const auto&) {
+    return program == "/usr/bin/dcraw" ? ToolFault::kKilled : ToolFault::kFails;
+  };
+  EXPECT_EQ(Build(source).state, BuildState::kPostponed);
+}
+
+TEST_F(SourceBuildTest, APathTooLongForAnyStoreIsAFailureWithThatCause) {
+  std::string folder = share_.path();
+  while (folder.size() < 3700) {
+    folder += "/" + std::string(200, 'd');
+    std::filesystem::create_directory(folder);
+  }
+  folder += "/" + std::string(3990 - folder.size(), 'd');
+  std::filesystem::create_directory(folder);
+  const std::string source = folder + "/" + std::string(88, 'a') + ".jpg";
+  WritePhoto(source, {800, 600});
+  const SourceReport report = Build(source);
+  EXPECT_EQ(report.state, BuildState::kFailed);
+  EXPECT_THAT(report.cause.text, HasSubstr("its path is too long"));
+  EXPECT_THAT(report.cause.advice, HasSubstr("shorten"));
 }
 
 TEST_F(SourceBuildTest, ASourceThatChangesMeanwhileIsPostponed) {

@@ -266,7 +266,7 @@ TEST_F(ObtainTest, AFailureIsRememberedAndAnsweredQuickly) {
   EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Outcome::kUnusable);
   const int runs = machine_.Runs();
   EXPECT_GT(runs, 0);
-  const auto failure = RecordedFailure(source_);
+  const auto failure = RecordedFailure(source_, {"named"});
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->tool, "/usr/bin/convert");
   const Thumbnail again = Obtain(ForLabel(source_, kSmall));
@@ -316,9 +316,9 @@ TEST_P(MachineFaultTest, IsSaidAndNotRememberedOfTheSource) {
   GetParam().write(source);
   GetParam().spoil(machine_, share_.path());
   const Thumbnail answer = Obtain(ForLabel(source, kBig));
-  EXPECT_EQ(answer.outcome, Outcome::kToolFault);
+  EXPECT_EQ(answer.outcome, Outcome::kPostponed);
   EXPECT_THAT(answer.cause.text, HasSubstr(GetParam().reason));
-  EXPECT_FALSE(RecordedFailure(source));
+  EXPECT_THAT(RecordedFailures(source), IsEmpty());
 }
 
 void WriteTiffSource(const std::string& path) { kit::WriteTiff(path, {{800, 600}, 0}); }
@@ -338,38 +338,114 @@ std::function<void(MachineDouble&, const std::string&)> Break(const char* progra
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, MachineFaultTest,
-    testing::Values(
-        MachineFaultCase{"ToolMissing", "a.tif", WriteTiffSource,
-                         Break("convert", ToolFault::kMissing),
-                         "the program convert cannot be started"},
-        MachineFaultCase{"ToolTerminated", "a.tif", WriteTiffSource,
-                         Break("convert", ToolFault::kTerminated), "was ended"},
-        MachineFaultCase{"RawToolMissing", "a.x3f", WriteX3fSource,
-                         Break("dcraw", ToolFault::kMissing), "the program dcraw"},
-        MachineFaultCase{"RawToolMissingForAFileThatOthersTryToo", "a.dng",
-                         [](const auto& path) { WriteRawWithoutPreview(path); },
-                         Break("dcraw", ToolFault::kMissing), "the program dcraw is missing"},
-        MachineFaultCase{"StoreFull", "a.x3f", WriteX3fSource,
-                         [](auto& machine, const auto& share) {
-                           FailAll(machine);
-                           machine.full_directory = share;
-                         },
-                         "no room for it in the store"},
-        MachineFaultCase{"StoreCannotBeMade", "a.x3f", WriteX3fSource,
-                         [](auto&, const auto& share) { kit::WriteFile(share + "/.vexaea", ""); },
-                         "no room for it in the store"},
-        MachineFaultCase{"NoRoomForTemporaries", "a.tif", WriteTiffSource,
-                         [](auto& machine, const auto&) {
-                           FailAll(machine);
-                           machine.full_directory = "/var/tmp";
-                         },
-                         "no room for temporary files"}),
+    testing::Values(MachineFaultCase{"ToolMissing", "a.tif", WriteTiffSource,
+                                     Break("convert", ToolFault::kMissing),
+                                     "the program convert cannot be started"},
+                    MachineFaultCase{"RawToolMissing", "a.x3f", WriteX3fSource,
+                                     Break("dcraw", ToolFault::kMissing), "the program dcraw"},
+                    MachineFaultCase{"RawToolMissingForAFileThatOthersTryToo", "a.dng",
+                                     [](const auto& path) { WriteRawWithoutPreview(path); },
+                                     Break("dcraw", ToolFault::kMissing),
+                                     "the program dcraw cannot be started"},
+                    MachineFaultCase{"StoreFull", "a.x3f", WriteX3fSource,
+                                     [](auto& machine, const auto& share) {
+                                       FailAll(machine);
+                                       machine.full_directory = share;
+                                     },
+                                     "no room for it in the store"},
+                    MachineFaultCase{
+                        "StoreCannotBeMade", "a.x3f", WriteX3fSource,
+                        [](auto&, const auto& share) { kit::WriteFile(share + "/.vexaea", ""); },
+                        "no room for it in the store"},
+                    MachineFaultCase{"NoRoomForTemporaries", "a.tif", WriteTiffSource,
+                                     [](auto& machine, const auto&) {
+                                       FailAll(machine);
+                                       machine.full_directory = "/var/tmp";
+                                     },
+                                     "no room for temporary files"}),
     CaseName());
+
+class PostponedRequestTest : public ObtainTest, public testing::WithParamInterface<ToolFault> {};
+
+TEST_P(PostponedRequestTest, IsNotHeldAgainstTheSourceForLongerThanAPause) {
+  const std::string source = Picture("a.tif");
+  WriteTiffSource(source);
+  machine_.Break("convert", GetParam());
+  const Thumbnail first = Obtain(ForLabel(source, kBig));
+  EXPECT_EQ(first.outcome, Outcome::kPostponed);
+  EXPECT_EQ(first.retry_after, std::chrono::minutes(1));
+  const int runs = machine_.Runs();
+  machine_.on_run = nullptr;
+  machine_.clock_ahead = 20;
+  const Thumbnail second = Obtain(ForLabel(source, kBig));
+  EXPECT_EQ(second.outcome, Outcome::kPostponed);
+  EXPECT_EQ(second.cause.text, first.cause.text);
+  EXPECT_TRUE(second.is_known);
+  EXPECT_LE(second.retry_after, std::chrono::seconds(40));
+  EXPECT_EQ(machine_.Runs(), runs);
+  EXPECT_EQ(Obtain(ForLabel(source, kSmall)).outcome, Outcome::kPicture) << "another size may do";
+  machine_.clock_ahead = 61;
+  EXPECT_EQ(Obtain(ForLabel(source, kBig)).outcome, Outcome::kPicture);
+  EXPECT_THAT(RecordedFailures(source), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(, PostponedRequestTest,
+                         testing::Values(ToolFault::kTerminated, ToolFault::kKilled,
+                                         ToolFault::kFindsNoQuota));
+
+struct FormCase {
+  const char* name;
+  std::function<void(ThumbnailRequest&)> change;
+};
+
+class FailedFormTest : public ObtainTest, public testing::WithParamInterface<FormCase> {};
+
+TEST_P(FailedFormTest, LeavesTheOthersAlone) {
+  WriteTiffSource(Picture("a.tif"));
+  ThumbnailRequest request = ForLabel(Picture("a.tif"), kExtraLarge);
+  GetParam().change(request);
+  machine_.Break("convert", ToolFault::kMeetsLimit);
+  EXPECT_EQ(Obtain(request).outcome, Outcome::kUnusable);
+  EXPECT_THAT(Obtain(request).cause.text, HasSubstr("met its limit"));
+  machine_.on_run = nullptr;
+  EXPECT_EQ(Obtain(request).outcome, Outcome::kUnusable) << "it is remembered";
+  EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Outcome::kPicture);
+  EXPECT_EQ(Obtain(ForBox(Picture("a.tif"), 100, 100)).outcome, Outcome::kPicture);
+  EXPECT_EQ(Obtain(ForAvatar(Picture("a.tif"), 64, 64)).outcome, Outcome::kPicture);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Forms, FailedFormTest,
+    testing::Values(
+        FormCase{"LargestSize", Nothing},
+        FormCase{"TurnedBox",
+                 [](auto& request) {
+                   request = ForBox(request.source, 4096, 4096);
+                   request.turns = 1;
+                 }},
+        FormCase{"Box", [](auto& request) { request = ForBox(request.source, 99, 99); }},
+        FormCase{"Turned", [](auto& request) { request.turns = 3; }},
+        FormCase{"Avatar", [](auto& request) { request = ForAvatar(request.source, 96, 96); }}),
+    CaseName());
+
+TEST_F(ObtainTest, AStoreThatRefusesAToolIsDoneWithout) {
+  WriteTiffSource(Picture("a.tif"));
+  machine_.on_run = [this](const auto&, const std::vector<std::string>& argv) {
+    const bool into_store = std::any_of(argv.begin(), argv.end(), [this](const auto& argument) {
+      return argument.find(share_ / ".vexaea") != std::string::npos;
+    });
+    return into_store ? ToolFault::kFindsNoQuota : ToolFault::kNone;
+  };
+  const Thumbnail answer = Obtain(ForLabel(Picture("a.tif"), kBig));
+  EXPECT_EQ(answer.outcome, Outcome::kPicture);
+  EXPECT_EQ(answer.owner, Owner::kCaller);
+  unlink(answer.path.c_str());
+}
 
 TEST_F(ObtainTest, AfterAFaultOfTheMachineTheNextRequestIsFine) {
   kit::WriteTiff(Picture("a.tif"), {{800, 600}, 0});
   machine_.Break("convert", ToolFault::kMissing);
-  EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Outcome::kToolFault);
+  EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Outcome::kPostponed);
   machine_.on_run = nullptr;
   machine_.missing_program.clear();
   EXPECT_EQ(Obtain(ForLabel(Picture("a.tif"), kBig)).outcome, Outcome::kPicture);
@@ -402,7 +478,7 @@ TEST_F(ObtainTest, ASourceThatIsDamagedMeanwhileIsNotRememberedAsItIsNow) {
     return ToolFault::kNone;
   };
   EXPECT_EQ(Obtain(ForLabel(source_, kBig)).outcome, Outcome::kSourceChanged);
-  EXPECT_FALSE(RecordedFailure(source_));
+  EXPECT_THAT(RecordedFailures(source_), IsEmpty());
 }
 
 TEST_F(ObtainTest, AThrowAwayPictureIsTheCallers) {

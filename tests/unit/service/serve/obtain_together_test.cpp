@@ -79,7 +79,7 @@ TEST_F(ObtainTogetherTest, AnUnusableSourceIsTriedOnceForAll) {
   EXPECT_EQ(AskTogether(ForLabel(source_, kMedium), Outcome::kUnusable), kProcesses);
   EXPECT_EQ(machine_.Runs("djpeg"), 1);
   EXPECT_EQ(machine_.Runs("convert"), 1);
-  EXPECT_EQ(RecordedFailure(source_)->attempts, 1);
+  EXPECT_EQ(RecordedFailures(source_).front().attempts, 1);
 }
 
 TEST_F(ObtainTogetherTest, OneNameInManyFoldersIsBuiltRightForEach) {

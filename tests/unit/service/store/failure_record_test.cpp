@@ -10,6 +10,7 @@
 #include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
+#include "unit/platform/scoped_settings.h"
 #include "unit/service/service_test.h"
 
 namespace vexathumb::service {
@@ -19,6 +20,7 @@ using kit::CaseName;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+constexpr char kForm[] = "named";
 constexpr char kEntry[] = "VEXATHUMB_FAILURE.json";
 
 class FailureRecordTest : public ServiceTest {
@@ -33,16 +35,22 @@ class FailureRecordTest : public ServiceTest {
     stat(source_.c_str(), &st);
     return st;
   }
-  void Remember() const { RecordFailure(source_, Status(), "it is damaged", "/usr/bin/convert"); }
+  void Remember() const {
+    RecordFailure(source_, Status(), kForm, "it is damaged", "/usr/bin/convert");
+  }
+  std::chrono::seconds Postpone() const {
+    return RecordPostponement(source_, Status(), kForm, "it was killed", "/usr/bin/convert");
+  }
+  std::optional<BuildFailure> Recorded() const { return RecordedFailure(source_, {kForm}); }
 
   const std::string source_ = Picture("a.jpg");
 };
 
-TEST_F(FailureRecordTest, NothingIsRememberedAtFirst) { EXPECT_FALSE(RecordedFailure(source_)); }
+TEST_F(FailureRecordTest, NothingIsRememberedAtFirst) { EXPECT_FALSE(Recorded()); }
 
 TEST_F(FailureRecordTest, ReasonAndToolAreRemembered) {
   Remember();
-  const auto failure = RecordedFailure(source_);
+  const auto failure = Recorded();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->reason, "it is damaged");
   EXPECT_EQ(failure->tool, "/usr/bin/convert");
@@ -52,25 +60,25 @@ TEST_F(FailureRecordTest, ReasonAndToolAreRemembered) {
 
 TEST_F(FailureRecordTest, AttemptsAtTheSameBytesAreCounted) {
   for (int i = 0; i < 3; ++i) Remember();
-  EXPECT_EQ(RecordedFailure(source_)->attempts, 3);
+  EXPECT_EQ(Recorded()->attempts, 3);
 }
 
 TEST_F(FailureRecordTest, ForgettingForgets) {
   Remember();
-  RemoveFailureRecord(source_);
-  EXPECT_FALSE(RecordedFailure(source_));
+  RemoveFailureRecord(source_, {kForm});
+  EXPECT_FALSE(Recorded());
   Remember();
-  EXPECT_EQ(RecordedFailure(source_)->attempts, 1);
+  EXPECT_EQ(Recorded()->attempts, 1);
 }
 
 TEST_F(FailureRecordTest, ForgettingNothingIsNoFault) {
-  RemoveFailureRecord(source_);
+  RemoveFailureRecord(source_, {kForm});
   EXPECT_THAT(NamesIn(share_.path()), ElementsAre("a.jpg"));
 }
 
 TEST_F(FailureRecordTest, BytesThatAreNoTextAreKept) {
-  RecordFailure(source_, Status(), "line\nwith \xff \"quotes\"", "");
-  const auto failure = RecordedFailure(source_);
+  RecordFailure(source_, Status(), kForm, "line\nwith \xff \"quotes\"", "");
+  const auto failure = Recorded();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->reason, "line\nwith \xef\xbf\xbd \"quotes\"");
   EXPECT_EQ(failure->tool, "");
@@ -88,7 +96,7 @@ class ChangedSourceTest : public FailureRecordTest,
 TEST_P(ChangedSourceTest, IsANewOne) {
   Remember();
   GetParam().change(source_);
-  EXPECT_EQ(RecordedFailure(source_).has_value(), GetParam().remembered);
+  EXPECT_EQ(Recorded().has_value(), GetParam().remembered);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -112,8 +120,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(FailureRecordTest, ASourceThatChangesWhileItIsTriedHasNotBeenTried) {
   const struct stat tried = Status();
   kit::WriteFile(source_, "complete by now");
-  RecordFailure(source_, tried, "it is damaged", "/usr/bin/convert");
-  EXPECT_FALSE(RecordedFailure(source_));
+  RecordFailure(source_, tried, kForm, "it is damaged", "/usr/bin/convert");
+  EXPECT_FALSE(Recorded());
 }
 
 TEST_F(FailureRecordTest, AttemptsBeginAnewForAChangedSource) {
@@ -121,7 +129,7 @@ TEST_F(FailureRecordTest, AttemptsBeginAnewForAChangedSource) {
   Remember();
   SetModificationTime(source_, kSourceTime + 1);
   Remember();
-  EXPECT_EQ(RecordedFailure(source_)->attempts, 1);
+  EXPECT_EQ(Recorded()->attempts, 1);
 }
 
 TEST_F(FailureRecordTest, AnotherReleaseTriesAgain) {
@@ -132,7 +140,93 @@ TEST_F(FailureRecordTest, AnotherReleaseTriesAgain) {
   ASSERT_NE(version, std::string::npos);
   entry.insert(version + 12, "0.0.1-not-");
   kit::WriteFile(path, entry);
-  EXPECT_FALSE(RecordedFailure(source_));
+  EXPECT_FALSE(Recorded());
+}
+
+TEST_F(FailureRecordTest, AFailureIsThatOfItsForm) {
+  Remember();
+  EXPECT_FALSE(RecordedFailure(source_, {"4096x4096 turned 1"}));
+  EXPECT_TRUE(RecordedFailure(source_, {"small", kForm}));
+  RecordFailure(source_, Status(), "64x64 avatar", "it is too large", "");
+  RemoveFailureRecord(source_, {kForm});
+  EXPECT_FALSE(Recorded());
+  EXPECT_EQ(RecordedFailure(source_, {"64x64 avatar"})->reason, "it is too large");
+}
+
+TEST_F(FailureRecordTest, WhatHoldsForEveryFormKeepsAllFromBeingTried) {
+  RecordFailure(source_, Status(), kEveryForm, "it is damaged", "");
+  EXPECT_TRUE(Recorded());
+  EXPECT_TRUE(RecordedFailure(source_, {"64x64 avatar"}));
+  RemoveFailureRecord(source_, {kForm});
+  EXPECT_FALSE(Recorded());
+}
+
+TEST_F(FailureRecordTest, AnyNumberOfFormsNeedsNoMoreRoom) {
+  for (int side = 1; side <= 4096; side *= 2) {
+    for (int other = 1; other <= 4096; other *= 2) {
+      const std::string form = std::to_string(side) + "x" + std::to_string(other);
+      RecordFailure(source_, Status(), form, "it is damaged", "");
+      EXPECT_TRUE(RecordedFailure(source_, {form}));
+    }
+  }
+  EXPECT_LT(kit::ReadFile(StorePath(source_, kEntry)).size(), 64U << 10U);
+}
+
+struct LimitChange {
+  const char* name;
+  const char* settings;
+  bool remembered;
+};
+
+class ChangedLimitTest : public FailureRecordTest,
+                         public testing::WithParamInterface<LimitChange> {};
+
+TEST_P(ChangedLimitTest, IsAReasonToTryAgainWhenItIsLarger) {
+  vexaplatform::ScopedSettings settings("[tool convert]\ncpu_time = 40\n");
+  Remember();
+  EXPECT_TRUE(Recorded());
+  settings.Write(GetParam().settings);
+  EXPECT_EQ(Recorded().has_value(), GetParam().remembered);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , ChangedLimitTest,
+    testing::Values(
+        LimitChange{"Same", "[tool convert]\ncpu_time=40\n", true},
+        LimitChange{"More", "[tool convert]\ncpu_time = 41\n", false},
+        LimitChange{"Less", "[tool convert]\ncpu_time = 39\n", true},
+        LimitChange{"LessAndMore", "[tool convert]\ncpu_time = 39\naddress_space = 2000\n", false},
+        LimitChange{"MoreOfAnotherTool",
+                    "[tool convert]\ncpu_time = 40\n[tool djpeg]\nfile_size = 2000\n", false}),
+    CaseName());
+
+TEST_F(FailureRecordTest, APostponementHoldsForAPauseThatGrows) {
+  EXPECT_EQ(Postpone(), std::chrono::minutes(1));
+  ASSERT_TRUE(Recorded());
+  EXPECT_TRUE(Recorded()->IsPostponed());
+  EXPECT_EQ(Recorded()->attempts, 1);
+  machine_.clock_ahead = 61;
+  EXPECT_FALSE(Recorded());
+  ASSERT_EQ(RecordedFailures(source_).size(), 1U);
+  EXPECT_EQ(Postpone(), std::chrono::minutes(2));
+  EXPECT_EQ(Postpone(), std::chrono::minutes(4));
+  for (int i = 0; i < 20; ++i) Postpone();
+  EXPECT_EQ(Postpone(), std::chrono::hours(24));
+  EXPECT_EQ(Recorded()->attempts, 24);
+  EXPECT_EQ(*Recorded()->next_try, time(nullptr) + 24 * 60 * 60);
+}
+
+TEST_F(FailureRecordTest, AClockThatWasSetBackKeepsNothingWaiting) {
+  machine_.clock_ahead = 1000000;
+  Postpone();
+  machine_.clock_ahead = 0;
+  EXPECT_FALSE(Recorded());
+}
+
+TEST_F(FailureRecordTest, AFailureComesBeforeAPostponement) {
+  Postpone();
+  RecordFailure(source_, Status(), "xlarge", "it met a limit", "");
+  EXPECT_EQ(RecordedFailure(source_, {kForm, "xlarge"})->reason, "it met a limit");
 }
 
 struct DamageCase {
@@ -147,10 +241,10 @@ TEST_P(DamagedEntryTest, RemembersNothingAndCanBeWrittenAnew) {
   Remember();
   const std::string path = StorePath(source_, kEntry);
   GetParam().damage(path);
-  EXPECT_FALSE(RecordedFailure(source_));
+  EXPECT_FALSE(Recorded());
   std::filesystem::remove_all(path);
   Remember();
-  EXPECT_EQ(RecordedFailure(source_)->attempts, 1);
+  EXPECT_EQ(Recorded()->attempts, 1);
 }
 
 void ReplaceText(const std::string& path, const std::string& from, const std::string& to) {
@@ -202,7 +296,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(FailureRecordTest, AStoreThatCannotBeWrittenRemembersNothing) {
   kit::WriteFile(share_ / ".vexaea", "");
   Remember();
-  EXPECT_FALSE(RecordedFailure(source_));
+  EXPECT_FALSE(Recorded());
   EXPECT_THAT(NamesIn(share_.path()), ElementsAre(".vexaea", "a.jpg"));
 }
 
@@ -215,7 +309,7 @@ TEST_F(FailureRecordTest, AVolumeWithoutStoresRemembersNothing) {
 TEST_F(FailureRecordTest, AnEntryThatCannotBeReplacedLeavesNothing) {
   std::filesystem::create_directories(StorePath(source_, kEntry) + "/occupied");
   Remember();
-  EXPECT_FALSE(RecordedFailure(source_));
+  EXPECT_FALSE(Recorded());
   EXPECT_THAT(Stored(source_), ElementsAre(kEntry));
 }
 

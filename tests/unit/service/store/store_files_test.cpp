@@ -8,6 +8,7 @@
 #include "common/util/util.h"
 #include "kit/case_name.h"
 #include "kit/files.h"
+#include "service/base/machine_error.h"
 #include "unit/service/service_test.h"
 
 namespace vexathumb::service {
@@ -42,6 +43,17 @@ TEST_F(StoreFilesTest, AFullStoreIsWritableButHasNoRoom) {
   EXPECT_FALSE(HasStoreRoom(source_));
   EXPECT_TRUE(HasRoom(elsewhere_.path()));
   EXPECT_THAT(Stored(source_), IsEmpty());
+}
+
+TEST_F(StoreFilesTest, WhetherThereIsRoomIsFoundWithoutWriting) {
+  ASSERT_TRUE(IsStoreWritable(source_));
+  SetModificationTime(StoreDirectoryOf(source_), kSourceTime);
+  machine_.full_directory = StoreDirectoryOf(source_);
+  for (const uint64_t left : {uint64_t{1}, uint64_t{1} << 40U}) {
+    machine_.left_there = left;
+    EXPECT_EQ(HasStoreRoom(source_), left > 1);
+  }
+  EXPECT_EQ(ModificationTimeOf(StoreDirectoryOf(source_)), kSourceTime);
 }
 
 struct VolumeCase {
