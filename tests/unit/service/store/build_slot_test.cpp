@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -258,17 +259,21 @@ TEST_F(BuildSlotTest, HalfOfThoseThatMayWaitDoSoForOneSource) {
   const auto wait = [&] {
     return SourceLock::Take(options_.lock_directory, "/s/a.jpg", limits, std::nullopt);
   };
-  Holder first(wait);
-  Holder second(wait);
-  const auto waits = [](const std::string& name) { return name.rfind("waiting.", 0) == 0; };
-  const auto count_waiting = [&] {
-    const auto names = NamesIn(options_.lock_directory);
-    return std::count_if(names.begin(), names.end(), waits);
+  const auto await_held = [&](const std::string& beginning, size_t files) {
+    const auto begins = [&](const std::string& name) { return name.rfind(beginning, 0) == 0; };
+    std::vector<std::string> found;
+    while (found.size() < files) {
+      found.clear();
+      const auto names = NamesIn(options_.lock_directory);
+      std::copy_if(names.begin(), names.end(), std::back_inserter(found), begins);
+      usleep(1000);
+    }
+    for (const std::string& name : found) AwaitHeld(name);
   };
-  while (count_waiting() < 2) usleep(1000);
-  for (const std::string& name : NamesIn(options_.lock_directory)) {
-    if (waits(name)) AwaitHeld(name);
-  }
+  Holder first(wait);
+  await_held("line.", 1);  // before the second looks for a place, which is behind it
+  Holder second(wait);
+  await_held("waiting.", 2);
   EXPECT_FALSE(wait());
   EXPECT_TRUE(SourceLock::Take(options_.lock_directory, "/s/b.jpg", limits, std::nullopt));
   other.Release();
