@@ -56,8 +56,8 @@ std::vector<std::string> LeftoversOf(pid_t process) {
   }
   for (const fs::directory_entry& entry : fs::directory_iterator("/var/tmp")) {
     const std::string name = entry.path().filename();
-    if (name.rfind("vexathumb_", 0) == 0 && has(name, "_" + id + "_"))
-      found.push_back(entry.path());
+    const bool is_ours = name.rfind("vexathumb_", 0) == 0 || name.rfind("VEXATHUMBTMP_", 0) == 0;
+    if (is_ours && has(name, "_" + id + "_")) found.push_back(entry.path());
   }
   return found;
 }
