@@ -1,4 +1,5 @@
 #include <array>
+#include <cstdint>
 #include <ctime>
 #include <iostream>
 #include <memory>
@@ -33,8 +34,9 @@ std::string TimeText(time_t time, const char* format) {
 
 std::string Line(const service::BuildFailure& failure) {
   if (!failure.IsPostponed()) return failure.reason;
-  return failure.reason + "; postponed after " + Counted(failure.attempts, "try", "tries") +
-         ", next try after " + TimeText(*failure.next_try, "%Y-%m-%d %H:%M:%S UTC");
+  return failure.reason + "; postponed after " +
+         Counted(static_cast<uint64_t>(failure.attempts), "try", "tries") + ", next try after " +
+         TimeText(*failure.next_try, "%Y-%m-%d %H:%M:%S UTC");
 }
 
 Json ToJson(const std::string& source, const service::BuildFailure& failure) {

@@ -22,7 +22,7 @@ int64_t ChangeOf(const struct stat& st) {
 // that file systems go by. Where it takes longer, the content is looked at.
 constexpr int64_t kRenaming = 4'000'000;
 
-std::string IdentityOf(const struct stat& source) {
+std::string MarkOf(const struct stat& source) {
   const std::string identity = std::to_string(source.st_size) + " bytes of " +
                                std::to_string(source.st_mtim.tv_sec) + " s " +
                                std::to_string(source.st_mtim.tv_nsec) + " ns";
@@ -35,7 +35,7 @@ std::string IdentityOf(const struct stat& source) {
 void MarkSource(int thumbnail, const struct stat& source) {
   struct stat now = {};
   if (fstat(thumbnail, &now) != 0) return;
-  const std::string mark = IdentityOf(source) + ", kept " + std::to_string(ChangeOf(now));
+  const std::string mark = MarkOf(source) + ", kept " + std::to_string(ChangeOf(now));
   fsetxattr(thumbnail, kAttribute, mark.data(), mark.size(), 0);
 }
 
@@ -45,7 +45,7 @@ SourceMark ReadSourceMark(const std::string& stored, const struct stat& status,
   const ssize_t size = lgetxattr(stored.c_str(), kAttribute, buffer.data(), buffer.size());
   if (size <= 0) return {};
   const std::string mark(buffer.data(), static_cast<size_t>(size));
-  const std::string identity = IdentityOf(source) + ", kept ";
+  const std::string identity = MarkOf(source) + ", kept ";
   if (mark.compare(0, identity.size(), identity) != 0) return {SourceMark::Says::kOtherSource};
   const int64_t since = ChangeOf(status) - strtoll(mark.c_str() + identity.size(), nullptr, 10);
   return {SourceMark::Says::kSameSource, since >= 0 && since <= kRenaming};
