@@ -58,6 +58,28 @@ TEST_F(Verify, FindsNoFaultInWhatABuildHasMade) {
   }
 }
 
+class VerifyOrientation : public Verify, public ::testing::WithParamInterface<int> {};
+
+TEST_P(VerifyOrientation, FindsNoFaultInAThumbnailOfATurnedPhoto) {
+  kit::JpegOptions options;
+  options.size = {800, 600};
+  options.orientation = GetParam();
+  kit::WriteJpeg(album_ / "turned.jpg", options);
+  album_.Run({"build", album_ / "turned.jpg"});
+  const RunResult run = album_.Run({"verify", "--decode", album_ / "turned.jpg"});
+  EXPECT_EQ(run.exit_code, 0) << run.out;
+  EXPECT_EQ(run.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Orientations, VerifyOrientation, ::testing::Range(1, 9));
+
+TEST_F(Verify, FindsNoFaultInASmallThumbnailOfALargePhoto) {
+  kit::WriteJpeg(album_ / "large.jpg", {{4640, 3480}});
+  album_.Run({"build", album_ / "large.jpg"});
+  const RunResult run = album_.Run({"verify", album_ / "large.jpg"});
+  EXPECT_EQ(run.exit_code, 0) << run.out;
+}
+
 struct FaultCase {
   const char* name;
   const char* told;

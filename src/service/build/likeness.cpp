@@ -4,11 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <vector>
 
 #include "posix/unique_fd.h"
 #include "service/base/atomic_file.h"
+#include "service/base/silenced_descriptor.h"
 #include "thumb/thumb_convert_cmd.h"
 #include "vlibc/process.h"
 
@@ -43,11 +45,12 @@ std::optional<Likeness> DecodeLikeness(const std::string& path, const ThumbInfo*
   const std::string degrees = std::to_string(turns * 90);
   std::vector<const char*> argv = {ThumbConvertCmd::kConvert.c_str(), first_frame.c_str(),
                                    "-strip"};
-  // As the library does it.
-  if (info != nullptr && info->GetFlop()) argv.push_back("-flop");
+  // In the library's order.
   if (turns != 0) argv.insert(argv.end(), {"-rotate", degrees.c_str()});
+  if (info != nullptr && info->GetFlop()) argv.push_back("-flop");
   argv.insert(argv.end(), {"-colorspace", "sRGB", "-thumbnail", "16x16!", "-background", "white",
                            "-extent", "16x16", target.c_str(), nullptr});
+  const SilencedDescriptor silent_tools(stderr);  // who asks is told of each fault once
   const bool is_decoded = VLIBCExecv(argv[0], argv.data(), 1) == 0;
   const auto likeness = is_decoded ? ReadRaster(raster) : std::nullopt;
   unlink(raster.c_str());

@@ -50,13 +50,18 @@ bool IsInProportion(const Pixels& picture, const Pixels& source) {
   return fits(picture.width, picture.height) || fits(picture.height, picture.width);
 }
 
-// Whether it fills one side of the box, as far as the source reaches. Decoders scale by halves, so
-// it may have twice as many pixels a side; and the two largest sizes share a name.
+// Whether it fills one side of the box, as far as the source reaches, and is no larger than what
+// the decoder's scales leave: they are halves down to an eighth, and the shorter side does not
+// become smaller than the box. The two largest sizes share a name.
 bool HasSizeFor(const std::string& label, const Pixels& picture, const Pixels& source) {
+  constexpr uint32_t kSmallestScale = 8;
+  constexpr uint32_t kRounding = 16;
   const uint32_t side = Thumb::strThumbSizeMap_.at(label).width_;
-  const uint32_t longest = std::max(picture.width, picture.height);
   const uint32_t least = std::min(std::max(source.width, source.height), side);
-  return longest + 2 >= least && longest <= 2 * side + 16 && IsInProportion(picture, source);
+  const uint32_t most = std::max(2 * side, std::min(source.width, source.height) / kSmallestScale);
+  return std::max(picture.width, picture.height) + 2 >= least &&
+         std::min(picture.width, picture.height) <= most + kRounding &&
+         IsInProportion(picture, source);
 }
 
 // The source of a store directory; what is asked of it is found out once.
