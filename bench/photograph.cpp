@@ -1,5 +1,6 @@
 #include "bench/photograph.h"
 
+#include "kit/files.h"
 #include "kit/run_tool.h"
 #include "kit/temp_dir.h"
 
@@ -11,6 +12,7 @@ void WritePhotograph(const std::string& path, const kit::Size& size, float grain
   scene.grain = grain;
   kit::PaintLandscape(dir / "scene.ppm", size, scene);
   kit::RunTool({"/usr/bin/cjpeg", "-quality", "90", "-outfile", path, dir / "scene.ppm"});
+  kit::Age(path);
 }
 
 }  // namespace vexathumb::bench
