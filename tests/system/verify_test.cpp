@@ -80,6 +80,18 @@ TEST_F(Verify, FindsNoFaultInASmallThumbnailOfALargePhoto) {
   EXPECT_EQ(run.exit_code, 0) << run.out;
 }
 
+TEST_F(Verify, FindsNoFaultInTheSmallPreviewOfARawFile) {
+  kit::DngOptions raw;
+  raw.size = {1600, 1200};
+  raw.preview = kit::RawPreview::kJpegStrip;
+  raw.preview_size = {800, 600};
+  kit::WriteDng(album_ / "raw.dng", raw);
+  album_.Run({"build", album_ / "raw.dng"});
+  const RunResult run = album_.Run({"verify", "--decode", album_ / "raw.dng"});
+  EXPECT_EQ(run.exit_code, 0) << run.out;
+  EXPECT_THAT(run.out, HasSubstr(", 0 faulty"));
+}
+
 struct FaultCase {
   const char* name;
   const char* told;

@@ -52,14 +52,16 @@ bool IsInProportion(const Pixels& picture, const Pixels& source) {
 
 // Whether it fills one side of the box, as far as the source reaches, and is no larger than what
 // the decoder's scales leave: they are halves down to an eighth, and the shorter side does not
-// become smaller than the box. The two largest sizes share a name.
-bool HasSizeFor(const std::string& label, const Pixels& picture, const Pixels& source) {
+// become smaller than the box. Of raw files there may be a small preview only. The two largest
+// sizes share a name.
+bool HasSizeFor(const std::string& label, const Pixels& picture, const Pixels& source,
+                bool may_be_smaller) {
   constexpr uint32_t kSmallestScale = 8;
   constexpr uint32_t kRounding = 16;
   const uint32_t side = Thumb::strThumbSizeMap_.at(label).width_;
   const uint32_t least = std::min(std::max(source.width, source.height), side);
   const uint32_t most = std::max(2 * side, std::min(source.width, source.height) / kSmallestScale);
-  return std::max(picture.width, picture.height) + 2 >= least &&
+  return (may_be_smaller || std::max(picture.width, picture.height) + 2 >= least) &&
          std::min(picture.width, picture.height) <= most + kRounding &&
          IsInProportion(picture, source);
 }
@@ -88,6 +90,8 @@ class VerifiedSource {
     has_likeness_ = true;
     return likeness_;
   }
+
+  bool MayBeRaw() { return !Inspected().info().IsWebAcceptable(); }
 
   // Whether that is the name of the size's thumbnail without turns by a user.
   bool IsUprightThumbnail(const std::string& name, const std::string& label) {
@@ -166,7 +170,8 @@ class Verifier : public StoreVisitor {
     }
     if (is_sized && claims_source) {
       const auto pixels = DisplayedPixels(path);
-      if (pixels && source.pixels() && !HasSizeFor(entry.size, *pixels, *source.pixels())) {
+      if (pixels && source.pixels() &&
+          !HasSizeFor(entry.size, *pixels, *source.pixels(), source.MayBeRaw())) {
         return EntryFault::kWrongSize;
       }
     }
