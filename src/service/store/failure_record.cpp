@@ -75,11 +75,14 @@ json ReadEntry(const std::string& path) {
 }
 
 // The forms as an object by their names; empty where nothing holds of the source any more.
-json FormsOf(const std::string& source, const struct stat& st) {
-  json entry = ReadEntry(file::GetEAPath(source, kFailureEntryName));
+json FormsIn(json entry, const struct stat& st) {
   const bool holds = entry.is_object() && entry.contains("source") && entry.contains("forms") &&
                      entry["source"] == IdentityOf(st) && entry["forms"].is_object();
   return holds ? std::move(entry["forms"]) : json::object();
+}
+
+json FormsOf(const std::string& source, const struct stat& st) {
+  return FormsIn(ReadEntry(file::GetEAPath(source, kFailureEntryName)), st);
 }
 
 std::optional<BuildFailure> FailureFrom(const std::string& form, const json& entry) {
@@ -160,10 +163,12 @@ std::optional<BuildFailure> RecordedFailure(const std::string& source,
 }
 
 std::vector<BuildFailure> RecordedFailures(const std::string& source) {
-  struct stat st = {};
   std::vector<BuildFailure> failures;
-  if (stat(source.c_str(), &st) != 0) return failures;
-  const json forms = FormsOf(source, st);
+  // Most sources have none, and need not be looked at for that.
+  json record = ReadEntry(file::GetEAPath(source, kFailureEntryName));
+  struct stat st = {};
+  if (!record.is_object() || stat(source.c_str(), &st) != 0) return failures;
+  const json forms = FormsIn(std::move(record), st);
   for (const auto& [form, entry] : forms.items()) {
     if (auto failure = FailureFrom(form, entry)) failures.push_back(*std::move(failure));
   }
