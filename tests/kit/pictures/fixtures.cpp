@@ -101,9 +101,9 @@ void WriteJpeg(const std::string& path, const JpegOptions& options) {
   if (options.orientation != 0) AddExifTo(exif, OrientationValue(options.orientation));
   for (const ExifValue& value : options.exif) AddExifTo(exif, value);
   if (options.exif_thumbnail) {
-    const std::string jpeg = PreviewJpeg(*options.exif_thumbnail, options.orientation);
-    Exiv2::ExifThumb(exif).setJpegThumbnail(reinterpret_cast<const Exiv2::byte*>(jpeg.data()),
-                                            static_cast<long>(jpeg.size()));
+    const TempDir dir;
+    WriteFile(dir / "thumbnail", PreviewJpeg(*options.exif_thumbnail, options.orientation));
+    Exiv2::ExifThumb(exif).setJpegThumbnail(dir / "thumbnail");
   }
   if (options.xmp_preview) {
     SetXmpPreview(image->xmpData(), StoredSize(*options.xmp_preview, options.orientation),
