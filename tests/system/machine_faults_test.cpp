@@ -99,7 +99,7 @@ TEST_P(FewDescriptors, FailWithACauseAndLeaveNothing) {
     options.open_files = GetParam();
     const RunResult run =
         album.Run({"get", album / file, "--size", "small", "-o", album.Aside("out")}, options);
-    EXPECT_THAT(run.exit_code, AnyOf(0, 1, 3, 4, 127)) << file << ": " << run.err;
+    EXPECT_THAT(run.exit_code, AnyOf(0, 1, 3, 4, 75, 127)) << file << ": " << run.err;
     // 127: so few that the system's loader does not find the libraries.
     if (run.exit_code != 0 && run.exit_code != 127) {
       EXPECT_TRUE(run.HasOneErrorLine()) << file << ": " << run.err;

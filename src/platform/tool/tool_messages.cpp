@@ -51,6 +51,9 @@ constexpr MachineWords kMachineWords[] = {
     {"Transport endpoint is not connected", ENOTCONN},
     {"Too many open files in system", ENFILE},
     {"Resource temporarily unavailable", EAGAIN},
+    // A tool is given what it may read: it was exchanged meanwhile.
+    {"Permission denied", EACCES},
+    {"can't open ", EACCES},  // libjpeg's programs, whatever their open failed of
     {"cannot open shared object file", ELIBACC},  // the loader of programs
     {"symbol lookup error", ELIBBAD},
 };

@@ -176,6 +176,8 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"FileServer", "Stale file handle", ESTALE},
         RefusalCase{"ClosedVolume", "Read-only file system", EROFS},
         RefusalCase{"FilesOfAll", "Too many open files in system", ENFILE},
+        RefusalCase{"Source", "unable to open image `a.png': Permission denied @ error", EACCES},
+        RefusalCase{"SourceByLibjpeg", "can't open a.jpg", EACCES},
         RefusalCase{"Library", "libX.so: cannot open shared object file: No such file", ELIBACC},
         RefusalCase{"NothingButTheFile", "Not a JPEG file: starts with 0x74 0x65", 0},
         RefusalCase{"ALimitOfOurs", "Too many open files", 0}),
