@@ -156,10 +156,10 @@ TEST(BuildFaults, ALimitIsNamedAndALargerOneIsAReasonToTryAgain) {
   const Album album;
   kit::WritePng(album / "a.png", {{800, 600}});
   const std::string service = "[service]\nlock_dir = " + album.Aside("locks") + "\n";
-  album.WriteSettings(service + "[tool convert]\naddress_space = 48\n");
+  album.WriteSettings(service + "[tool convert]\naddress_space = 20\n");
   const RunResult run = album.Run({"build", album.pictures()});
   EXPECT_EQ(run.exit_code, 1) << run.out;
-  EXPECT_THAT(run.err, HasSubstr("convert met its limit: address space of 48 MiB"));
+  EXPECT_THAT(run.err, HasSubstr("convert met its limit: address space of 20 MiB"));
   EXPECT_THAT(run.err, Not(HasSubstr("damaged")));
   const RunResult again = album.Run({"build", album.pictures()});
   EXPECT_EQ(again.exit_code, 1);

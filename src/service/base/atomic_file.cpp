@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
+#include <optional>
+#include <utility>
 
 #include "posix/random_name.h"
+#include "service/base/folder_list.h"
+#include "service/base/path_name.h"
 
 namespace vexathumb::service {
 namespace {
@@ -17,6 +19,11 @@ namespace {
 constexpr size_t kMostOfName = 160;
 
 std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
+
+posix::UniqueFd OpenFolder(const std::string& path) {
+  const std::string folder = path.empty() ? "." : path;
+  return posix::UniqueFd(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
 
 }  // namespace
 
@@ -27,26 +34,37 @@ std::string TemporaryFor(const std::string& path) {
 }
 
 AtomicFile::AtomicFile(const std::string& target, Naming naming)
+    : AtomicFile(target, OpenFolder(FolderOf(target))) {
+  if (naming == Naming::kHidden) {
+    temporary_ = FolderOf(target) + ".vexathumb-" + posix::RandomName();
+  }
+}
+
+AtomicFile::AtomicFile(const std::string& target, posix::UniqueFd folder)
     : target_(target),
-      temporary_(naming == Naming::kHidden ? FolderOf(target) + ".vexathumb-" + posix::RandomName()
-                                           : TemporaryFor(target)) {}
+      temporary_(TemporaryFor(target)),
+      folder_(std::move(folder)),
+      folder_error_(folder_ ? 0 : errno) {}
 
 AtomicFile::~AtomicFile() {
   if (temporary_.empty()) return;
-  if (!is_kept_) unlink(temporary_.c_str());
+  if (!is_kept_ && unlinkat(folder_.get(), LastComponent(temporary_).c_str(), 0) != 0) {
+    unlink(temporary_.c_str());  // written where the folder's name led meanwhile
+  }
   if (!is_ours_) RemoveRest();
 }
 
 int AtomicFile::Create() {
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  file_ = posix::UniqueFd(open(temporary_.c_str(), kFlags, 0666));
+  file_ = OpenTemporary(O_WRONLY | O_CREAT | O_EXCL);
   is_ours_ = static_cast<bool>(file_);
   if (!is_ours_) temporary_.clear();  // whatever stands there is somebody else's
   return file_.get();
 }
 
 bool AtomicFile::Commit(const Attributes& attributes) {
-  is_kept_ = Finish(attributes, true) && rename(temporary_.c_str(), target_.c_str()) == 0;
+  is_kept_ =
+      Finish(attributes, true) && renameat(folder_.get(), LastComponent(temporary_).c_str(),
+                                           folder_.get(), LastComponent(target_).c_str()) == 0;
   return is_kept_;
 }
 
@@ -69,8 +87,7 @@ bool AtomicFile::Finish(const Attributes& attributes, bool on_disk) {
 }
 
 bool AtomicFile::OpenResult() {
-  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  file_ = posix::UniqueFd(open(temporary_.c_str(), kFlags));
+  file_ = OpenTemporary(O_RDONLY | O_NONBLOCK | O_NOCTTY);
   struct stat st = {};
   if (!file_ || fstat(file_.get(), &st) != 0) return false;
   if (S_ISREG(st.st_mode) && st.st_size > 0) return true;
@@ -78,14 +95,21 @@ bool AtomicFile::OpenResult() {
   return false;
 }
 
+posix::UniqueFd AtomicFile::OpenTemporary(int flags) const {
+  errno = folder_error_;
+  if (!folder_) return posix::UniqueFd();
+  return posix::UniqueFd(openat(folder_.get(), LastComponent(temporary_).c_str(),
+                                flags | O_NOFOLLOW | O_CLOEXEC, 0666));
+}
+
 void AtomicFile::RemoveRest() const {
-  const std::filesystem::path own(temporary_);
-  const std::string name = own.filename();
-  std::error_code error;
-  std::filesystem::directory_iterator entry(own.parent_path(), error);
-  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    const std::string other = entry->path().filename();
-    if (other != name && other.rfind(name, 0) == 0) unlink(entry->path().c_str());
+  const posix::UniqueFd listed(openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const auto entries = listed ? ListFolder(listed.get()) : std::nullopt;
+  if (!entries) return;
+  const std::string own = LastComponent(temporary_);
+  for (const FolderEntry& other : *entries) {
+    const bool is_longer = other.name != own && other.name.rfind(own, 0) == 0;
+    if (is_longer) unlinkat(folder_.get(), other.name.c_str(), 0);
   }
 }
 

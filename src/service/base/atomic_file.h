@@ -23,7 +23,8 @@ std::string TemporaryFor(const std::string& path);
 
 // A file that appears under its name when it is whole, or not at all: made beside it under a
 // temporary name, and renamed when its content is on the disk, so that a loss of power leaves what
-// had the name before, or the whole file. A link in its place is replaced, not followed.
+// had the name before, or the whole file. A link in its place is replaced, not followed. What is
+// put in the place of its folder meanwhile gets no file of that name, nor loses one.
 //
 // Where a tool writes it:
 //
@@ -55,6 +56,8 @@ class AtomicFile {
   };
 
   explicit AtomicFile(const std::string& target, Naming naming = Naming::kSwept);
+  // In an open folder, which is that of `target` or was; with -1, and errno set, all else fails.
+  AtomicFile(const std::string& target, posix::UniqueFd folder);
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
   // Without Commit or HandOut nothing remains, nor does what the library's commands put beside
@@ -78,11 +81,14 @@ class AtomicFile {
 
  private:
   bool OpenResult();
+  posix::UniqueFd OpenTemporary(int flags) const;
   bool Finish(const Attributes& attributes, bool on_disk);
   void RemoveRest() const;
 
   std::string target_;
   std::string temporary_;
+  posix::UniqueFd folder_;
+  int folder_error_ = 0;  // errno, without one
   posix::UniqueFd file_;
   bool is_ours_ = false;  // made by Create
   bool is_kept_ = false;  // committed, or handed out

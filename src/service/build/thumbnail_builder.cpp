@@ -98,7 +98,7 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
     write_error_ = ENAMETOOLONG;  // what else the platform refuses has been found out before
     return std::nullopt;
   }
-  AtomicFile entry(stored);
+  AtomicFile entry(stored, OpenStoreDirectory(source_, version_.status()));
   const auto made = Make(request, info, entry.path());
   if (!made || !version_.IsCurrent()) return std::nullopt;
   const bool is_kept = options_.outside_store == OutsideStore::kNever ||

@@ -59,7 +59,7 @@ bool ScreenshotWork::MakeAt(const std::string& stored, int* write_error) const {
     *write_error = ENAMETOOLONG;
     return false;
   }
-  AtomicFile entry(stored);
+  AtomicFile entry(stored, OpenStoreDirectory(source(), version().status()));
   if (!TryMakeScreenshot(source(), entry.path()) || !version().IsCurrent()) return false;
   if (entry.Commit(StoredAttributes(version().status()))) return true;
   *write_error = errno;

@@ -116,7 +116,7 @@ int Write(const std::string& source, const struct stat& tried, const json& forms
   const std::string text = entry.dump(1, ' ', false, json::error_handler_t::replace) + "\n";
   const std::string path = file::GetEAPath(source, kFailureEntryName);
   if (path.empty()) return ENAMETOOLONG;
-  AtomicFile file(path);
+  AtomicFile file(path, OpenStoreDirectory(source, tried));
   const int fd = file.Create();
   if (fd < 0) return errno;
   const ssize_t size = write(fd, text.data(), text.size());

@@ -1,13 +1,17 @@
 #include "service/store/store_files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <climits>
 #include <filesystem>
 #include <system_error>
 
 #include "common/util/util.h"
+#include "posix/open_beneath.h"
 #include "service/base/machine_error.h"
+#include "service/base/path_name.h"
 #include "service/store/source_mark.h"
 #include "service/store/store_names.h"
 #include "service/store/store_place_check.h"
@@ -44,6 +48,25 @@ std::optional<struct stat> StatusOfStoredFile(const std::string& path) {
 bool IsStoreWritable(const std::string& source) {
   const StorePlace place = CheckStorePlace(source);
   return place.IsWritable() && file::MakeEADir(source) && IsStoreDirectory(place.directory);
+}
+
+posix::UniqueFd OpenStoreDirectory(const std::string& source, const struct stat& status) {
+  constexpr int kFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+  const std::string directory = StoreDirectoryOf(source);
+  const std::string folder = file::Dirname(source);
+  if (directory.rfind(folder + "/", 0) != 0) {  // a store apart from the shares
+    return posix::UniqueFd(open(directory.c_str(), kFlags | O_NOFOLLOW));
+  }
+  const posix::UniqueFd holding(open(folder.c_str(), kFlags));
+  struct stat found = {};
+  if (!holding || fstatat(holding.get(), LastComponent(source).c_str(), &found, 0) != 0) {
+    return posix::UniqueFd();
+  }
+  if (found.st_dev != status.st_dev || found.st_ino != status.st_ino) {
+    errno = ESTALE;
+    return posix::UniqueFd();
+  }
+  return posix::OpenBeneath(holding.get(), directory.substr(folder.size() + 1), kFlags);
 }
 
 bool HasStoreRoom(const std::string& source) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "posix/unique_fd.h"
 #include "service/base/atomic_file.h"
 
 namespace vexathumb::service {
@@ -22,6 +23,11 @@ std::optional<struct stat> StatusOfStoredFile(const std::string& path);
 
 // Whether the source's store directory is there, made where it was missing, and may be written to.
 bool IsStoreWritable(const std::string& source);
+
+// Opens the store directory of a source with that status, for an AtomicFile: that of the very
+// folder which holds the source, whatever is put in its place meanwhile. None, with errno set, when
+// it is not there: ESTALE for another source, ELOOP for a link.
+posix::UniqueFd OpenStoreDirectory(const std::string& source, const struct stat& status);
 
 // Whether some megabytes more fit into it besides (machine_error.h).
 bool HasStoreRoom(const std::string& source);

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "kit/case_name.h"
 #include "kit/files.h"
@@ -89,6 +90,15 @@ class ExchangedFolder : public testing::Test {
     return options;
   }
 
+  // In the store of the picture outside.
+  std::vector<std::string> NamesOutside() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(site_.State("outside/.vexaea/a.jpg"))) {
+      names.push_back(entry.path().filename());
+    }
+    return names;
+  }
+
   const WebSite site_;
 };
 
@@ -117,6 +127,7 @@ TEST_P(PictureInExchangedFolder, IsNeverOneFromOutside) {
     ASSERT_EQ(kit::Corners(site_.State("answer")), GetParam().corners) << "request " << i;
   }
   EXPECT_GT(pictures, 0);
+  EXPECT_THAT(NamesOutside(), testing::ElementsAre("VEXAFILE_THUMB_S.jpg"));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -159,8 +159,8 @@ void PrintTo(const RefusalCase& refusal, std::ostream* out) { *out << refusal.na
 class RefusalOfTheMachine : public ToolTest, public testing::WithParamInterface<RefusalCase> {};
 
 TEST_P(RefusalOfTheMachine, IsReportedByTheToolsMessage) {
-  const std::string script = "echo 'x: " + std::string(GetParam().message) + "' >&2; exit 1";
-  const char* const argv[] = {"sh", "-c", script.c_str(), nullptr};
+  const char* const argv[] = {"sh", "-c", "echo \"x: $0\" >&2; exit 1", GetParam().message,
+                              nullptr};
   EXPECT_EQ(VLIBCExecv("/bin/sh", argv, 1) == 0, false);
   EXPECT_EQ(LastToolRun().machine_error, GetParam().error);
 }

@@ -159,6 +159,57 @@ INSTANTIATE_TEST_SUITE_P(
                       }}),
     CaseName());
 
+struct WriterCase {
+  const char* name;
+  bool writes_itself;
+  bool writes_after;  // the exchange
+};
+
+// Another folder is put in the place of the file's own while it is written.
+class ExchangedFolderOfAFile : public AtomicFileTest,
+                               public testing::WithParamInterface<WriterCase> {
+ protected:
+  ExchangedFolderOfAFile() {
+    fs::create_directories(share_ / "own");
+    fs::create_directories(share_ / "other");
+    kit::WriteFile(share_ / "own/target.jpg", "before");
+    kit::WriteFile(share_ / "other/target.jpg", "theirs");
+  }
+
+  void Exchange() const {
+    fs::rename(share_ / "own", share_ / "moved");
+    fs::rename(share_ / "other", share_ / "own");
+  }
+};
+
+TEST_P(ExchangedFolderOfAFile, GetsNothingAndLosesNothing) {
+  bool is_committed = false;
+  {
+    AtomicFile file(share_ / "own/target.jpg");
+    if (GetParam().writes_after) Exchange();
+    if (GetParam().writes_itself) {
+      EXPECT_TRUE(WriteByUs(file, "after"));
+    } else {
+      WriteByTool(file, "after");
+    }
+    if (!GetParam().writes_after) Exchange();
+    is_committed = file.Commit();
+  }
+  const bool is_by_name = GetParam().writes_after && !GetParam().writes_itself;
+  EXPECT_EQ(is_committed, !is_by_name);
+  EXPECT_EQ(kit::ReadFile(share_ / "own/target.jpg"), "theirs");
+  EXPECT_EQ(kit::ReadFile(share_ / "moved/target.jpg"), is_committed ? "after" : "before");
+  EXPECT_THAT(NamesIn(share_ / "own"), ElementsAre("target.jpg"));
+  EXPECT_THAT(NamesIn(share_ / "moved"), ElementsAre("target.jpg"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Writers, ExchangedFolderOfAFile,
+                         testing::Values(WriterCase{"ToolBefore", false, false},
+                                         WriterCase{"ToolAfter", false, true},
+                                         WriterCase{"ProcessBefore", true, false},
+                                         WriterCase{"ProcessAfter", true, true}),
+                         CaseName());
+
 TEST_F(AtomicFileTest, WhatCommandsLeaveBesideItGoesToo) {
   {
     AtomicFile file(target_);

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <functional>
 
 #include "common/util/util.h"
 #include "kit/case_name.h"
@@ -55,6 +57,52 @@ TEST_F(StoreFilesTest, WhetherThereIsRoomIsFoundWithoutWriting) {
   }
   EXPECT_EQ(ModificationTimeOf(StoreDirectoryOf(source_)), kSourceTime);
 }
+
+struct ExchangeCase {
+  const char* name;
+  std::function<void(const std::string& share)> exchange;
+  int error;  // 0: opens
+};
+
+void PrintTo(const ExchangeCase& exchange, std::ostream* out) { *out << exchange.name; }
+
+void MoveAndLink(const std::string& path) {
+  std::filesystem::rename(path, path + ".moved");
+  std::filesystem::create_symlink(path + ".moved", path);
+}
+
+class OpenStoreDirectoryTest : public StoreFilesTest,
+                               public testing::WithParamInterface<ExchangeCase> {};
+
+TEST_P(OpenStoreDirectoryTest, IsThatOfTheSourceOrNone) {
+  const struct stat status = StatusOf(source_);
+  ASSERT_TRUE(IsStoreWritable(source_));
+  GetParam().exchange(share_.path());
+  const posix::UniqueFd directory = OpenStoreDirectory(source_, status);
+  const int error = directory ? 0 : errno;
+  EXPECT_EQ(error, GetParam().error);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Exchanges, OpenStoreDirectoryTest,
+    testing::Values(
+        ExchangeCase{"nothing", [](const auto&) {}, 0},
+        ExchangeCase{"the_folder_by_a_link_to_it", [](const auto& share) { MoveAndLink(share); },
+                     0},
+        ExchangeCase{"the_hidden_folder_by_a_link",
+                     [](const auto& share) { MoveAndLink(share + "/.vexaea"); }, ELOOP},
+        ExchangeCase{"the_directory_by_a_link",
+                     [](const auto& share) { MoveAndLink(share + "/.vexaea/a.jpg"); }, ELOOP},
+        ExchangeCase{"the_source",
+                     [](const auto& share) {
+                       std::filesystem::copy(share + "/a.jpg", share + "/b.jpg");
+                       std::filesystem::rename(share + "/b.jpg", share + "/a.jpg");
+                     },
+                     ESTALE},
+        ExchangeCase{"no_directory",
+                     [](const auto& share) { std::filesystem::remove(share + "/.vexaea/a.jpg"); },
+                     ENOENT}),
+    CaseName());
 
 struct VolumeCase {
   const char* name;
