@@ -131,6 +131,9 @@ class VEXATHUMB_API ThumbInfo {
   bool IsThumbShareIndexed() const;
 
  private:
+  // Whoever has had the metadata read elsewhere.
+  friend struct SourceFacts;
+
   // Wrapping, so that no count of turns that a caller asks for is undefined.
   int TurnSum() const {
     return static_cast<int>(static_cast<uint32_t>(rotate_) + static_cast<uint32_t>(userRotate_));

@@ -152,7 +152,7 @@ ExitCode RunInfo(const InfoOptions& options) {
       return kDone;
     }
     cause = source.inspection().cause;
-    if (source.inspection().result == service::InspectionResult::kDamaged) code = kNoThumbnail;
+    if (source.inspection().result != service::InspectionResult::kUnreadable) code = kNoThumbnail;
   }
   if (options.json) {
     Answer answer;

@@ -166,11 +166,16 @@ Thumbnail WhyThereIsNone(const FailedAttempt& attempt, const Cause& otherwise) {
 Thumbnail WhyNotInspected(const std::string& source, const std::optional<SourceVersion>& version,
                           const Inspection& inspection) {
   if (const auto obstacle = SourceObstacle(source)) return Postponed(*obstacle);
-  if (inspection.result != InspectionResult::kDamaged) {
-    return Thumbnail::None(Outcome::kMissing, inspection.cause);
-  }
-  if (version && !version->IsCurrent()) {
+  const bool is_gone = inspection.result == InspectionResult::kMissing ||
+                       inspection.result == InspectionResult::kUnreadable;
+  if (is_gone) return Thumbnail::None(Outcome::kMissing, inspection.cause);
+  if (inspection.result == InspectionResult::kChanged || (version && !version->IsCurrent())) {
     return Thumbnail::None(Outcome::kSourceChanged, cause::kBeingWritten);
+  }
+  if (inspection.result == InspectionResult::kInterrupted) {
+    Thumbnail none = Postponed(inspection.cause);
+    none.pauses = true;
+    return none;
   }
   return Thumbnail::None(Outcome::kUnusable, inspection.cause);
 }

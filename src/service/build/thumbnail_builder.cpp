@@ -103,7 +103,8 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
   if (!made || !version_.IsCurrent()) return std::nullopt;
   const bool is_kept = options_.outside_store == OutsideStore::kNever ||
                        !(made->is_oversized || version_.IsFresh() || HasEnoughFreeBoxes(request));
-  const auto attributes = StoredAttributes(version_.status());
+  const auto facts = info.IsGood() ? std::optional(SourceFacts::Of(info)) : std::nullopt;
+  const auto attributes = StoredAttributes(version_.status(), facts);
   if (!is_kept) {
     if (!IsWritten(entry.HandOut(attributes))) return std::nullopt;
     return OwnedByCaller(entry.path(), made->mime, kFromDocdeck);

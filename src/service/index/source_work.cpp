@@ -11,6 +11,7 @@
 
 #include "service/base/machine_error.h"
 #include "service/build/failure_proof.h"
+#include "service/build/stored_facts.h"
 #include "service/build/thumbnail_request.h"
 #include "service/picture/media_names.h"
 #include "service/store/failure_record.h"
@@ -60,7 +61,8 @@ SourceReport SourceWork::Run() {
 }
 
 void SourceWork::Work() {
-  if (EndKnownFailure() || !Examine() || Due().empty() || options_.dry_run) return;
+  if (EndKnownFailure() || !Examine(Reading::kOfStoreOrSource)) return;
+  if (Due().empty() || options_.dry_run) return;
   if (const auto obstacle = FindStoreObstacle(source_)) {
     return EndWith(obstacle->is_of_source ? BuildState::kFailed : BuildState::kPostponed,
                    obstacle->cause);
@@ -70,7 +72,7 @@ void SourceWork::Work() {
   BackgroundSlot slot(options_.lock_directory, source_, options_.limits);
   if (!slot.Take(options_.is_stopping)) return EndWith(BuildState::kPostponed, {});
   // Others may have built for it meanwhile, or written it.
-  if (!Examine()) return;
+  if (!Examine(Reading::kOfSource)) return;
   const std::vector<BuiltSize> due = Due();
   if (due.empty()) return;
   if (version_->IsFresh()) return EndWith(BuildState::kPostponed, cause::kBeingWritten);
@@ -98,7 +100,7 @@ bool SourceWork::EndKnownFailure() {
 
 // Finds out what is current and what is due. False when nothing can be built of the source, which
 // the report then says.
-bool SourceWork::Examine() {
+bool SourceWork::Examine(Reading reading) {
   report_.sizes.clear();
   for (const std::string& label : Labels()) {
     report_.sizes.push_back({label, BuildState::kDue, "", "", 0, {}});
@@ -111,13 +113,23 @@ bool SourceWork::Examine() {
         WhyNotInspected(source_, version_, {InspectionResult::kMissing, cause::kMissingSource}));
     return false;
   }
-  inspected_.emplace(source_, true);
-  if (!inspected_->inspection().IsUsable()) {
-    EndInspection(WhyNotInspected(source_, version_, inspected_->inspection()));
-    return false;
-  }
+  if (!Inspect(reading)) return false;
   for (BuiltSize& size : report_.sizes) ExamineSize(&size);
   return true;
+}
+
+// Where everything is current, what its thumbnails say of the source is all that is needed.
+bool SourceWork::Inspect(Reading reading) {
+  if (reading == Reading::kOfStoreOrSource && MediaKindOf(source_) != MediaKind::kVideo) {
+    if (const auto facts = StoredFacts(source_, version_->status(), Labels())) {
+      inspected_.emplace(source_, true, *facts);
+      return true;
+    }
+  }
+  inspected_.emplace(source_, true, &*version_);
+  if (inspected_->inspection().IsUsable()) return true;
+  EndInspection(WhyNotInspected(source_, version_, inspected_->inspection()));
+  return false;
 }
 
 std::vector<BuiltSize> SourceWork::Due() const {
@@ -134,6 +146,9 @@ std::vector<BuiltSize> SourceWork::Due() const {
 void SourceWork::EndInspection(const Thumbnail& none) {
   if (access(source_.c_str(), F_OK) != 0 && !IsMachineError(errno)) {
     return EndWith(BuildState::kGone, {});
+  }
+  if (none.pauses && !options_.dry_run) {
+    RecordPostponement(source_, version_->status(), kEveryForm, none.cause.text, "");
   }
   if (none.outcome == Outcome::kPostponed || none.outcome == Outcome::kSourceChanged) {
     return EndWith(BuildState::kPostponed, none.cause);

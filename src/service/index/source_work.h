@@ -54,7 +54,9 @@ class SourceWork {
  private:
   void Work();
   bool EndKnownFailure();
-  bool Examine();
+  enum class Reading { kOfStoreOrSource, kOfSource };
+  bool Examine(Reading reading);
+  bool Inspect(Reading reading);
   std::vector<BuiltSize> Due() const;
   void EndInspection(const Thumbnail& none);
   void EndFailed(const std::string& form, const Thumbnail& none);

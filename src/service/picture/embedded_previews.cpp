@@ -1,29 +1,24 @@
 #include "service/picture/embedded_previews.h"
 
-#include <mutex>
-#include <stdexcept>
+#include <cstdlib>
 
+#include "service/picture/metadata_process.h"
 #include "thumb/container_orientation.h"
 #include "thumb/preview_choice.h"
 
 namespace vexathumb::service {
 std::vector<EmbeddedPreview> ListEmbeddedPreviews(const InspectedSource& source) {
   std::vector<EmbeddedPreview> previews;
-  // Exiv2 chooses its parser by content, and some of them crash: only what the library's own
-  // inspection has let through is opened.
   if (!source.info().IsGood() || IsTurnedByDecoder(source.info().GetMimeType())) return previews;
-  const std::lock_guard<std::mutex> lock(ThumbInfo::exiv2_mutex_);
-  try {
-    const Exiv2ImagePtr image = Exiv2::ImageFactory::open(source.path());
-    image->readMetadata();
-    for (const auto& found : Exiv2::PreviewManager(*image).getPreviewProperties()) {
-      previews.push_back({found.mimeType_, static_cast<uint32_t>(found.width_),
-                          static_cast<uint32_t>(found.height_), found.size_});
-    }
-  } catch (const Exiv2Error&) {
-    previews.clear();
-  } catch (const std::overflow_error&) {  // an offset and a size that no file has
-    previews.clear();
+  const posix::UniqueFd file = OpenSource(source.path());
+  if (!file) return previews;
+  const auto answer =
+      AskAboutMetadata(file.get(), source.path(), MetadataQuestion::kEmbeddedPreviews, {0, 0});
+  const auto& fields = answer.fields;
+  const auto number = [&fields](size_t i) { return strtoull(fields[i].c_str(), nullptr, 10); };
+  for (size_t i = 0; i + 3 < fields.size(); i += 4) {
+    previews.push_back({fields[i], static_cast<uint32_t>(number(i + 1)),
+                        static_cast<uint32_t>(number(i + 2)), number(i + 3)});
   }
   return previews;
 }

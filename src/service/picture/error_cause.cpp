@@ -1,19 +1,16 @@
 #include "service/picture/error_cause.h"
 
-#include <stdexcept>
-
-#include "common/error/error.h"
-
-namespace vexathumb::service {
-namespace {
-
-const Cause kDamagedMetadata = {"its metadata are damaged", "the file is likely damaged"};
-
-}  // namespace
-
-namespace cause {
+namespace vexathumb::service::cause {
 
 const Cause kMissingSource = {"there is no such file", "name a picture that can be read"};
+const Cause kUnopened = {"cannot be opened", "check that it is there and readable"};
+const Cause kDamagedMetadata = {"its metadata are damaged", "the file is likely damaged"};
+const Cause kNoOrientation = {"its orientation is not a number", "correct its metadata"};
+const Cause kLargeMetadata = {"reading its metadata takes too much memory",
+                              "the file is likely damaged"};
+const Cause kSlowMetadata = {"reading its metadata takes too long", "the file is likely damaged"};
+const Cause kCrashingMetadata = {"reading its metadata crashes",
+                                 "report the file to the developers"};
 const Cause kBeingWritten = {"it is being written", "run again later"};
 const Cause kUnknownContent = {"its content is no picture of a known type",
                                "check the file in a viewer"};
@@ -26,30 +23,4 @@ const Cause kNoScreenshot = {"a video without a stored screenshot",
                              "let the video application store one"};
 const Cause kUnshownOriginal = {"browsers do not show its type", "ask for a smaller --size"};
 
-}  // namespace cause
-
-Cause CauseOf(const std::exception& error) {
-  if (const auto* own = dynamic_cast<const Error*>(&error)) {
-    switch (own->Code()) {
-      case Error::kNoExifMeta:
-        return cause::kUnknownContent;
-      case Error::kFileNotFound:
-        return {"cannot be opened", "check that it is there and readable"};
-      default:
-        return kDamagedMetadata;
-    }
-  }
-  // A number in the metadata that is none, or is none that fits.
-  if (dynamic_cast<const std::invalid_argument*>(&error) != nullptr ||
-      dynamic_cast<const std::out_of_range*>(&error) != nullptr) {
-    return {"its orientation is not a number", "correct its metadata"};
-  }
-  // Sums of offsets and sizes that Exiv2 refuses.
-  if (dynamic_cast<const std::logic_error*>(&error) != nullptr ||
-      dynamic_cast<const std::overflow_error*>(&error) != nullptr) {
-    return kDamagedMetadata;
-  }
-  return {error.what(), ""};
-}
-
-}  // namespace vexathumb::service
+}  // namespace vexathumb::service::cause

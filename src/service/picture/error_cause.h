@@ -1,7 +1,6 @@
 #ifndef VEXATHUMB_SERVICE_PICTURE_ERROR_CAUSE_H_
 #define VEXATHUMB_SERVICE_PICTURE_ERROR_CAUSE_H_
 
-#include <exception>
 #include <string>
 
 namespace vexathumb::service {
@@ -13,19 +12,22 @@ struct Cause {
   std::string advice;  // may be empty
 };
 
-// What an exception of the library, raised by a source, means to a person.
-Cause CauseOf(const std::exception& error);
-
 namespace cause {
 
-extern const Cause kMissingSource;    // there is no such file
-extern const Cause kBeingWritten;     // the source changes
-extern const Cause kUnknownContent;   // no known type of picture
-extern const Cause kNoTool;           // every tool that was tried has failed
-extern const Cause kPathTooLong;      // for a store
-extern const Cause kNoneStored;       // only stored thumbnails were asked for
-extern const Cause kNoScreenshot;     // of a video
-extern const Cause kUnshownOriginal;  // browsers do not show the source itself
+extern const Cause kMissingSource;     // there is no such file
+extern const Cause kUnopened;          // it is closed to this user
+extern const Cause kDamagedMetadata;   // Exiv2 refuses them
+extern const Cause kNoOrientation;     // something else in its place
+extern const Cause kLargeMetadata;     // reading them takes more memory than is allowed
+extern const Cause kSlowMetadata;      // the same of time
+extern const Cause kCrashingMetadata;  // reading them ends the process that does
+extern const Cause kBeingWritten;      // the source changes
+extern const Cause kUnknownContent;    // no known type of picture
+extern const Cause kNoTool;            // every tool that was tried has failed
+extern const Cause kPathTooLong;       // for a store
+extern const Cause kNoneStored;        // only stored thumbnails were asked for
+extern const Cause kNoScreenshot;      // of a video
+extern const Cause kUnshownOriginal;   // browsers do not show the source itself
 
 }  // namespace cause
 

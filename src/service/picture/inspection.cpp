@@ -1,48 +1,135 @@
 #include "service/picture/inspection.h"
 
-#include <stdexcept>
+#include <fcntl.h>
+
+#include <cerrno>
 
 #include "common/error/error.h"
+#include "service/base/path_name.h"
+#include "service/picture/metadata_process.h"
 #include "thumb/libvexathumb.h"
 
 namespace vexathumb::service {
 namespace {
 
-InspectionResult ResultOf(const Error& error) {
-  switch (error.Code()) {
-    case Error::kNoExifMeta:
-      return InspectionResult::kUnknownContent;
-    case Error::kFileNotFound:
-      return InspectionResult::kUnreadable;
-    default:
-      return InspectionResult::kDamaged;
+using End = LimitedProcess::End;
+
+bool IsSpecial(const struct stat& status) {
+  return !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
+Inspection WhyNotAnswered(const LimitedProcess::Result& result) {
+  switch (result.end) {
+    case End::kOutOfMemory:
+      return {InspectionResult::kLimited, cause::kLargeMetadata};
+    case End::kOutOfTime:
+      return {InspectionResult::kLimited, cause::kSlowMetadata};
+    case End::kCrashed:
+      return {InspectionResult::kDamaged, cause::kCrashingMetadata};
+    case End::kAnswered:
+    case End::kStopped:
+      break;
   }
+  return {InspectionResult::kInterrupted,
+          {"the process that reads metadata " + result.answer, "it is tried again later"}};
+}
+
+Inspection WhyNotRead(MetadataError error, const std::string& text) {
+  switch (error) {
+    case MetadataError::kUnknownContent:
+      return {InspectionResult::kUnknownContent, cause::kUnknownContent};
+    case MetadataError::kUnreadable:
+      return {InspectionResult::kUnreadable, cause::kUnopened};
+    case MetadataError::kNoNumber:
+      return {InspectionResult::kDamaged, cause::kNoOrientation};
+    case MetadataError::kOther:
+      return {InspectionResult::kDamaged, {text, ""}};
+    case MetadataError::kNone:
+    case MetadataError::kDamaged:
+      break;
+  }
+  return {InspectionResult::kDamaged, cause::kDamagedMetadata};
+}
+
+// The name of a preview's file is the process's own, whatever a crafted picture has made of it.
+bool IsPreviewOf(pid_t process, const std::string& path) {
+  const std::string prefix = "/tmp/thumb." + std::to_string(process) + ".";
+  return path.compare(0, prefix.size(), prefix) == 0 && path.find('/', 5) == std::string::npos;
+}
+
+Inspection ReadMetadata(int file, WithPreview preview, ThumbInfo* info) {
+  const bool with_preview = preview == WithPreview::kYes;
+  const MetadataAnswer answer =
+      AskAboutMetadata(file, SourceFacts::PathOf(*info),
+                       with_preview ? MetadataQuestion::kFactsAndPreview : MetadataQuestion::kFacts,
+                       info->GetDimension());
+  if (answer.result.end != End::kAnswered) return WhyNotAnswered(answer.result);
+  const auto& fields = answer.fields;
+  if (fields.size() < 2) return {InspectionResult::kDamaged, cause::kDamagedMetadata};
+  if (fields.size() > 2 && IsPreviewOf(answer.result.process, fields[2])) {
+    SourceFacts::SetPreview(info, fields[2]);
+  }
+  const auto error = static_cast<MetadataError>(fields[0].empty() ? 'd' : fields[0][0]);
+  const auto facts = SourceFacts::Parse(fields[1]);
+  if (error != MetadataError::kNone || !facts) return WhyNotRead(error, fields[1]);
+  facts->ApplyTo(info);
+  return {};
 }
 
 }  // namespace
 
-Inspection Inspect(ThumbInfo* info, WithPreview preview) {
-  try {
-    info->ExtractImgInfo(preview == WithPreview::kYes);
-    return {};
-  } catch (const Error& error) {
-    return {ResultOf(error), CauseOf(error)};
-  } catch (const std::logic_error& error) {  // a number in the metadata that is none
-    return {InspectionResult::kDamaged, CauseOf(error)};
-  } catch (const std::runtime_error& error) {  // an offset and a size that no file has
-    return {InspectionResult::kDamaged, CauseOf(error)};
-  }
+posix::UniqueFd OpenSource(const std::string& path) {
+  posix::UniqueFd file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status = {};
+  if (!file || fstat(file.get(), &status) != 0) return posix::UniqueFd();
+  if (!IsSpecial(status)) return file;
+  errno = ENXIO;
+  return posix::UniqueFd();
 }
 
-InspectedSource::InspectedSource(const std::string& path, bool allow_gif) : path_(path) {
+Inspection Inspect(ThumbInfo* info, WithPreview preview, const SourceVersion* version) {
+  const std::string& path = SourceFacts::PathOf(*info);
+  if (IsSupportVideo(LastComponent(path))) return {};
+  // Opening a device may do anything.
+  if (IsSpecial(SourceFacts::StatusOf(*info))) {
+    return {InspectionResult::kDamaged, cause::kDamagedMetadata};
+  }
+  const posix::UniqueFd file = OpenSource(path);
+  if (!file && errno == ENXIO) {
+    return version != nullptr ? Inspection{InspectionResult::kChanged, cause::kBeingWritten}
+                              : Inspection{InspectionResult::kDamaged, cause::kDamagedMetadata};
+  }
+  if (!file) return {InspectionResult::kUnreadable, cause::kUnopened};
+  if (version != nullptr) {
+    if (!version->IsOf(file.get())) return {InspectionResult::kChanged, cause::kBeingWritten};
+    SourceFacts::SetStatus(info, version->status());
+  }
+  if (S_ISDIR(SourceFacts::StatusOf(*info).st_mode)) {
+    return {InspectionResult::kUnknownContent, cause::kUnknownContent};
+  }
+  return ReadMetadata(file.get(), preview, info);
+}
+
+InspectedSource::InspectedSource(const std::string& path, bool allow_gif,
+                                 const SourceVersion* version)
+    : path_(path) {
+  if (Describe(allow_gif)) inspection_ = Inspect(&*info_, WithPreview::kNo, version);
+}
+
+InspectedSource::InspectedSource(const std::string& path, bool allow_gif, const SourceFacts& facts)
+    : path_(path) {
+  if (Describe(allow_gif)) facts.ApplyTo(&*info_);
+}
+
+bool InspectedSource::Describe(bool allow_gif) {
   try {
-    info_.emplace(path, kOriginal, Thumb::strThumbSizeMap_.at(kOriginal));
+    info_.emplace(path_, kOriginal, Thumb::strThumbSizeMap_.at(kOriginal));
   } catch (const Error&) {
     inspection_ = {InspectionResult::kMissing, cause::kMissingSource};
-    return;
+    return false;
   }
   info_->SetEnableGIF(allow_gif);
-  inspection_ = Inspect(&*info_);
+  return true;
 }
 
 ThumbInfo InspectedSource::ForSize(const std::string& label) const {

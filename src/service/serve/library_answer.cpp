@@ -31,9 +31,10 @@ Owner OwnerOf(Thumb& thumb, const ThumbnailRequest& request) {
   return is_generated ? Owner::kCaller : Owner::kStore;
 }
 
-Thumbnail WhyThereIsNone(const ThumbnailRequest& request) {
-  const InspectedSource source(request.source, request.animated_gif);
-  const Inspection& inspection = source.inspection();
+Thumbnail WhyThereIsNone(const ThumbnailRequest& request, const Inspection& inspection) {
+  if (inspection.result == InspectionResult::kInterrupted) {
+    return Thumbnail::None(Outcome::kPostponed, inspection.cause);
+  }
   if (inspection.result == InspectionResult::kMissing ||
       inspection.result == InspectionResult::kUnreadable) {
     return Thumbnail::None(Outcome::kMissing, inspection.cause);
@@ -52,6 +53,9 @@ Thumbnail WhyThereIsNone(const ThumbnailRequest& request) {
 
 Thumbnail AskLibrary(const ThumbnailRequest& request, const std::string& lock_directory) {
   const SourceLock lock(lock_directory, request.source);
+  // The library reads metadata in this process: only what one with limits has been able to read.
+  const Inspection inspection = InspectedSource(request.source, request.animated_gif).inspection();
+  if (!inspection.IsUsable()) return WhyThereIsNone(request, inspection);
   try {
     Thumb thumb(request.source, OptionsOf(request));
     thumb.Rotate(request.turns);
@@ -71,7 +75,7 @@ Thumbnail AskLibrary(const ThumbnailRequest& request, const std::string& lock_di
   } catch (const std::logic_error&) {
   } catch (const std::overflow_error&) {
   }
-  return WhyThereIsNone(request);
+  return WhyThereIsNone(request, inspection);
 }
 
 }  // namespace vexathumb::service

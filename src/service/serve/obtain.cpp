@@ -6,8 +6,10 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "service/build/failure_proof.h"
+#include "service/build/stored_facts.h"
 #include "service/build/stored_thumbnail.h"
 #include "service/build/thumbnail_builder.h"
 #include "service/picture/inspection.h"
@@ -27,6 +29,7 @@ class Obtaining {
 
   Thumbnail Run() {
     if (auto stored = StoredByEarlierInspection()) return *stored;
+    if (auto failed = UninspectableByRecord()) return *failed;
     if (auto answer = AnswerAtOnce()) return *answer;
     if (auto failed = AnswerFromFailureRecord()) return *failed;
     const std::string& directory = options_.lock_directory;
@@ -78,9 +81,9 @@ class Obtaining {
     if (!IsFoundFile(version_->status())) {
       return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
     }
-    const InspectedSource source(request_.source, request_.animated_gif);
+    const InspectedSource source(request_.source, request_.animated_gif, &*version_);
     const Inspection& inspection = source.inspection();
-    if (!inspection.IsUsable()) return WhyNotInspected(request_.source, version_, inspection);
+    if (!inspection.IsUsable()) return WithoutInspection(inspection);
     if (inspection.result == InspectionResult::kRead) {
       CacheMetadata(request_.source, version_->status(), source.info());
     }
@@ -89,12 +92,41 @@ class Obtaining {
     return std::nullopt;
   }
 
+  // What takes a process to its limits, or ends it, is not tried for every request.
+  Thumbnail WithoutInspection(const Inspection& inspection) {
+    Thumbnail none = WhyNotInspected(request_.source, version_, inspection);
+    if (!options_.use_failure_record) return none;
+    const struct stat& tried = version_->status();
+    if (none.outcome == Outcome::kUnusable && inspection.result == InspectionResult::kLimited) {
+      RecordFailure(request_.source, tried, kEveryForm, none.cause.text, none.tool);
+    } else if (none.pauses) {
+      none.retry_after =
+          RecordPostponement(request_.source, tried, kEveryForm, none.cause.text, none.tool);
+    }
+    return none;
+  }
+
   // What is stored most often, at the least cost.
   std::optional<Thumbnail> StoredByEarlierInspection() const {
     if (request_.label == kOriginal) return std::nullopt;
-    const auto source = CachedMetadata(request_);
+    auto source = CachedMetadata(request_);
+    if (!source) source = MetadataInStore();
     const bool is_known = source && IsFoundFile(source->status);
     return is_known ? Stored(request_, source->info, source->status) : std::nullopt;
+  }
+
+  // By a thumbnail of the size that is asked for.
+  std::optional<CachedSource> MetadataInStore() const {
+    struct stat status = {};
+    if (request_.IsFreeBox() || IsVideo(request_) || stat(request_.source.c_str(), &status) != 0) {
+      return std::nullopt;
+    }
+    const auto facts = StoredFacts(request_.source, status, {request_.label});
+    if (!facts) return std::nullopt;
+    const InspectedSource source(request_.source, request_.animated_gif, *facts);
+    if (!source.inspection().IsUsable()) return std::nullopt;
+    CacheMetadata(request_.source, status, source.info());
+    return CachedMetadata(request_);
   }
 
   // Everything that answers without building, by the source as it is now.
@@ -122,8 +154,17 @@ class Obtaining {
   }
 
   std::optional<Thumbnail> AnswerFromFailureRecord() {
+    auto none = RecordedAsFailed({FormOf(request_), FormOfSize(request_)});
+    if (!none) return std::nullopt;
+    return OrStoredSmaller(*std::move(none));
+  }
+
+  // What has been found out about the source itself, whatever is asked for.
+  std::optional<Thumbnail> UninspectableByRecord() const { return RecordedAsFailed({}); }
+
+  std::optional<Thumbnail> RecordedAsFailed(const std::vector<std::string>& forms) const {
     if (!options_.use_failure_record) return std::nullopt;
-    const auto failure = RecordedFailure(request_.source, {FormOf(request_), FormOfSize(request_)});
+    const auto failure = RecordedFailure(request_.source, forms);
     if (!failure) return std::nullopt;
     Thumbnail none = Thumbnail::None(Outcome::kUnusable,
                                      {failure->reason, "it is tried again when it has changed"});
@@ -134,7 +175,7 @@ class Obtaining {
       none.cause.advice = "it is tried again later";
       none.retry_after = std::chrono::seconds(*failure->next_try - time(nullptr));
     }
-    return OrStoredSmaller(std::move(none));
+    return none;
   }
 
   std::optional<Thumbnail> Stored(const ThumbnailRequest& request, const ThumbInfo& info,

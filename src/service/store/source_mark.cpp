@@ -11,6 +11,7 @@ namespace {
 
 constexpr char kAttribute[] = "user.vexathumb.source";
 constexpr size_t kLongest = 160;
+constexpr char kFacts[] = ", read ";
 constexpr int64_t kNanoseconds = 1'000'000'000;
 
 // The clock of the file system that the thumbnail lies on.
@@ -30,25 +31,42 @@ std::string MarkOf(const struct stat& source) {
   return is_whole_second ? identity + " inode " + std::to_string(source.st_ino) : identity;
 }
 
+// Empty where there is none.
+std::string ReadMark(const std::string& stored) {
+  std::array<char, kLongest> buffer = {};
+  const ssize_t size = lgetxattr(stored.c_str(), kAttribute, buffer.data(), buffer.size());
+  return size > 0 ? std::string(buffer.data(), static_cast<size_t>(size)) : "";
+}
+
 }  // namespace
 
-void MarkSource(int thumbnail, const struct stat& source) {
+void MarkSource(int thumbnail, const struct stat& source, const std::optional<SourceFacts>& facts) {
   struct stat now = {};
   if (fstat(thumbnail, &now) != 0) return;
-  const std::string mark = MarkOf(source) + ", kept " + std::to_string(ChangeOf(now));
+  std::string mark = MarkOf(source) + ", kept " + std::to_string(ChangeOf(now));
+  const std::string read = facts ? kFacts + facts->Text() : "";
+  if (mark.size() + read.size() <= kLongest) mark += read;
   fsetxattr(thumbnail, kAttribute, mark.data(), mark.size(), 0);
 }
 
 SourceMark ReadSourceMark(const std::string& stored, const struct stat& status,
                           const struct stat& source) {
-  std::array<char, kLongest> buffer = {};
-  const ssize_t size = lgetxattr(stored.c_str(), kAttribute, buffer.data(), buffer.size());
-  if (size <= 0) return {};
-  const std::string mark(buffer.data(), static_cast<size_t>(size));
+  const std::string mark = ReadMark(stored);
+  if (mark.empty()) return {};
   const std::string identity = MarkOf(source) + ", kept ";
   if (mark.compare(0, identity.size(), identity) != 0) return {SourceMark::Says::kOtherSource};
   const int64_t since = ChangeOf(status) - strtoll(mark.c_str() + identity.size(), nullptr, 10);
   return {SourceMark::Says::kSameSource, since >= 0 && since <= kRenaming};
+}
+
+std::optional<SourceFacts> ReadMarkedFacts(const std::string& stored, const struct stat& source) {
+  const std::string mark = ReadMark(stored);
+  const std::string identity = MarkOf(source) + ", kept ";
+  const size_t facts = mark.find(kFacts);
+  if (mark.compare(0, identity.size(), identity) != 0 || facts == std::string::npos) {
+    return std::nullopt;
+  }
+  return SourceFacts::Parse(mark.substr(facts + sizeof(kFacts) - 1));
 }
 
 }  // namespace vexathumb::service

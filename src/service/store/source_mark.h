@@ -3,7 +3,10 @@
 
 #include <sys/stat.h>
 
+#include <optional>
 #include <string>
+
+#include "service/picture/source_facts.h"
 
 namespace vexathumb::service {
 
@@ -21,11 +24,16 @@ struct SourceMark {
 };
 
 // Marks the open thumbnail; to be followed by its renaming at once. Where that fails it has none.
-void MarkSource(int thumbnail, const struct stat& source);
+// With what the source's metadata say, where that is known.
+void MarkSource(int thumbnail, const struct stat& source, const std::optional<SourceFacts>& facts);
 
 // `status` is the stored thumbnail's.
 SourceMark ReadSourceMark(const std::string& stored, const struct stat& status,
                           const struct stat& source);
+
+// What the mark of a thumbnail of that very source says of the source's metadata; nothing where
+// there is no such thumbnail.
+std::optional<SourceFacts> ReadMarkedFacts(const std::string& stored, const struct stat& source);
 
 }  // namespace vexathumb::service
 

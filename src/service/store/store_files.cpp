@@ -73,9 +73,10 @@ bool HasStoreRoom(const std::string& source) {
   return IsStoreWritable(source) && HasRoom(StoreDirectoryOf(source));
 }
 
-AtomicFile::Attributes StoredAttributes(const struct stat& source) {
+AtomicFile::Attributes StoredAttributes(const struct stat& source,
+                                        const std::optional<SourceFacts>& facts) {
   return {0777, AtomicFile::Times{{0, 0}, {source.st_mtime, 0}},
-          [source](int thumbnail) { MarkSource(thumbnail, source); }};
+          [source, facts](int thumbnail) { MarkSource(thumbnail, source, facts); }};
 }
 
 int CountFreeBoxes(const std::string& source) {

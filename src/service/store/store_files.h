@@ -8,6 +8,7 @@
 
 #include "posix/unique_fd.h"
 #include "service/base/atomic_file.h"
+#include "service/picture/source_facts.h"
 
 namespace vexathumb::service {
 
@@ -34,8 +35,9 @@ bool HasStoreRoom(const std::string& source);
 
 // What an entry of a store gets, of a source with that status: as the library leaves them, it is
 // open to the other applications, was modified when the source was, and never accessed; and it has
-// the mark of its source.
-AtomicFile::Attributes StoredAttributes(const struct stat& source);
+// the mark of its source, with what is known of its metadata.
+AtomicFile::Attributes StoredAttributes(const struct stat& source,
+                                        const std::optional<SourceFacts>& facts = std::nullopt);
 
 // How many of the source's stored thumbnails are for free boxes and avatars.
 int CountFreeBoxes(const std::string& source);

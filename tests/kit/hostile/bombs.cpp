@@ -197,6 +197,21 @@ std::string TiffChain(int directories, ChainEnd end) {
   return tiff;
 }
 
+std::string OverlappingTiff(int entries, size_t bytes) {
+  constexpr uint32_t kFirstPrivateTag = 0xc800;
+  constexpr uint32_t kUndefined = 7;
+  const auto count = static_cast<uint32_t>(entries);
+  const uint32_t shared = 8 + 2 + count * 12 + 4;
+  std::string tiff = "II*" + std::string(1, '\0') + LittleEndian(8, 4) + LittleEndian(count, 2);
+  for (uint32_t i = 0; i < count; ++i) {
+    tiff += LittleEndian(kFirstPrivateTag + i, 2) + LittleEndian(kUndefined, 2) +
+            LittleEndian(static_cast<uint32_t>(bytes) - shared, 4) + LittleEndian(shared, 4);
+  }
+  tiff += LittleEndian(0, 4);
+  tiff.resize(bytes, 'x');
+  return tiff;
+}
+
 std::string Garbage(size_t size) {
   std::mt19937 random(1);
   std::string bytes;

@@ -32,6 +32,10 @@ std::string ManyFrameGif(int frames);
 enum class ChainEnd { kOpen, kLoop };
 std::string TiffChain(int directories, ChainEnd end);
 
+// A TIFF file of so many bytes whose directory has so many entries, each of which claims nearly all
+// of these bytes for itself.
+std::string OverlappingTiff(int entries, size_t bytes);
+
 // The same bytes whenever it is called, of no format.
 std::string Garbage(size_t size);
 

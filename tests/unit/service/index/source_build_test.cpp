@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 
 #include "kit/case_name.h"
@@ -274,6 +275,30 @@ TEST_F(SourceBuildTest, OnlyWhatIsMissingIsMade) {
                           BuildState::kCurrent, BuildState::kCurrent));
   EXPECT_EQ(InodeOf(StorePath(source, "VEXAFILE_THUMB_S.jpg")), small);
 }
+
+struct Turned {
+  const char* name;
+  const char* source;
+  int orientation;
+};
+
+class SecondRunTest : public SourceBuildTest, public testing::WithParamInterface<Turned> {};
+
+// The source's bytes are others by now, with its size and times as they were.
+TEST_P(SecondRunTest, ReadsNoMetadata) {
+  const std::string source = Picture(GetParam().source);
+  WriteLandscape(source, GetParam().orientation);
+  ASSERT_EQ(Build(source).state, BuildState::kBuilt);
+  std::ofstream(source, std::ios::in) << std::string(fs::file_size(source), 'x');
+  SetModificationTime(source, kSourceTime);
+  EXPECT_EQ(Build(source).state, BuildState::kCurrent);
+}
+
+INSTANTIATE_TEST_SUITE_P(, SecondRunTest,
+                         testing::Values(Turned{"Upright", "a.jpg", 1},
+                                         Turned{"Turned", "a.jpg", 6}, Turned{"Png", "a.png", 1},
+                                         Turned{"Tiff", "a.tif", 1}),
+                         CaseName());
 
 TEST_F(SourceBuildTest, AnEmptyEntryIsNotCurrent) {
   const std::string source = Picture("a.jpg");

@@ -9,6 +9,7 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
+#include "kit/hostile/bombs.h"
 #include "kit/hostile/hazardous_names.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -274,6 +275,23 @@ TEST_F(ObtainTest, AFailureIsRememberedAndAnsweredQuickly) {
   EXPECT_EQ(again.cause.text, failure->reason);
   EXPECT_EQ(machine_.Runs(), runs);
 }
+
+#ifndef VEXATHUMB_SANITIZED  // they take memory for themselves
+
+TEST_F(ObtainTest, MetadataThatMeetALimitAreReadOnce) {
+  const std::string source = Picture("a.tif");
+  kit::WriteFile(source, kit::OverlappingTiff(245, size_t{3} << 20));
+  SetModificationTime(source, kSourceTime);
+  const Thumbnail first = Obtain(ForLabel(source, kSmall));
+  EXPECT_EQ(first.outcome, Outcome::kUnusable);
+  EXPECT_THAT(first.cause.text, HasSubstr("too much memory"));
+  EXPECT_FALSE(first.is_known);
+  const Thumbnail second = Obtain(ForBox(source, 300, 200));
+  EXPECT_EQ(second.outcome, Outcome::kUnusable);
+  EXPECT_TRUE(second.is_known);
+}
+
+#endif
 
 TEST_F(ObtainTest, ARememberedSourceIsTriedAgainWhenToldTo) {
   WritePhoto(source_, {800, 600});

@@ -1,0 +1,269 @@
+#include "service/base/limited_process.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "service/base/machine_error.h"
+
+namespace vexathumb::service {
+namespace {
+
+using std::chrono::milliseconds;
+
+// What an answer begins with.
+constexpr char kDone = 'd';
+constexpr char kNoMemory = 'm';
+
+constexpr int kConversation = 3;
+constexpr size_t kRoomForOneFile = CMSG_SPACE(sizeof(int));
+
+struct timeval TimeOf(milliseconds time) {
+  return {static_cast<time_t>(time.count() / 1000),
+          static_cast<suseconds_t>(time.count() % 1000 * 1000)};
+}
+
+template <typename Call>
+ssize_t Again(Call call) {
+  ssize_t count = 0;
+  do {
+    count = call();
+  } while (count < 0 && errno == EINTR);
+  return count;
+}
+
+bool SendTask(int socket, int file, const std::string& task) {
+  alignas(struct cmsghdr) std::array<char, kRoomForOneFile> room = {};
+  struct iovec text = {const_cast<char*>(task.data()), task.size()};
+  struct msghdr message = {};
+  message.msg_iov = &text;
+  message.msg_iovlen = 1;
+  message.msg_control = room.data();
+  message.msg_controllen = room.size();
+  struct cmsghdr* const header = CMSG_FIRSTHDR(&message);
+  header->cmsg_level = SOL_SOCKET;
+  header->cmsg_type = SCM_RIGHTS;
+  header->cmsg_len = CMSG_LEN(sizeof(file));
+  memcpy(CMSG_DATA(header), &file, sizeof(file));
+  return Again([&] { return sendmsg(socket, &message, MSG_NOSIGNAL); }) ==
+         static_cast<ssize_t>(task.size());
+}
+
+struct Task {
+  posix::UniqueFd file;
+  std::string text;
+};
+
+// Nothing when the other end has gone.
+std::optional<Task> ReceiveTask(int socket, std::string* buffer) {
+  alignas(struct cmsghdr) std::array<char, kRoomForOneFile> room = {};
+  struct iovec text = {buffer->data(), buffer->size()};
+  struct msghdr message = {};
+  message.msg_iov = &text;
+  message.msg_iovlen = 1;
+  message.msg_control = room.data();
+  message.msg_controllen = room.size();
+  const ssize_t count = Again([&] { return recvmsg(socket, &message, MSG_CMSG_CLOEXEC); });
+  const struct cmsghdr* const header = CMSG_FIRSTHDR(&message);
+  if (count <= 0 || header == nullptr || header->cmsg_type != SCM_RIGHTS) return std::nullopt;
+  int file = -1;
+  memcpy(&file, CMSG_DATA(header), sizeof(file));
+  return Task{posix::UniqueFd(file), buffer->substr(0, static_cast<size_t>(count))};
+}
+
+// Data and stack, in bytes; 0 when it cannot be told.
+size_t PresentMemory() {
+  FILE* const file = fopen("/proc/self/statm", "re");
+  if (file == nullptr) return 0;
+  size_t pages = 0;
+  const bool is_read = fscanf(file, "%*u %*u %*u %*u %*u %zu", &pages) == 1;
+  fclose(file);
+  return is_read ? pages * static_cast<size_t>(sysconf(_SC_PAGESIZE)) : 0;
+}
+
+void SetLimit(decltype(RLIMIT_DATA) resource, rlim_t value) {
+  const struct rlimit limit = {value, value};
+  setrlimit(resource, &limit);
+}
+
+// A file that is mapped counts for nothing, however large it is.
+void LimitMemory(size_t memory) {
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  SetLimit(RLIMIT_DATA, PresentMemory() + memory);
+#endif
+  SetLimit(RLIMIT_FSIZE, memory);
+  SetLimit(RLIMIT_CORE, 0);
+}
+
+void LimitTime(milliseconds time) {
+  const struct itimerval timer = {{0, 0}, TimeOf(time)};
+  setitimer(ITIMER_PROF, &timer, nullptr);
+}
+
+void LeaveSignalsToTheHost() {
+  struct sigaction action = {};
+  action.sa_handler = SIG_IGN;
+  for (const int signal : {SIGINT, SIGHUP, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGPIPE, SIGXFSZ}) {
+    sigaction(signal, &action, nullptr);
+  }
+  action.sa_handler = SIG_DFL;
+  sigaction(SIGPROF, &action, nullptr);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// Held open here, a lock of the host would not be released by it.
+void KeepOnly(int conversation) {
+  closelog();
+  conversation = fcntl(conversation, F_DUPFD, kConversation);
+  const int null = open("/dev/null", O_RDWR);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(null, stream);
+  if (conversation != kConversation) dup2(conversation, kConversation);
+  close_range(kConversation + 1, ~0U, 0);
+}
+
+// Whether the machine would have given what the limit did not.
+bool HasMachine(size_t memory) {
+  void* const place =
+      mmap(nullptr, memory, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (place == MAP_FAILED) return false;
+  munmap(place, memory);
+  return true;
+}
+
+LimitedProcess::End EndOf(int status) {
+  using End = LimitedProcess::End;
+  if (WIFEXITED(status)) return End::kCrashed;
+  if (WTERMSIG(status) == SIGPROF) return End::kOutOfTime;
+  return IsOwnFault(WTERMSIG(status)) ? End::kCrashed : End::kStopped;
+}
+
+std::string TextOfEnd(int status) {
+  return WIFEXITED(status) ? "left with status " + std::to_string(WEXITSTATUS(status))
+                           : "was ended by " + TextOfSignal(WTERMSIG(status));
+}
+
+}  // namespace
+
+LimitedProcess::LimitedProcess(Job job, const Limits& limits, std::mutex& held_by_jobs)
+    : job_(std::move(job)), limits_(limits), held_by_jobs_(held_by_jobs) {}
+
+LimitedProcess::~LimitedProcess() {
+  if (owner_ == getpid() && socket_) Bury();
+}
+
+LimitedProcess::Result LimitedProcess::Run(int file, const std::string& task) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (owner_ != getpid()) socket_.Close();
+  const bool is_new = !socket_;
+  Result result = RunOnce(file, task);
+  if (result.end != End::kAnswered && !is_new) result = RunOnce(file, task);
+  return result;
+}
+
+LimitedProcess::Result LimitedProcess::RunOnce(int file, const std::string& task) {
+  Result result;
+  // One that was killed while it had nothing to do is replaced.
+  if (socket_ && !SendTask(socket_.get(), file, task)) Bury();
+  if (!socket_ && !(Start() && SendTask(socket_.get(), file, task))) {
+    result.answer = "cannot be started: " + TextOfError(errno);
+    if (socket_) Bury();
+    return result;
+  }
+  result.process = process_;
+  static thread_local std::string buffer(kLongestText, '\0');
+  const ssize_t count = Again([&] { return recv(socket_.get(), buffer.data(), buffer.size(), 0); });
+  if (count > 0 && buffer[0] == kDone) {
+    result.end = End::kAnswered;
+    result.answer = buffer.substr(1, static_cast<size_t>(count) - 1);
+    return result;
+  }
+  if (count > 0) {
+    result.end = HasMachine(limits_.memory) ? End::kOutOfMemory : End::kStopped;
+    result.answer = "got too little memory";
+    Bury();
+  } else if (count < 0) {
+    result.answer = "waited too long";
+    Bury();
+  } else {
+    const int status = Bury();
+    result.end = EndOf(status);
+    result.answer = TextOfEnd(status);
+  }
+  return result;
+}
+
+// errno says why not.
+bool LimitedProcess::Start() {
+  int sockets[2];
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, sockets) != 0) return false;
+  posix::UniqueFd own_end(sockets[0]);
+  const posix::UniqueFd other_end(sockets[1]);
+  const struct timeval patience = TimeOf(limits_.patience);
+  setsockopt(own_end.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+  std::unique_lock<std::mutex> idle(held_by_jobs_);
+  const pid_t process = fork();
+  idle.unlock();
+  if (process < 0) return false;
+  if (process == 0) Serve(other_end.get());
+  process_ = process;
+  owner_ = getpid();
+  socket_ = std::move(own_end);
+  return true;
+}
+
+void LimitedProcess::Serve(int socket) const {
+  // An exception would unwind into the host's code.
+  try {
+    prctl(PR_SET_NAME, "file reader");
+    LeaveSignalsToTheHost();
+    KeepOnly(socket);
+    std::string buffer(kLongestText, '\0');
+    LimitMemory(limits_.memory);
+    while (const auto task = ReceiveTask(kConversation, &buffer)) {
+      std::string answer(1, kDone);
+      LimitTime(limits_.cpu_time);
+      try {
+        answer += job_(task->file.get(), task->text);
+      } catch (const std::bad_alloc&) {
+        answer = kNoMemory;
+      }
+      LimitTime(milliseconds(0));
+      answer.resize(std::min(answer.size(), kLongestText));
+      if (send(kConversation, answer.data(), answer.size(), MSG_NOSIGNAL) < 0) _exit(1);
+    }
+    _exit(0);
+  } catch (...) {
+    _exit(2);
+  }
+}
+
+// Takes leave of the process. Its status.
+int LimitedProcess::Bury() {
+  int status = 0;
+  socket_.Close();
+  kill(process_, SIGKILL);  // no matter where it is dead already
+  Again([&] { return waitpid(process_, &status, 0); });
+  process_ = -1;
+  return status;
+}
+
+}  // namespace vexathumb::service
