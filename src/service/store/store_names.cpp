@@ -1,5 +1,6 @@
 #include "service/store/store_names.h"
 
+#include <algorithm>
 #include <array>
 #include <map>
 #include <regex>
@@ -15,18 +16,20 @@ constexpr auto kSyntax = std::regex::ECMAScript | std::regex::optimize;
 struct Pattern {
   std::regex name;  // with the size, if there is one, as its first group
   StoreOwner owner;
+  bool is_whole = true;  // not only how its names begin
 };
 
-const std::array<Pattern, 5>& Patterns() {
-  static const std::array<Pattern, 5> patterns = {{
+const std::array<Pattern, 6>& Patterns() {
+  static const std::array<Pattern, 6> patterns = {{
       {std::regex("VEXAPHOTO[_:]THUMB_([A-Z]+|[0-9]+x[0-9]+)\\.(?:jpg|png|gif)", kSyntax),
        StoreOwner::kPhotoAlbum},
       {std::regex("VEXAFILE_THUMB_([A-Z]+|[0-9]+x[0-9]+)(?:_r-?[123])?\\.(?:jpg|png|gif)", kSyntax),
        StoreOwner::kFileManager},
-      {std::regex("VEXAPHOTO[_:].*()", kSyntax), StoreOwner::kPhotoAlbum},
-      {std::regex("VEXAVIDEO_.*()", kSyntax), StoreOwner::kVideo},
+      {std::regex("VEXAVIDEO_VIDEO_SCREENSHOT\\.jpg()", kSyntax), StoreOwner::kVideo},
       {std::regex("VEXAAVATAR_[0-9]+x[0-9]+(?:_r-?[123])?\\.(?:jpg|png|gif)()", kSyntax),
        StoreOwner::kAvatar},
+      {std::regex("VEXAPHOTO[_:].*()", kSyntax), StoreOwner::kPhotoAlbum, false},
+      {std::regex("VEXAVIDEO_.*()", kSyntax), StoreOwner::kVideo, false},
   }};
   return patterns;
 }
@@ -77,7 +80,11 @@ bool IsStoreTemporary(const std::string& name) {
 }
 
 bool IsDerived(const std::string& name) {
-  return ClassifyStoreEntry(name).owner != StoreOwner::kOther;
+  const auto matches = [&name](const Pattern& pattern) {
+    return pattern.is_whole && std::regex_match(name, pattern.name);
+  };
+  return name == kFailureEntryName || IsStoreTemporary(name) ||
+         std::any_of(Patterns().begin(), Patterns().end(), matches);
 }
 
 bool IsFreeBox(const std::string& name) {

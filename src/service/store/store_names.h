@@ -35,7 +35,7 @@ StoreEntryKind ClassifyStoreEntry(const std::string& name);
 bool IsStoreTemporary(const std::string& name);
 
 // Whether it is derived from the source by the applications of this store, so that it may go with
-// the source.
+// the source: by its whole name, since a photograph may have one that begins so.
 bool IsDerived(const std::string& name);
 
 // Whether it is a file manager's thumbnail or an avatar of a box that a caller chose: there may be

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <optional>
 
@@ -77,15 +78,14 @@ Freed RemoveOrphan(const StoreDirectory& directory, const RemovalOptions& option
   const posix::UniqueFd store = posix::OpenBeneath(hidden.get(), name, O_RDONLY | O_DIRECTORY);
   const auto entries = store ? ListFolder(store.get()) : std::nullopt;
   if (!entries) return freed;
-  for (const FolderEntry& entry : *entries) {
-    const bool is_derived = S_ISREG(entry.status.st_mode) && IsDerived(entry.name);
-    if (is_derived) {
-      RemoveFile(store.get(), entry, options.dry_run, &freed);
-    } else {
-      freed.kept_foreign = true;
-    }
-  }
+  // With anything else in it, it may be a user's own folder.
+  freed.kept_foreign = !std::all_of(entries->begin(), entries->end(), [](const FolderEntry& entry) {
+    return S_ISREG(entry.status.st_mode) && IsDerived(entry.name);
+  });
   if (freed.kept_foreign) return freed;
+  for (const FolderEntry& entry : *entries) {
+    RemoveFile(store.get(), entry, options.dry_run, &freed);
+  }
   if (options.dry_run || unlinkat(hidden.get(), name.c_str(), AT_REMOVEDIR) == 0) {
     ++freed.directories;
   }

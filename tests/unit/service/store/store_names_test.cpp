@@ -77,6 +77,10 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(NameCase{"Thumbnail", "VEXAFILE_THUMB_S.jpg", IsDerived, true},
                     NameCase{"Failure", kFailureEntryName, IsDerived, true},
                     NameCase{"Temporary", "VEXAFILETMP_THUMB.jpg", IsDerived, true},
+                    NameCase{"Album", "VEXAPHOTO:THUMB_XL.jpg", IsDerived, true},
+                    NameCase{"Screenshot", "VEXAVIDEO_VIDEO_SCREENSHOT.jpg", IsDerived, true},
+                    NameCase{"LikeAnAlbums", "VEXAPHOTO_summer.jpg", IsDerived, false},
+                    NameCase{"LikeAVideos", "VEXAVIDEO_1.jpg", IsDerived, false},
                     NameCase{"OtherProgram", "notes.txt", IsDerived, false}),
     kit::CaseName());
 
