@@ -31,8 +31,9 @@ std::optional<SourceFacts> StoredFacts(const std::string& path, const struct sta
       info.SetSize(label);
       for (likely.rotate = 0; likely.rotate < 4; ++likely.rotate) {
         likely.ApplyTo(&info);
-        const std::string name = info.GetDocdeckThumbEAName();
-        auto facts = ReadMarkedFacts(directory + "/" + name, source);
+        std::string stored = directory;
+        stored.append("/").append(info.GetDocdeckThumbEAName());
+        auto facts = ReadMarkedFacts(stored, source);
         if (facts && facts->rotate == likely.rotate) return facts;
       }
     }

@@ -11,6 +11,7 @@
 
 #include "service/base/output_file.h"
 #include "service/base/source_path.h"
+#include "service/picture/inspection.h"
 #include "thumb/thumb_convert_cmd.h"
 #include "vlibc/process.h"
 
@@ -50,8 +51,11 @@ void CopyTurned(const Thumbnail& thumbnail, const std::string& source, int descr
 
 void CopyPicture(const Thumbnail& thumbnail, const std::string& source, int descriptor) {
   if (thumbnail.turns_to_come != 0) return CopyTurned(thumbnail, source, descriptor);
-  const std::unique_ptr<FILE, int (*)(FILE*)> stream(fopen(thumbnail.path.c_str(), "rbe"), fclose);
+  posix::UniqueFd file = OpenSource(thumbnail.path);
+  const std::unique_ptr<FILE, int (*)(FILE*)> stream(file ? fdopen(file.get(), "rb") : nullptr,
+                                                     fclose);
   if (!stream) throw std::system_error(errno, std::generic_category(), thumbnail.path);
+  file.Release();
   CopyStream(stream.get(), descriptor);
 }
 

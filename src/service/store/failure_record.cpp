@@ -1,5 +1,6 @@
 #include "service/store/failure_record.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/util/util.h"
+#include "posix/unique_fd.h"
 #include "service/base/atomic_file.h"
 #include "service/base/version.h"
 #include "service/store/store_files.h"
@@ -68,10 +70,17 @@ bool AllowMore(const json& present, const json& tried) {
 }
 
 json ReadEntry(const std::string& path) {
-  const auto st = StatusOfStoredFile(path);
-  if (!st || st->st_size > kMaxEntrySize) return {};
-  std::ifstream file(path);
-  return json::parse(file, nullptr, false);
+  if (!StatusOfStoredFile(path)) return {};
+  // Another may stand there by now.
+  const posix::UniqueFd file(
+      open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat st = {};
+  if (!file || fstat(file.get(), &st) != 0 || !S_ISREG(st.st_mode)) return {};
+  if (st.st_size > kMaxEntrySize) return {};
+  std::string text(static_cast<size_t>(st.st_size), '\0');
+  const ssize_t size = read(file.get(), text.data(), text.size());
+  return json::parse(text.substr(0, static_cast<size_t>(std::max<ssize_t>(size, 0))), nullptr,
+                     false);
 }
 
 // The forms as an object by their names; empty where nothing holds of the source any more.
