@@ -20,13 +20,14 @@ void SweepLeftoversHourly() noexcept try {
   const time_t now = time(nullptr);
   if (now - last_look < kMinute && now >= last_look) return;
   last_look = now;
-  const std::string folder = vexaplatform::CurrentSettings()->service.lock_dir;
+  const std::string directory = vexaplatform::CurrentSettings()->service.lock_dir;
+  const std::string folder = service::LockFolder(directory);
   const std::string name = "swept." + std::to_string(geteuid());  // only own files are swept
   const std::string file = folder + "/" + name;
   struct stat st = {};
   const bool exists = lstat(file.c_str(), &st) == 0;
   if (exists && st.st_mtime + kHour > now) return;
-  service::LockFile lock(folder, name);
+  service::LockFile lock(directory, name);
   if (!lock.TryLock()) return;  // another process is about to
   utimensat(AT_FDCWD, file.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
   service::SweepTemporaryDirectories();

@@ -35,8 +35,9 @@ void JoinWorkers(const std::string& lock_directory) {
 
 int CountWorkers(const std::string& lock_directory) {
   int count = 0;
+  const std::string folder = service::LockFolder(lock_directory);
   for (int number = 0; number < kMost; ++number) {
-    if (access((lock_directory + "/" + NameOf(number)).c_str(), F_OK) != 0) break;
+    if (access((folder + "/" + NameOf(number)).c_str(), F_OK) != 0) break;
     if (service::LockFile(lock_directory, NameOf(number)).IsHeldByAnother()) ++count;
   }
   return count;

@@ -7,12 +7,18 @@
 
 namespace vexathumb::service {
 
-// A lock between processes on a file of a directory that all users share. The system releases it
-// when the holder dies. The file itself stays.
+// Where the locks lie that are named by `directory`: there, or in a folder of this user's own below
+// it where anybody may write to it. Whoever can open a lock's file can hold it for as long as he
+// likes, so only those may that build together: this user, or the directory's group. Made where it
+// is missing, open to those to whom its parent is. Throws std::system_error.
+std::string LockFolder(const std::string& directory);
+
+// A lock between processes on a file. The system releases it when the holder dies. The file itself
+// stays.
 class LockFile {
  public:
-  // Opens `directory`/`name`, making both where they are missing, without following a link in the
-  // file's place. Throws std::system_error.
+  // Opens `name` in LockFolder(directory), making it where it is missing, without following a link
+  // in its place. Throws std::system_error.
   LockFile(const std::string& directory, const std::string& name);
   LockFile(LockFile&& other) = default;
   LockFile& operator=(LockFile&& other) = delete;

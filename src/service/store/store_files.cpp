@@ -75,7 +75,9 @@ bool HasStoreRoom(const std::string& source) {
 
 AtomicFile::Attributes StoredAttributes(const struct stat& source,
                                         const std::optional<SourceFacts>& facts) {
-  return {0777, AtomicFile::Times{{0, 0}, {source.st_mtime, 0}},
+  // Of this user's own bits only those without which nobody could use it.
+  const mode_t mode = 0600 | (source.st_mode & 0044);
+  return {mode, AtomicFile::Times{{0, 0}, {source.st_mtime, 0}},
           [source, facts](int thumbnail) { MarkSource(thumbnail, source, facts); }};
 }
 

@@ -33,9 +33,10 @@ posix::UniqueFd OpenStoreDirectory(const std::string& source, const struct stat&
 // Whether some megabytes more fit into it besides (machine_error.h).
 bool HasStoreRoom(const std::string& source);
 
-// What an entry of a store gets, of a source with that status: as the library leaves them, it is
-// open to the other applications, was modified when the source was, and never accessed; and it has
-// the mark of its source, with what is known of its metadata.
+// What an entry of a store gets, of a source with that status: whoever may read that may read it,
+// as far as their owners' modes tell, and nobody else; it was modified when the source was, and
+// never accessed, as the library leaves them; and it has the mark of its source, with what is known
+// of its metadata.
 AtomicFile::Attributes StoredAttributes(const struct stat& source,
                                         const std::optional<SourceFacts>& facts = std::nullopt);
 

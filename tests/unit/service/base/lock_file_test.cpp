@@ -37,15 +37,71 @@ class LockFileTest : public testing::Test {
   const std::string directory_ = dir_ / "locks";
 };
 
-TEST_F(LockFileTest, MakesDirectoryAndFileForAllUsers) {
-  const mode_t usual = umask(077);
-  const LockFile lock(directory_, "a");
-  umask(usual);
+mode_t ModeOf(const std::string& path) {
   struct stat st = {};
-  ASSERT_EQ(stat(directory_.c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 07777, 01777U);
-  ASSERT_EQ(stat((directory_ + "/a").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 07777, 0666U);
+  return stat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
+}
+
+struct FolderCase {
+  const char* name;
+  mode_t parent;
+  mode_t directory;
+  std::string below;  // where the locks lie
+  mode_t file;
+};
+
+class LockFolderTest : public LockFileTest, public testing::WithParamInterface<FolderCase> {};
+
+// Nobody else can open a lock's file, and so hold it.
+TEST_P(LockFolderTest, IsForThoseWhoBuildTogether) {
+  chmod(dir_.path().c_str(), GetParam().parent);
+  for (const mode_t mask : {0077U, 0000U}) {
+    SCOPED_TRACE(mask);
+    const mode_t usual = umask(mask);
+    const LockFile lock(directory_, "a");
+    umask(usual);
+    const std::string folder = directory_ + GetParam().below;
+    EXPECT_EQ(LockFolder(directory_), folder);
+    EXPECT_EQ(ModeOf(directory_), GetParam().directory);
+    EXPECT_EQ(ModeOf(folder + "/a"), GetParam().file);
+    std::filesystem::remove_all(directory_);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, LockFolderTest,
+                         testing::Values(FolderCase{"OfOneUser", 0755, 0700, "", 0600},
+                                         FolderCase{"OfAGroup", 02775, 02770, "", 0660},
+                                         FolderCase{"OfNobodyElse", 0700, 0700, "", 0600},
+                                         FolderCase{"OfAll", 01777, 01777,
+                                                    "/user." + std::to_string(geteuid()), 0600}),
+                         CaseName());
+
+// Made by somebody else beforehand, where anybody may.
+TEST_F(LockFileTest, AFolderOfAnotherUsersIsRefused) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make files for others";
+  std::filesystem::create_directory(directory_);
+  chmod(directory_.c_str(), 01777);
+  const std::string own = directory_ + "/user.0";
+  std::filesystem::create_directory(own);
+  chmod(own.c_str(), 0700);
+  EXPECT_NO_THROW(LockFile(directory_, "a"));
+  ASSERT_EQ(chown(own.c_str(), kOneUser, kOneUser), 0);
+  EXPECT_THROW(LockFile(directory_, "a"), std::system_error);
+}
+
+// He has no file that he could open.
+TEST_F(LockFileTest, AnotherUserHoldsNoLock) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become others";
+  chmod(dir_.path().c_str(), 01777);
+  LockFile lock(directory_, "a");
+  const std::string file = LockFolder(directory_) + "/a";
+  Process other([&] {
+    if (!BecomeOrdinaryUser(kOneUser)) return 2;
+    const bool opened = open(file.c_str(), O_RDONLY) >= 0 || open(file.c_str(), O_WRONLY) >= 0;
+    return opened || !LockFile(directory_, "a").TryLock() ? 1 : 0;
+  });
+  EXPECT_EQ(other.Wait(), 0);
+  EXPECT_TRUE(lock.TryLock());
 }
 
 TEST_F(LockFileTest, ExcludesOtherProcesses) {
@@ -123,12 +179,8 @@ TEST_F(LockFileTest, IsNotInheritedByPrograms) {
   }
 }
 
-TEST_F(LockFileTest, AnotherUsersFileInAStickyDirectoryWorks) {
-  if (geteuid() != 0) {
-    // The kernel's check is about other users' files, of which there are none here.
-    EXPECT_TRUE(IsFree("a"));
-    return;
-  }
+TEST_F(LockFileTest, EveryUserHasLocksInADirectoryForAll) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become others";
   const auto lock_as = [this](uid_t user) {
     Process process([&] {
       if (!BecomeOrdinaryUser(user)) return 2;
@@ -140,9 +192,6 @@ TEST_F(LockFileTest, AnotherUsersFileInAStickyDirectoryWorks) {
   EXPECT_EQ(lock_as(kOneUser), 0);
   EXPECT_EQ(lock_as(kOtherUser), 0);
   EXPECT_EQ(lock_as(0), 0);
-  struct stat st = {};
-  ASSERT_EQ(stat((directory_ + "/a").c_str(), &st), 0);
-  EXPECT_EQ(st.st_uid, kOneUser);
 }
 
 struct ObstacleCase {

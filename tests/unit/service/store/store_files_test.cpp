@@ -104,6 +104,31 @@ INSTANTIATE_TEST_SUITE_P(
                      ENOENT}),
     CaseName());
 
+struct ModeCase {
+  const char* name;
+  mode_t source;
+  mode_t stored;
+};
+
+class StoredMode : public StoreFilesTest, public testing::WithParamInterface<ModeCase> {};
+
+TEST_P(StoredMode, LetsReadWhomTheSourcesLets) {
+  kit::WriteJpeg(source_, {{400, 300}, 0, {}, {}, {}});
+  SetModificationTime(source_, kSourceTime);
+  chmod(source_.c_str(), GetParam().source);
+  const Thumbnail thumbnail = Obtain(ForLabel(source_, kSmall));
+  ASSERT_EQ(thumbnail.outcome, Outcome::kPicture);
+  EXPECT_EQ(StatusOf(thumbnail.path).st_mode & 07777, GetParam().stored);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , StoredMode,
+    testing::Values(ModeCase{"OwnersAlone", 0600, 0600}, ModeCase{"Groups", 0640, 0640},
+                    ModeCase{"Everybodys", 0644, 0644}, ModeCase{"Writable", 0666, 0644},
+                    ModeCase{"Executable", 0777, 0644}, ModeCase{"Special", 06755, 0644},
+                    ModeCase{"ReadOnly", 0444, 0644}),
+    CaseName());
+
 struct VolumeCase {
   const char* name;
   FSTYPE type;
