@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <map>
+#include <sstream>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -136,6 +137,24 @@ SettingsValue PathToUri(std::vector<UriMapping> HttpSettings::*field) {
   return {"PATH = URI, both beginning with a slash", take};
 }
 
+// In the place of those that it had.
+SettingsValue HostNames(std::vector<std::string> HttpSettings::*field) {
+  const auto take = [field](const std::string& text, const SettingsTarget& target) {
+    std::vector<std::string> names;
+    std::istringstream words(text);
+    for (std::string name; words >> name;) names.push_back(name);
+    const bool are_names = std::all_of(names.begin(), names.end(), [](const std::string& name) {
+      const bool is_address = name.front() == '[' && name.back() == ']';
+      return name.find('/') == std::string::npos &&
+             (is_address || name.find(':') == std::string::npos);
+    });
+    if (names.empty() || !are_names) return false;
+    PartOf<HttpSettings>(target).*field = std::move(names);
+    return true;
+  };
+  return {"names of hosts without ports, with spaces between them", take};
+}
+
 const std::vector<SettingsKey>& Keys() {
   constexpr int kMost = 1 << 20;
   static const std::vector<SettingsKey> keys = {
@@ -160,6 +179,7 @@ const std::vector<SettingsKey>& Keys() {
        OneOf(&HttpSettings::delivery, {{"self", HttpDelivery::kSelf},
                                        {"x-sendfile", HttpDelivery::kXSendfile},
                                        {"x-accel-redirect", HttpDelivery::kXAccelRedirect}})},
+      {"http", "hosts", HostNames(&HttpSettings::hosts)},
       {"http", "map", PathToUri(&HttpSettings::map), Repeat::kAny},
 
       {"tools", "confinement", YesNo(&ToolSettings::confinement)},

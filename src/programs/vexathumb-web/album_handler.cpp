@@ -97,7 +97,7 @@ void SendAlbum(const Request& request, const vexaplatform::Settings& settings) {
   if (!path.empty() && path.back().empty()) path.pop_back();  // a slash at the end
   SendJson(path.empty() ? ListShares(request, settings)
                         : ListSharedFolder(request, FindSharedFile(settings, path)),
-           request.IsHead());
+           request);
 }
 
 }  // namespace vexathumb::web

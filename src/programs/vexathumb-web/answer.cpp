@@ -6,6 +6,7 @@
 
 #include "programs/vexathumb-web/album_handler.h"
 #include "programs/vexathumb-web/health.h"
+#include "programs/vexathumb-web/host_name.h"
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/request.h"
 #include "programs/vexathumb-web/response.h"
@@ -21,6 +22,11 @@ void Dispatch(const Request& request) {
   }
   const vexaplatform::SettingsHold hold;
   const auto settings = vexaplatform::CurrentSettings();
+  for (const std::string& host : request.hosts) {
+    if (!IsOneOfHosts(host, settings->http.hosts)) {
+      throw Problem(421, "The settings do not name this host.");
+    }
+  }
   switch (request.route) {
     case Route::kThumb:
       return SendThumbnail(request, *settings);

@@ -19,7 +19,7 @@ void SendHealth(const Request& request, const vexaplatform::Settings& settings) 
   } catch (const std::system_error&) {
     throw Problem(503, "The lock folder cannot be used.");
   }
-  SendJson({{"status", "ok"}}, request.IsHead());
+  SendJson({{"status", "ok"}}, request);
 }
 
 }  // namespace vexathumb::web

@@ -74,7 +74,8 @@ void SendPicture(const service::Thumbnail& picture, const service::ThumbnailRequ
                  const Request& request) {
   std::optional<ThrowAway> throw_away;
   if (picture.owner == service::Owner::kCaller) throw_away.emplace(picture.path);
-  fputs(service::kCacheControlLine, stdout);
+  fputs(request.is_personal ? service::kPrivateCacheControlLine : service::kCacheControlLine,
+        stdout);
   const int result =
       picture.turns_to_come != 0 ? SendTurned(picture, asked, request) : SendFile(picture, request);
   // What is still in the buffer is the line above: nothing has been sent.

@@ -1,5 +1,6 @@
 #include "programs/vexathumb-web/request.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -25,11 +26,14 @@ bool StartsWith(std::string_view text, std::string_view start) {
 }
 
 // Clients may send "http://host/path" in the place of "/path".
-std::string_view WithoutHost(std::string_view address) {
-  const size_t scheme = address.find("://");
-  if (StartsWith(address, "/") || scheme == std::string_view::npos) return address;
-  const size_t path = address.find_first_of("/?", scheme + 3);
-  return path == std::string_view::npos ? "/" : address.substr(path);
+std::string_view TakeHost(std::string_view* address) {
+  const size_t scheme = address->find("://");
+  if (StartsWith(*address, "/") || scheme == std::string_view::npos) return "";
+  const size_t host = scheme + 3;
+  const size_t path = std::min(address->find_first_of("/?", host), address->size());
+  const std::string_view taken = address->substr(host, path - host);
+  *address = path == address->size() ? "/" : address->substr(path);
+  return taken;
 }
 
 // The route whose name begins the path, which then loses it.
@@ -62,15 +66,27 @@ std::vector<std::string> DecodeComponents(std::string_view path) {
   return components;
 }
 
+// By a header of the client's, or by the web server that has asked for a password itself and keeps
+// it from others.
+bool IsPersonal(char** variables) {
+  for (const char* name : {"HTTP_AUTHORIZATION", "HTTP_COOKIE", "AUTH_TYPE", "REMOTE_USER"}) {
+    if (!Variable(variables, name).empty()) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 Request ReadRequest(char** variables) {
   std::string_view address = Variable(variables, "REQUEST_URI");
   if (address.empty()) throw Problem(500, "The web server does not pass REQUEST_URI on.");
-  address = WithoutHost(address);
 
   Request request;
+  for (const std::string_view host : {Variable(variables, "HTTP_HOST"), TakeHost(&address)}) {
+    if (!host.empty()) request.hosts.emplace_back(host);
+  }
   request.variables = variables;
+  request.is_personal = IsPersonal(variables);
   request.method = Variable(variables, "REQUEST_METHOD");
   const size_t question = address.find('?');
   if (question != std::string_view::npos) request.query = address.substr(question + 1);

@@ -11,10 +11,12 @@ enum class Route { kThumb, kAlbum, kHealth, kNone };
 // What a client asks for.
 struct Request {
   std::string method;
+  std::vector<std::string> hosts;  // that it is for, by its header and its address
   Route route = Route::kNone;
   std::string base;               // what precedes the route in the address, as it was sent
   std::vector<std::string> path;  // the components behind the route, decoded; maybe an empty last
   std::string query;              // as it was sent
+  bool is_personal = false;       // who asks is said, so that the answer may not be for others
   char** variables = nullptr;     // of CGI, as an environment
 
   bool IsHead() const { return method == "HEAD"; }

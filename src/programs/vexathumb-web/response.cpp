@@ -18,6 +18,8 @@ std::string Title(int status) {
       return "Method Not Allowed";
     case 415:
       return "Unsupported Media Type";
+    case 421:
+      return "Misdirected Request";
     case 503:
       return "Service Unavailable";
     default:
@@ -41,9 +43,10 @@ void Send(std::string head, const nlohmann::ordered_json& document, bool is_head
 
 }  // namespace
 
-void SendJson(const nlohmann::ordered_json& document, bool is_head) {
-  Send(Header("Content-Type", "application/json") + Header("Cache-Control", "no-cache"), document,
-       is_head);
+void SendJson(const nlohmann::ordered_json& document, const Request& request) {
+  const char* const caching = request.is_personal ? "private, no-cache" : "no-cache";
+  Send(Header("Content-Type", "application/json") + Header("Cache-Control", caching), document,
+       request.IsHead());
 }
 
 void SendProblem(const Problem& problem, bool is_head) {

@@ -379,6 +379,31 @@ TEST_P(Site, ProtectsPicturesListingsAndProblems) {
   }
 }
 
+// A page of somebody else's whose name leads here asks by that name.
+TEST_P(Site, AnswersByNoOtherName) {
+  const WebSite& site = SiteOn(GetParam());
+  for (const char* address :
+       {"/thumb/photos/photo.jpg?size=small", "/album/photos/", "/health", "/thumb/none"}) {
+    SCOPED_TRACE(address);
+    const HttpResponse response = site.Get(address, {"GET", {"Host: evil.example"}});
+    EXPECT_EQ(response.status, 421);
+    EXPECT_EQ(response.Header("content-type"), "application/problem+json");
+    EXPECT_NE(site.Get(address, {"GET", {"Host: LocalHost:8080"}}).status, 421);
+  }
+}
+
+TEST_P(Site, KeepsAPersonsAnswersFromSharedCaches) {
+  const WebSite& site = SiteOn(GetParam());
+  for (const char* header : {"Authorization: Basic eDp5", "Cookie: session=1"}) {
+    SCOPED_TRACE(header);
+    EXPECT_EQ(
+        site.Get("/thumb/photos/photo.jpg?size=small", {"GET", {header}}).Header("cache-control"),
+        "private, max-age=300, must-revalidate");
+    EXPECT_EQ(site.Get("/album/photos/", {"GET", {header}}).Header("cache-control"),
+              "private, no-cache");
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(, Site, testing::ValuesIn(kHosts), kit::CaseName());
 
 }  // namespace

@@ -28,6 +28,8 @@ std::vector<Process> AllProcesses() {
     if (name_end == std::string::npos) continue;
     Process process = {};
     process.pid = std::stoi(text);
+    const size_t name = text.find('(') + 1;
+    process.name = text.substr(name, name_end - name);
     process.state = text.at(name_end + 2);
     process.parent = std::stoi(text.substr(name_end + 4));
     processes.push_back(process);

@@ -19,6 +19,7 @@ void EndProgram(pid_t child);
 struct Process {
   pid_t pid;
   pid_t parent;
+  std::string name;
   char state;  // as /proc has it: 'Z' is one that nobody has waited for
 };
 

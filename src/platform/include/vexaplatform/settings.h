@@ -43,6 +43,8 @@ struct UriMapping {
 struct HttpSettings {
   HttpDelivery delivery = HttpDelivery::kSelf;
   std::vector<UriMapping> map;  // for kXAccelRedirect; the file's order
+  // By which clients reach the web server, without ports; "*" is any.
+  std::vector<std::string> hosts = {"localhost", "127.0.0.1", "[::1]"};
 };
 
 // How external tools are run.

@@ -79,6 +79,14 @@ TEST(ProgramSettings, MapAnyNumberOfFolders) {
   EXPECT_EQ(settings.http.map[2].uri, "/all");
 }
 
+TEST(ProgramSettings, NameHosts) {
+  EXPECT_EQ(Read("").http.hosts, (std::vector<std::string>{"localhost", "127.0.0.1", "[::1]"}));
+  const Settings settings = Read("[http]\nhosts = nas.example  192.168.1.2 [fd00::2]\n");
+  EXPECT_EQ(settings.error, "");
+  EXPECT_EQ(settings.http.hosts,
+            (std::vector<std::string>{"nas.example", "192.168.1.2", "[fd00::2]"}));
+}
+
 TEST(ProgramSettings, SetLimitsOfTools) {
   const Settings settings = Read(
       "[tools]\nconfinement = no\ntemp_dir = /srv/tmp/\n[tool convert]\naddress_space = 2000\n"
@@ -132,6 +140,11 @@ INSTANTIATE_TEST_SUITE_P(
                "2: builders is \"\", not a number from 0 to 1024"},
         Broken{"QualityZero", "[service]\nquality = 0\n",
                "2: quality is \"0\", not a number from 1 to 100"},
+        Broken{"NoHost", "[http]\nhosts =\n",
+               "2: hosts is \"\", not names of hosts without ports, with spaces between them"},
+        Broken{"HostWithItsPort", "[http]\nhosts = nas nas:80\n",
+               "2: hosts is \"nas nas:80\", not names of hosts without ports, with spaces between "
+               "them"},
         Broken{"OddAnswer", "[service]\nquality = 7\ncompaction = on\n",
                "3: compaction is \"on\", not yes or no"},
         Broken{"UnknownServiceKey", "[service]\nbuilder = 1\n",

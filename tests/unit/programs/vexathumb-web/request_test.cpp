@@ -19,6 +19,22 @@ Request Read(std::vector<std::string> variables) {
   return ReadRequest(entries.data());
 }
 
+TEST(RequestFor, TellsForWhichHostsItIs) {
+  EXPECT_THAT(Read({"REQUEST_URI=/album"}).hosts, testing::IsEmpty());
+  EXPECT_THAT(Read({"REQUEST_URI=/album", "HTTP_HOST=one:80"}).hosts,
+              testing::ElementsAre("one:80"));
+  EXPECT_THAT(Read({"REQUEST_URI=http://two:81/album?a=b", "HTTP_HOST=one"}).hosts,
+              testing::ElementsAre("one", "two:81"));
+}
+
+TEST(RequestFor, TellsWhetherItIsSomebodysOwn) {
+  EXPECT_FALSE(Read({"REQUEST_URI=/album", "HTTP_ACCEPT=a", "REMOTE_USER="}).is_personal);
+  for (const char* variable :
+       {"HTTP_AUTHORIZATION=Basic eDp5", "HTTP_COOKIE=a=b", "AUTH_TYPE=Basic", "REMOTE_USER=me"}) {
+    EXPECT_TRUE(Read({"REQUEST_URI=/album", variable}).is_personal) << variable;
+  }
+}
+
 struct Address {
   const char* name;
   std::string uri;
