@@ -133,6 +133,29 @@ TEST_F(StoreCare, StatCountsWhatIsStored) {
   EXPECT_THAT(table.out, HasSubstr("1 store directory has lost the source: 1 file, "));
 }
 
+TEST_F(StoreCare, FreeBoxesAreToldAndMakeRoom) {
+  album_.WriteSettings("[service]\nfree_box_store_space = 1\nlock_dir = " + album_.Aside("locks") +
+                       "\n");
+  for (const char* box : {"1x1", "2x2", "3x3", "4x4"}) {
+    kit::WriteFile(album_.Stored("a.jpg", "VEXAFILE_THUMB_" + std::string(box) + ".jpg"),
+                   std::string(400'000, 'x'));
+  }
+  const Json before = album_.Run({"stat", "--json", album_.pictures()}).json()["free_boxes"];
+  EXPECT_EQ(before["files"], 4);
+  EXPECT_EQ(before["bytes"], 1'600'000);
+  EXPECT_EQ(before["limit"], 1 << 20);
+  EXPECT_THAT(album_.Run({"stat", album_.pictures()}).out,
+              HasSubstr("\nFree boxes and avatars: 4 files, "));
+  EXPECT_THAT(album_.Run({"clean", "--dry-run", album_.pictures()}).out,
+              StartsWith("would remove free boxes used longest ago in "));
+  EXPECT_THAT(album_.Run({"clean", album_.pictures()}).out,
+              StartsWith("removed free boxes used longest ago in "));
+  const Json after = album_.Run({"stat", "--json", album_.pictures()}).json()["free_boxes"];
+  EXPECT_EQ(after["files"], 1);
+  EXPECT_TRUE(fs::exists(Thumbnail("a.jpg")));
+  EXPECT_EQ(album_.Run({"clean", album_.pictures()}).out, "Nothing to clean\n");
+}
+
 TEST_F(StoreCare, StatFollowsASourceThatIsALink) {
   fs::rename(album_ / "b.jpg", album_.Aside("elsewhere.jpg"));
   fs::create_symlink(album_.Aside("elsewhere.jpg"), album_ / "b.jpg");

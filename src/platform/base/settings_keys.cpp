@@ -174,6 +174,8 @@ const std::vector<SettingsKey>& Keys() {
       {"service", "compaction", YesNo(&ServiceSettings::compaction)},
       {"service", "quality", Number(&ServiceSettings::quality, 1, 100)},
       {"service", "free_boxes", Number(&ServiceSettings::free_boxes, 0, 1000)},
+      {"service", "free_box_space", Number(&ServiceSettings::free_box_space, 1, kMost)},
+      {"service", "free_box_store_space", Number(&ServiceSettings::free_box_store_space, 1, kMost)},
 
       {"http", "delivery",
        OneOf(&HttpSettings::delivery, {{"self", HttpDelivery::kSelf},

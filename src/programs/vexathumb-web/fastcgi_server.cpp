@@ -115,6 +115,7 @@ int ServeFastCgi(int socket) {
       if (stream) AnswerRequest(request.envp);
     }
     FCGX_Finish_r(&request);
+    EvictNotedFreeBoxes();
     SweepLeftoversHourly();
     BeCounted();
   }

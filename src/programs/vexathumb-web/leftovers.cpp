@@ -2,16 +2,28 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <ctime>
 #include <string>
+#include <utility>
 
 #include "service/base/lock_file.h"
+#include "service/store/free_boxes.h"
 #include "service/store/sweeping.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::web {
+namespace {
+
+// Empty for none.
+std::string& ShareToLookAt() {
+  static std::string share;
+  return share;
+}
+
+}  // namespace
 
 void SweepLeftoversHourly() noexcept try {
   constexpr time_t kHour = 3600;
@@ -33,6 +45,29 @@ void SweepLeftoversHourly() noexcept try {
   service::SweepTemporaryDirectories();
 } catch (...) {
   return;  // the next one tries again
+}
+
+void NoteFreeBoxes(const std::string& share, uint64_t bytes) {
+  const auto settings = vexaplatform::CurrentSettings();
+  const uint64_t most = service::FreeBoxLimitsFrom(settings->service).bytes_of_store;
+  if (bytes > most) ShareToLookAt() = share;
+}
+
+void EvictNotedFreeBoxes() noexcept try {
+  const std::string share = std::exchange(ShareToLookAt(), "");
+  if (share.empty()) return;
+  const vexaplatform::ServiceSettings service = vexaplatform::CurrentSettings()->service;
+  service::LockFile only_one(service.lock_dir, "free-boxes");
+  if (!only_one.TryLock()) return;  // what is stored after that is noted again
+  bool is_whole = true;
+  const auto eviction =
+      service::EvictFreeBoxesBelow(share, service::FreeBoxLimitsFrom(service), false,
+                                   [&is_whole](const auto&, const auto&) { is_whole = false; });
+  service::FreeBoxTally(service.lock_dir, share)
+      .Set(eviction.before.bytes - eviction.removed.bytes);
+  if (!is_whole) syslog(LOG_WARNING, "some free boxes of a share cannot be counted");
+} catch (...) {
+  return;  // the next that is stored is noted again
 }
 
 }  // namespace vexathumb::web

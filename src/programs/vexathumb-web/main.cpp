@@ -23,6 +23,7 @@ int main() {
     return 2;
   }
   vexathumb::web::AnswerRequest(environ);
+  vexathumb::web::EvictNotedFreeBoxes();
   vexathumb::web::SweepLeftoversHourly();
   return EXIT_SUCCESS;
 }

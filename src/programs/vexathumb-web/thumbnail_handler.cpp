@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "programs/vexathumb-web/leftovers.h"
 #include "programs/vexathumb-web/picture_sender.h"
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/shared_file.h"
@@ -77,7 +78,10 @@ void SendThumbnail(const Request& request, const vexaplatform::Settings& setting
   asked.source = source.file.path;
   asked.found = source.file.status;
   asked.any_share = asked.any_share || source.share.indexed;
-  const service::Thumbnail thumbnail = service::ObtainThumbnail(asked, OptionsFrom(settings));
+  service::ObtainOptions options = OptionsFrom(settings);
+  options.free_box_store = source.share.path;
+  const service::Thumbnail thumbnail = service::ObtainThumbnail(asked, options);
+  NoteFreeBoxes(source.share.path, thumbnail.free_box_bytes);
   if (thumbnail.outcome != Outcome::kPicture) throw ProblemOf(thumbnail);
   std::optional<vexaplatform::ExpectedFile> expected;
   // What was made for this request has a name that nobody knows.

@@ -10,6 +10,7 @@
 #include "programs/vexathumb/report.h"
 #include "service/base/source_path.h"
 #include "service/store/cleaning.h"
+#include "service/store/free_boxes.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::program {
@@ -52,6 +53,20 @@ class CleanReport {
                {why.text + ", " + Counted(orphans, "store directory is", "store directories are") +
                     " left alone",
                 why.advice});
+  }
+
+  void Evicted(const std::string& folder, const service::FreeBoxSum& removed) {
+    if (removed.files == 0) return;
+    freed_.files += removed.files;
+    freed_.bytes += removed.bytes;
+    if (options_.json) {
+      PrintJson({{"folder", folder},
+                 {"free_boxes", {{"files", removed.files}, {"bytes", removed.bytes}}}});
+      return;
+    }
+    std::cout << (options_.dry_run ? "would remove " : "removed ")
+              << "free boxes used longest ago in " << ForOutput(folder) << ": "
+              << Counted(removed.files, "file", "files") << ", " << SizeText(removed.bytes) << "\n";
   }
 
   ExitCode Finish() const {
@@ -101,7 +116,14 @@ ExitCode RunClean(const CleanOptions& options) {
   events.on_unreadable = [&](const auto& folder, const auto& cause) {
     named.Unreadable(folder, cause);
   };
-  for (const std::string& path : named.paths()) service::Clean(path, cleaning, events);
+  const auto limits = service::FreeBoxLimitsFrom(vexaplatform::CurrentSettings()->service);
+  for (const std::string& path : named.paths()) {
+    service::Clean(path, cleaning, events);
+    // What cannot be read has been told already.
+    const auto eviction =
+        service::EvictFreeBoxesBelow(path, limits, options.dry_run, [](auto&, auto&) {});
+    report.Evicted(path, eviction.removed);
+  }
   return named.ExitCodeAfter(report.Finish());
 }
 

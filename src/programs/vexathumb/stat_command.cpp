@@ -10,7 +10,9 @@
 #include "programs/vexathumb/named_paths.h"
 #include "programs/vexathumb/quantity.h"
 #include "programs/vexathumb/report.h"
+#include "service/store/free_boxes.h"
 #include "service/store/store_figures.h"
+#include "vexaplatform/settings.h"
 
 namespace vexathumb::program {
 namespace {
@@ -42,6 +44,10 @@ const char* NameOf(StoreOwner owner) {
       break;
   }
   return "other";
+}
+
+uint64_t FreeBoxSpace() {
+  return service::FreeBoxLimitsFrom(vexaplatform::CurrentSettings()->service).bytes_of_store;
 }
 
 // "image/jpeg" as "jpeg".
@@ -86,8 +92,13 @@ void PrintTable(const StoreFigures& figures) {
   std::cout << table.Text() << Counted(figures.directories, "source has", "sources have") << " "
             << Counted(all.files, "file", "files") << ", " << SizeText(all.bytes);
   if (comparable.files > 0) std::cout << "; " << Share(comparable) << " current";
-  std::cout << "\n"
-            << Counted(figures.orphans, "store directory has", "store directories have")
+  std::cout << "\n";
+  if (figures.free_boxes.files > 0) {
+    std::cout << "Free boxes and avatars: " << Counted(figures.free_boxes.files, "file", "files")
+              << ", " << SizeText(figures.free_boxes.bytes) << " of " << SizeText(FreeBoxSpace())
+              << " that a share may have\n";
+  }
+  std::cout << Counted(figures.orphans, "store directory has", "store directories have")
             << " lost the source: " << Counted(figures.in_orphans.files, "file", "files") << ", "
             << SizeText(figures.in_orphans.bytes) << "\n";
 }
@@ -110,6 +121,10 @@ void PrintDocument(const StoreFigures& figures) {
              {"current", comparable.current},
              {"outdated", comparable.files - comparable.current},
              {"kinds", kinds},
+             {"free_boxes",
+              {{"files", figures.free_boxes.files},
+               {"bytes", figures.free_boxes.bytes},
+               {"limit", FreeBoxSpace()}}},
              {"orphans",
               {{"directories", figures.orphans},
                {"files", figures.in_orphans.files},

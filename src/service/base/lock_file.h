@@ -26,6 +26,8 @@ class LockFile {
   void Lock();     // waits; throws std::system_error
   bool TryLock();  // false when another holds it
 
+  int descriptor() const { return fd_.get(); }
+
   // Whether another holds it. Several may ask at once.
   bool IsHeldByAnother();
 

@@ -15,7 +15,7 @@ BuildOptions BuildOptionsFrom(const vexaplatform::ServiceSettings& settings) {
   BuildOptions options;
   options.compaction = settings.compaction;
   options.quality = settings.quality;
-  options.free_boxes = settings.free_boxes;
+  options.free_boxes = FreeBoxLimitsFrom(settings);
   return options;
 }
 

@@ -2,6 +2,7 @@
 #define VEXATHUMB_SERVICE_BUILD_BUILD_SETTINGS_H_
 
 #include "service/store/build_slot.h"
+#include "service/store/free_boxes.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::service {
@@ -16,7 +17,7 @@ enum class OutsideStore {
 struct BuildOptions {
   bool compaction = true;  // re-encode BMP data as JPEG
   int quality = 85;        // of that JPEG, 1 to 100
-  int free_boxes = 16;     // stored at most for one source, avatars included
+  FreeBoxLimits free_boxes;
   OutsideStore outside_store = OutsideStore::kMake;
 };
 

@@ -2,6 +2,7 @@
 #define VEXATHUMB_SERVICE_BUILD_THUMBNAIL_H_
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <utility>
 
@@ -42,6 +43,9 @@ struct Thumbnail {
   int turns_to_come = 0;  // quarter turns clockwise of a stored photo-album thumbnail, 0 to 3: it
                           // is stored once for all turns, and turned on its way out
   bool bmp_data = false;  // under a JPEG's name: the fast JPEG path's, not compacted yet
+
+  // The sum of what its store has of free boxes, where this is one that has come to it.
+  uint64_t free_box_bytes = 0;
 
   // Why there is no picture:
   Cause cause;

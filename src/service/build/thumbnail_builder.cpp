@@ -1,5 +1,6 @@
 #include "service/build/thumbnail_builder.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -102,7 +103,7 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
   const auto made = Make(request, info, entry.path());
   if (!made || !version_.IsCurrent()) return std::nullopt;
   const bool is_kept = options_.outside_store == OutsideStore::kNever ||
-                       !(made->is_oversized || version_.IsFresh() || HasEnoughFreeBoxes(request));
+                       !(made->is_oversized || version_.IsFresh() || IsTooMuch(request, entry));
   const auto facts = info.IsGood() ? std::optional(SourceFacts::Of(info)) : std::nullopt;
   const auto attributes = StoredAttributes(version_.status(), facts);
   if (!is_kept) {
@@ -111,6 +112,7 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
   }
   if (!IsWritten(entry.Commit(attributes))) return std::nullopt;
   if (!request.avatar) series_.KeepAt(stored);
+  if (request.IsOfChosenBox()) EvictFreeBoxes(source_, options_.free_boxes, stored);
   Thumbnail thumbnail;
   thumbnail.path = stored;
   thumbnail.mime = made->mime;
@@ -179,8 +181,12 @@ bool ThumbnailBuilder::MayMakeOutsideStore() const {
   return !CheckStorePlace(source_).volume_fits;
 }
 
-bool ThumbnailBuilder::HasEnoughFreeBoxes(const ThumbnailRequest& request) const {
-  return (request.IsFreeBox() || request.avatar) && CountFreeBoxes(source_) >= options_.free_boxes;
+// Whether it takes more by itself than all free boxes of the source may.
+bool ThumbnailBuilder::IsTooMuch(const ThumbnailRequest& request, const AtomicFile& made) const {
+  if (!request.IsOfChosenBox()) return false;
+  struct stat st = {};
+  return options_.free_boxes.files == 0 || stat(made.path().c_str(), &st) != 0 ||
+         static_cast<uint64_t>(st.st_size) > options_.free_boxes.bytes;
 }
 
 }  // namespace vexathumb::service

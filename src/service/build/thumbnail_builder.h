@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "service/base/atomic_file.h"
 #include "service/build/build_settings.h"
 #include "service/build/size_series.h"
 #include "service/build/thumbnail.h"
@@ -41,7 +42,7 @@ class ThumbnailBuilder {
   bool IsWritten(bool success);
   bool IsStoreAtFault() const;
   bool MayMakeOutsideStore() const;
-  bool HasEnoughFreeBoxes(const ThumbnailRequest& request) const;
+  bool IsTooMuch(const ThumbnailRequest& request, const AtomicFile& made) const;
 
   const std::string source_;
   const SourceVersion& version_;

@@ -28,6 +28,9 @@ struct ThumbnailRequest {
   std::optional<struct stat> found = {};
 
   bool IsFreeBox() const { return label.empty(); }
+
+  // Whether there may be any number of such thumbnails (free_boxes.h).
+  bool IsOfChosenBox() const { return IsFreeBox() || avatar; }
 };
 
 // By the source's name, as the library decides it.

@@ -183,6 +183,7 @@ class Obtaining {
     auto stored = FindStored(request, info, source);
     // What will be compacted is about to be replaced, or deleted by the one who asked for it.
     if (stored && stored->bmp_data && options_.build.compaction) return std::nullopt;
+    if (stored && request.IsOfChosenBox()) NoteFreeBoxUse(stored->path);
     return stored;
   }
 
@@ -206,6 +207,7 @@ class Obtaining {
     Thumbnail thumbnail =
         ThumbnailBuilder(request_.source, *version_, options_.build).Build(request_, info());
     if (thumbnail.outcome == Outcome::kPicture) {
+      Count(&thumbnail);
       RemoveFailureRecord(request_.source, {FormOf(request_), FormOfSize(request_)});
     } else if (options_.use_failure_record) {
       Remember(&thumbnail);
@@ -213,6 +215,15 @@ class Obtaining {
     const bool is_settled =
         thumbnail.outcome == Outcome::kPicture || thumbnail.outcome == Outcome::kMissing;
     return is_settled ? thumbnail : OrStoredSmaller(std::move(thumbnail));
+  }
+
+  void Count(Thumbnail* made) const {
+    struct stat st = {};
+    const bool counts = request_.IsOfChosenBox() && made->owner == Owner::kStore &&
+                        stat(made->path.c_str(), &st) == 0;
+    if (!counts || options_.free_box_store.empty()) return;
+    made->free_box_bytes = FreeBoxTally(options_.lock_directory, options_.free_box_store)
+                               .Add(static_cast<uint64_t>(st.st_size));
   }
 
   void Remember(Thumbnail* none) const {

@@ -20,6 +20,7 @@ struct ObtainOptions {
   std::function<int()> count_workers;
   std::optional<std::chrono::seconds> patience;  // with others' builds; without one, any time
   BuildOptions build;
+  std::string free_box_store;      // whose free boxes are counted (free_boxes.h); empty for none
   bool use_failure_record = true;  // otherwise failures are neither asked for nor recorded
 };
 

@@ -49,6 +49,10 @@ class Counter : public StoreVisitor {
     const std::string path = directory.path() + "/" + entry.name;
     FileCount& count =
         directory.source_gone ? figures_->in_orphans : figures_->kinds[KindOf(path, entry)];
+    if (!directory.source_gone && IsFreeBox(entry.name)) {
+      ++figures_->free_boxes.files;
+      figures_->free_boxes.bytes += static_cast<uint64_t>(entry.status.st_size);
+    }
     ++count.files;
     count.bytes += static_cast<uint64_t>(entry.status.st_size);
     if (source != nullptr && IsCurrentEntry(path, *source)) ++count.current;

@@ -31,6 +31,7 @@ struct StoreFigures {
 
   uint64_t directories = 0;  // of sources that are there
   std::map<Kind, FileCount> kinds;
+  FileCount free_boxes;  // and avatars (free_boxes.h), which are counted among `kinds` too
   uint64_t orphans = 0;  // directories of sources that are gone
   FileCount in_orphans;  // not counted among `kinds`
 };

@@ -5,15 +5,12 @@
 
 #include <cerrno>
 #include <climits>
-#include <filesystem>
-#include <system_error>
 
 #include "common/util/util.h"
 #include "posix/open_beneath.h"
 #include "service/base/machine_error.h"
 #include "service/base/path_name.h"
 #include "service/store/source_mark.h"
-#include "service/store/store_names.h"
 #include "service/store/store_place_check.h"
 #include "vexa/ea.h"
 
@@ -79,17 +76,6 @@ AtomicFile::Attributes StoredAttributes(const struct stat& source,
   const mode_t mode = 0600 | (source.st_mode & 0044);
   return {mode, AtomicFile::Times{{0, 0}, {source.st_mtime, 0}},
           [source, facts](int thumbnail) { MarkSource(thumbnail, source, facts); }};
-}
-
-int CountFreeBoxes(const std::string& source) {
-  int count = 0;
-  const std::string directory = StoreDirectoryOf(source);
-  std::error_code error;
-  std::filesystem::directory_iterator entry(directory, error);
-  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    if (IsFreeBox(entry->path().filename().string())) ++count;
-  }
-  return count;
 }
 
 }  // namespace vexathumb::service

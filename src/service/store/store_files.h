@@ -40,9 +40,6 @@ bool HasStoreRoom(const std::string& source);
 AtomicFile::Attributes StoredAttributes(const struct stat& source,
                                         const std::optional<SourceFacts>& facts = std::nullopt);
 
-// How many of the source's stored thumbnails are for free boxes and avatars.
-int CountFreeBoxes(const std::string& source);
-
 }  // namespace vexathumb::service
 
 #endif  // VEXATHUMB_SERVICE_STORE_STORE_FILES_H_

@@ -27,6 +27,8 @@ TEST(ProgramSettings, HaveDefaults) {
   EXPECT_TRUE(settings.service.compaction);
   EXPECT_EQ(settings.service.quality, 85);
   EXPECT_EQ(settings.service.free_boxes, 16);
+  EXPECT_EQ(settings.service.free_box_space, 32);
+  EXPECT_EQ(settings.service.free_box_store_space, 2048);
   EXPECT_EQ(settings.http.delivery, HttpDelivery::kSelf);
   EXPECT_TRUE(settings.http.map.empty());
 }
@@ -35,7 +37,7 @@ TEST(ProgramSettings, OfTheServiceAreUnderstood) {
   const Settings settings = Read(
       "[service]\nlock_dir = /srv/lock/\nbuilders = 3\nwaiting = 0\npatience = 3600\ncompaction = "
       "no\n"
-      "quality = 100\nfree_boxes = 0\n");
+      "quality = 100\nfree_boxes = 0\nfree_box_space = 5\nfree_box_store_space = 6\n");
   EXPECT_EQ(settings.error, "");
   EXPECT_EQ(settings.service.lock_dir, "/srv/lock");
   EXPECT_EQ(settings.service.builders, 3);
@@ -43,6 +45,8 @@ TEST(ProgramSettings, OfTheServiceAreUnderstood) {
   EXPECT_FALSE(settings.service.compaction);
   EXPECT_EQ(settings.service.quality, 100);
   EXPECT_EQ(settings.service.free_boxes, 0);
+  EXPECT_EQ(settings.service.free_box_space, 5);
+  EXPECT_EQ(settings.service.free_box_store_space, 6);
 }
 
 struct Delivery {

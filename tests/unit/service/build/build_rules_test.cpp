@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include "common/util/util.h"
 #include "kit/case_name.h"
@@ -11,7 +13,9 @@
 #include "kit/pictures/pixels.h"
 #include "service/build/thumbnail_builder.h"
 #include "service/picture/content_type.h"
+#include "service/store/free_boxes.h"
 #include "service/store/store_files.h"
+#include "service/store/store_names.h"
 #include "unit/service/service_test.h"
 
 namespace vexathumb::service {
@@ -199,10 +203,32 @@ class FreeBoxLimitTest : public BuildRulesTest, public testing::WithParamInterfa
  protected:
   FreeBoxLimitTest() { WritePhoto(source_, {800, 600}); }
 
+  // "1x1", "2x1" and so on, each used later than the one before.
   void StoreBoxes(int count) const {
+    struct timespec last = {};
     for (int i = 1; i <= count; ++i) {
-      WriteStored(source_, "VEXAFILE_THUMB_" + std::to_string(i) + "x1.jpg", "box");
+      const std::string path = StorePath(source_, BoxNamed(i));
+      WriteStored(source_, BoxNamed(i), "box");
+      const auto is_later = [&] {
+        const struct timespec now = StatusOf(path).st_ctim;
+        return std::pair(now.tv_sec, now.tv_nsec) > std::pair(last.tv_sec, last.tv_nsec);
+      };
+      while (!is_later()) chmod(path.c_str(), 0600);
+      last = StatusOf(path).st_ctim;
     }
+  }
+
+  static std::string BoxNamed(int number) {
+    return "VEXAFILE_THUMB_" + std::to_string(number) + "x1.jpg";
+  }
+
+  bool IsThere(int number) const {
+    return std::filesystem::exists(StorePath(source_, BoxNamed(number)));
+  }
+
+  int Boxes() const {
+    const auto names = Stored(source_);
+    return static_cast<int>(std::count_if(names.begin(), names.end(), IsFreeBox));
   }
 };
 
@@ -210,26 +236,57 @@ TEST_P(FreeBoxLimitTest, SixteenAreStored) {
   StoreBoxes(15);
   const auto picture = Build(GetParam().request(source_));
   ASSERT_TRUE(picture);
-  EXPECT_NE(picture->owner, Owner::kCaller);
+  EXPECT_EQ(picture->owner, Owner::kStore);
   EXPECT_TRUE(std::filesystem::exists(picture->path));
+  EXPECT_EQ(Boxes(), GetParam().counts ? 16 : 15);
 }
 
-TEST_P(FreeBoxLimitTest, TheSeventeenthIsThrownAway) {
+// Whoever asks for any number of them shuts nobody out.
+TEST_P(FreeBoxLimitTest, TheSeventeenthTakesThePlaceOfTheOneUsedLongestAgo) {
   StoreBoxes(16);
   const auto picture = Build(GetParam().request(source_));
   ASSERT_TRUE(picture);
-  EXPECT_EQ(picture->owner == Owner::kCaller, GetParam().counts);
-  EXPECT_EQ(CountFreeBoxes(source_), 16);
+  EXPECT_EQ(picture->owner, Owner::kStore);
   EXPECT_EQ(kit::Examine(picture->path).format, "JPEG");
   EXPECT_THAT(kit::ReadFile(picture->path), Not(HasSubstr("box")));
-  EXPECT_EQ(std::filesystem::path(picture->path).filename().string().rfind("VEXATHUMBTMP_", 0) == 0,
-            GetParam().counts);
+  EXPECT_EQ(Boxes(), 16);
+  EXPECT_EQ(IsThere(1), !GetParam().counts);
+  EXPECT_TRUE(IsThere(2));
+}
+
+TEST_P(FreeBoxLimitTest, OneThatIsUsedStays) {
+  StoreBoxes(16);
+  machine_.clock_ahead = 2 * 24 * 3600;
+  NoteFreeBoxUse(StorePath(source_, BoxNamed(1)));
+  machine_.clock_ahead = 0;
+  ASSERT_TRUE(Build(GetParam().request(source_)));
+  EXPECT_TRUE(IsThere(1));
+  EXPECT_EQ(IsThere(2), !GetParam().counts);
+}
+
+TEST_P(FreeBoxLimitTest, TheirBytesAreLimited) {
+  StoreBoxes(10);
+  options_.build.free_boxes.bytes = 100'000;
+  kit::WriteFile(StorePath(source_, BoxNamed(1)), std::string(99'900, 'x'));
+  const auto picture = Build(GetParam().request(source_));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->owner, Owner::kStore);
+  EXPECT_EQ(IsThere(1), !GetParam().counts);
+}
+
+TEST_P(FreeBoxLimitTest, OneThatTakesMoreThanAllMayIsThrownAway) {
+  StoreBoxes(3);
+  options_.build.free_boxes.bytes = 100;
+  const auto picture = Build(GetParam().request(source_));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->owner == Owner::kCaller, GetParam().counts);
+  EXPECT_EQ(Boxes(), 3);
 }
 
 TEST_P(FreeBoxLimitTest, TheLimitIsASetting) {
-  options_.build.free_boxes = 0;
+  options_.build.free_boxes.files = 0;
   EXPECT_EQ(Build(GetParam().request(source_))->owner == Owner::kCaller, GetParam().counts);
-  EXPECT_EQ(CountFreeBoxes(source_), 0);
+  EXPECT_EQ(Boxes(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(

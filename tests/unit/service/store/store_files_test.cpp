@@ -161,40 +161,5 @@ TEST_F(StoreFilesTest, ALinkInThePlaceOfTheStoreIsAnObstacle) {
   EXPECT_THAT(NamesIn(elsewhere_ / "a.jpg"), IsEmpty());
 }
 
-struct BoxNameCase {
-  const char* name;
-  const char* entry;
-  int count;
-};
-
-class CountFreeBoxesTest : public StoreFilesTest,
-                           public testing::WithParamInterface<BoxNameCase> {};
-
-TEST_P(CountFreeBoxesTest, GoesByTheName) {
-  WriteStored(source_, GetParam().entry, "");
-  EXPECT_EQ(CountFreeBoxes(source_), GetParam().count);
-}
-
-INSTANTIATE_TEST_SUITE_P(Names, CountFreeBoxesTest,
-                         testing::Values(BoxNameCase{"Box", "VEXAFILE_THUMB_320x240.jpg", 1},
-                                         BoxNameCase{"Turned", "VEXAFILE_THUMB_3x2_r3.png", 1},
-                                         BoxNameCase{"TurnedBack", "VEXAFILE_THUMB_3x2_r-1.gif", 1},
-                                         BoxNameCase{"Avatar", "VEXAAVATAR_96x96.jpg", 1},
-                                         BoxNameCase{"TurnedAvatar", "VEXAAVATAR_9x9_r1.png", 1},
-                                         BoxNameCase{"NamedSize", "VEXAFILE_THUMB_B.jpg", 0},
-                                         BoxNameCase{"PhotoAlbum", "VEXAPHOTO_THUMB_B.jpg", 0},
-                                         BoxNameCase{"Temporary", "VEXAFILE_THUMB_3x2.jpg_1_2", 0},
-                                         BoxNameCase{"Failure", "VEXATHUMB_FAILURE.json", 0}),
-                         CaseName());
-
-TEST_F(StoreFilesTest, FreeBoxesAreCountedTogether) {
-  EXPECT_EQ(CountFreeBoxes(source_), 0);
-  for (int i = 1; i <= 5; ++i) {
-    WriteStored(source_, "VEXAFILE_THUMB_" + std::to_string(i) + "x9.jpg", "");
-    WriteStored(source_, "VEXAAVATAR_" + std::to_string(i) + "x9.jpg", "");
-  }
-  EXPECT_EQ(CountFreeBoxes(source_), 10);
-}
-
 }  // namespace
 }  // namespace vexathumb::service
