@@ -59,12 +59,14 @@ void EvictNotedFreeBoxes() noexcept try {
   const vexaplatform::ServiceSettings service = vexaplatform::CurrentSettings()->service;
   service::LockFile only_one(service.lock_dir, "free-boxes");
   if (!only_one.TryLock()) return;  // what is stored after that is noted again
+  const service::FreeBoxLimits limits = service::FreeBoxLimitsFrom(service);
   bool is_whole = true;
-  const auto eviction =
-      service::EvictFreeBoxesBelow(share, service::FreeBoxLimitsFrom(service), false,
-                                   [&is_whole](const auto&, const auto&) { is_whole = false; });
+  const auto eviction = service::EvictFreeBoxesBelow(
+      share, limits, false, [&is_whole](const auto&, const auto&) { is_whole = false; });
+  const uint64_t left = eviction.before.bytes - eviction.removed.bytes;
+  // What cannot be removed is not to be looked at for every box that is stored.
   service::FreeBoxTally(service.lock_dir, share)
-      .Set(eviction.before.bytes - eviction.removed.bytes);
+      .Set(left <= limits.bytes_of_store ? left : limits.bytes_of_store / 4 * 3);
   if (!is_whole) syslog(LOG_WARNING, "some free boxes of a share cannot be counted");
 } catch (...) {
   return;  // the next that is stored is noted again

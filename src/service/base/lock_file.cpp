@@ -49,7 +49,7 @@ void MakeFolder(const std::string& path) {
 
 // Below one in which others may have been first.
 std::string OwnFolderIn(const std::string& directory) {
-  const std::string own = directory + "/user." + std::to_string(geteuid());
+  std::string own = directory + "/user." + std::to_string(geteuid());
   struct stat st = {};
   if (lstat(own.c_str(), &st) != 0) {
     mkdir(own.c_str(), 0700);

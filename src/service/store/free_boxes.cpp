@@ -21,7 +21,7 @@ namespace vexathumb::service {
 namespace {
 
 // Seconds: with the status the tag changes, by which browsers know what they have.
-constexpr time_t kBetweenNotes = 24 * 60 * 60;
+constexpr time_t kBetweenNotes = time_t{24} * 60 * 60;
 
 bool IsStoredFreeBox(const FolderEntry& entry) {
   return S_ISREG(entry.status.st_mode) && IsFreeBox(entry.name);
