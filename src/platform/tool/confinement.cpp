@@ -10,7 +10,7 @@ namespace vexaplatform {
 Confinement AskConfinement() {
   const auto settings = CurrentSettings();
   return {settings->tools.confinement, LandlockVersion(),
-          HasSeccomp() && !ToolFilter(ModeChanges::kDenied).empty(), ToolPolicyFolder(),
+          HasSeccomp() && !ToolFilter(Tool::kOther).empty(), ToolPolicyFolder(),
           settings->tools.temp_dir};
 }
 

@@ -1,7 +1,6 @@
 #include "platform/tool/seccomp_filter.h"
 
 #include <linux/seccomp.h>
-#include <sched.h>
 #include <seccomp.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -11,66 +10,13 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/tool/allowed_calls.h"
 #include "posix/unique_fd.h"
 
 namespace vexaplatform {
 namespace {
 
 using vexathumb::posix::UniqueFd;
-
-// Not EPERM for these: libraries then go another way, for threads and for their input and output.
-constexpr int kAbsentCalls[] = {SCMP_SYS(clone3), SCMP_SYS(io_uring_setup)};
-
-constexpr int kDeniedCalls[] = {
-    // sockets
-    SCMP_SYS(socket), SCMP_SYS(socketpair), SCMP_SYS(connect), SCMP_SYS(bind), SCMP_SYS(listen),
-    SCMP_SYS(accept), SCMP_SYS(accept4), SCMP_SYS(io_uring_enter), SCMP_SYS(io_uring_register),
-    // signals to anybody
-    SCMP_SYS(kill), SCMP_SYS(tkill), SCMP_SYS(tgkill), SCMP_SYS(rt_sigqueueinfo),
-    SCMP_SYS(rt_tgsigqueueinfo), SCMP_SYS(pidfd_open), SCMP_SYS(pidfd_send_signal),
-    SCMP_SYS(pidfd_getfd),
-    // processes, its own group and session, others' memory
-    SCMP_SYS(fork), SCMP_SYS(vfork), SCMP_SYS(setpgid), SCMP_SYS(setsid), SCMP_SYS(ptrace),
-    SCMP_SYS(process_vm_readv), SCMP_SYS(process_vm_writev), SCMP_SYS(kcmp),
-    SCMP_SYS(sched_setscheduler), SCMP_SYS(sched_setparam), SCMP_SYS(sched_setattr),
-    SCMP_SYS(setpriority), SCMP_SYS(ioprio_set),
-    // the kernel's other facilities
-    SCMP_SYS(mount), SCMP_SYS(umount2), SCMP_SYS(pivot_root), SCMP_SYS(chroot), SCMP_SYS(unshare),
-    SCMP_SYS(setns), SCMP_SYS(open_tree), SCMP_SYS(move_mount), SCMP_SYS(fsopen), SCMP_SYS(fsmount),
-    SCMP_SYS(mount_setattr), SCMP_SYS(bpf), SCMP_SYS(perf_event_open), SCMP_SYS(userfaultfd),
-    SCMP_SYS(keyctl), SCMP_SYS(add_key), SCMP_SYS(request_key), SCMP_SYS(mknod), SCMP_SYS(mknodat),
-    SCMP_SYS(name_to_handle_at), SCMP_SYS(open_by_handle_at), SCMP_SYS(msgget), SCMP_SYS(semget),
-    SCMP_SYS(shmget), SCMP_SYS(mq_open), SCMP_SYS(init_module), SCMP_SYS(finit_module),
-    SCMP_SYS(delete_module), SCMP_SYS(kexec_load), SCMP_SYS(reboot), SCMP_SYS(swapon),
-    SCMP_SYS(swapoff)};
-
-constexpr int kFchmodat2 = 452;  // newer than the library's names
-constexpr int kModeCalls[] = {
-    SCMP_SYS(chmod),        SCMP_SYS(fchmod),      SCMP_SYS(fchmodat),  kFchmodat2,
-    SCMP_SYS(chown),        SCMP_SYS(fchown),      SCMP_SYS(lchown),    SCMP_SYS(fchownat),
-    SCMP_SYS(setxattr),     SCMP_SYS(fsetxattr),   SCMP_SYS(lsetxattr), SCMP_SYS(removexattr),
-    SCMP_SYS(fremovexattr), SCMP_SYS(lremovexattr)};
-
-template <size_t size>
-int Deny(scmp_filter_ctx context, const int (&calls)[size], uint32_t error) {
-  for (const int call : calls) {
-    if (seccomp_rule_add(context, SCMP_ACT_ERRNO(error), call, 0) != 0) return -1;
-  }
-  return 0;
-}
-
-int DenyAll(scmp_filter_ctx context, ModeChanges changes) {
-  if (Deny(context, kAbsentCalls, ENOSYS) != 0 || Deny(context, kDeniedCalls, EPERM) != 0)
-    return -1;
-  if (changes == ModeChanges::kDenied && Deny(context, kModeCalls, EPERM) != 0) return -1;
-  // Threads are no processes, and limits may be asked, but not those of others.
-  if (seccomp_rule_add(context, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(clone), 1,
-                       SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0)) != 0) {
-    return -1;
-  }
-  return seccomp_rule_add(context, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(prlimit64), 1,
-                          SCMP_A0(SCMP_CMP_NE, 0));
-}
 
 std::vector<sock_filter> Export(scmp_filter_ctx context) {
   const UniqueFd file(memfd_create("filter", MFD_CLOEXEC));
@@ -82,10 +28,10 @@ std::vector<sock_filter> Export(scmp_filter_ctx context) {
              : std::vector<sock_filter>();
 }
 
-std::vector<sock_filter> MakeFilter(ModeChanges changes) {
-  const std::unique_ptr<void, void (*)(scmp_filter_ctx)> context(seccomp_init(SCMP_ACT_ALLOW),
-                                                                 &seccomp_release);
-  if (context == nullptr || DenyAll(context.get(), changes) != 0) return {};
+std::vector<sock_filter> MakeFilter(Tool tool) {
+  const std::unique_ptr<void, void (*)(scmp_filter_ctx)> context(
+      seccomp_init(SCMP_ACT_ERRNO(EPERM)), &seccomp_release);
+  if (context == nullptr || AllowCalls(context.get(), tool) != 0) return {};
   seccomp_attr_set(context.get(), SCMP_FLTATR_CTL_OPTIMIZE, 2);  // a search tree
   return Export(context.get());
 }
@@ -97,10 +43,12 @@ bool HasSeccomp() {
   return syscall(SYS_seccomp, SECCOMP_GET_ACTION_AVAIL, 0, &action) == 0;
 }
 
-const std::vector<sock_filter>& ToolFilter(ModeChanges changes) {
-  static const std::vector<sock_filter> denied = MakeFilter(ModeChanges::kDenied);
-  static const std::vector<sock_filter> allowed = MakeFilter(ModeChanges::kAllowed);
-  return changes == ModeChanges::kDenied ? denied : allowed;
+const std::vector<sock_filter>& ToolFilter(Tool tool) {
+  static const std::vector<sock_filter> convert = MakeFilter(Tool::kConvert);
+  static const std::vector<sock_filter> mv = MakeFilter(Tool::kMv);
+  static const std::vector<sock_filter> others = MakeFilter(Tool::kOther);
+  if (tool == Tool::kConvert) return convert;
+  return tool == Tool::kMv ? mv : others;
 }
 
 int EnterFilter(const std::vector<sock_filter>& filter) {

@@ -5,18 +5,18 @@
 
 #include <vector>
 
+#include "platform/tool/tool_paths.h"
+
 namespace vexaplatform {
 
 // Whether the kernel filters system calls for whoever asks.
 bool HasSeccomp();
 
-enum class ModeChanges { kDenied, kAllowed };
-
-// The filter for a tool: it makes no socket, starts no other process, signals nobody, leaves its
-// process group and session as they are, and touches neither the kernel's other facilities nor, if
-// so told, the mode, owner and attributes of a file. Empty where it cannot be made. Throws
-// std::bad_alloc only.
-const std::vector<sock_filter>& ToolFilter(ModeChanges changes);
+// The filter for a tool: a list of what it is allowed, and all else fails with EPERM. It makes no
+// socket, starts no process, signals nobody, holds no memory but its own, changes no limit, no
+// schedule and, but for mv, no mode, owner, time or attribute of a file. Empty where it cannot be
+// made. Throws std::bad_alloc only.
+const std::vector<sock_filter>& ToolFilter(Tool tool);
 
 // Puts the calling thread, which must have renounced new privileges, and what it executes under the
 // filter. 0, or -1 with errno. Allocates no memory.

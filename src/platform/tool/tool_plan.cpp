@@ -68,10 +68,7 @@ void AllowPaths(ToolPlan* plan) {
 void Confine(ToolPlan* plan) {
   ToolOrder& order = plan->order;
   order.confined = true;
-  if (HasSeccomp()) {
-    order.filter =
-        ToolFilter(plan->tool == Tool::kMv ? ModeChanges::kAllowed : ModeChanges::kDenied);
-  }
+  if (HasSeccomp()) order.filter = ToolFilter(plan->tool);
   if (plan->paths.understood && LandlockVersion() > 0) AllowPaths(plan);
 }
 

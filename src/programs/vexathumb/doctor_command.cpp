@@ -26,8 +26,9 @@ const char* LevelText(Level level) {
 
 std::vector<Finding> AllFindings(const std::string& folder) {
   std::vector<Finding> all = CheckTools();
-  for (const auto& findings : {CheckFormats(), CheckStore(folder), CheckSettings(),
-                               CheckConfinement(), CheckSurroundings()}) {
+  for (const auto& findings :
+       {CheckFormats(), CheckStore(folder), CheckSettings(),
+        CheckConfinement(vexaplatform::AskConfinement()), CheckSurroundings()}) {
     all.insert(all.end(), findings.begin(), findings.end());
   }
   return all;

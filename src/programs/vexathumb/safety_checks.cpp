@@ -5,42 +5,67 @@
 
 #include <fstream>
 #include <sstream>
-
-#include "vexaplatform/confinement.h"
+#include <string>
 
 namespace vexathumb::program {
 namespace {
 
-constexpr int kLandlockWithTruncation = 3;
+using vexaplatform::Confinement;
 
-Finding CheckLandlock(const vexaplatform::Confinement& confinement) {
-  const std::string version = std::to_string(confinement.landlock);
+// The first versions of Landlock that know of them.
+constexpr int kLandlockWithTruncation = 3;
+constexpr int kLandlockWithSignals = 6;
+
+Finding CheckLandlock(const Confinement& confinement) {
   if (confinement.landlock == 0) {
     return {Level::kWarn, "Landlock", "not in this kernel: a tool can open whatever its user can",
             "run a kernel with Landlock, 5.13 or newer"};
   }
-  if (confinement.landlock < kLandlockWithTruncation) {
-    return {Level::kOk, "Landlock",
-            "version " + version + ": tools open their own files only, truncation aside", ""};
-  }
-  return {Level::kOk, "Landlock", "version " + version + ": tools open their own files only", ""};
+  return {Level::kOk, "Landlock",
+          "version " + std::to_string(confinement.landlock) + ": tools open their own files only",
+          ""};
 }
 
-Finding CheckSeccomp(const vexaplatform::Confinement& confinement) {
+Finding CheckSeccomp(const Confinement& confinement) {
   if (confinement.seccomp) {
-    return {Level::kOk, "seccomp", "tools get no sockets, processes, signals or modes", ""};
+    return {Level::kOk, "seccomp", "tools make the system calls of a list only", ""};
   }
-  return {Level::kWarn, "seccomp", "not in this kernel: a tool can make sockets and processes",
+  return {Level::kWarn, "seccomp",
+          "not in this kernel: a tool can make sockets and processes, and change the dates, modes "
+          "and attributes of files",
           "run a kernel with seccomp filters"};
 }
 
-Finding CheckPolicy(const vexaplatform::Confinement& confinement) {
+// By the list of calls alone where this Landlock does not know of it, if it `can` be so.
+Finding CheckKnown(const Confinement& confinement, int version, bool can,
+                   const std::string& subject, const std::string& what) {
+  const bool is_known = confinement.landlock >= version;
+  if (is_known) return {Level::kOk, subject, what + ", by Landlock", ""};
+  if (can) return {Level::kOk, subject, what + ", by seccomp alone", ""};
+  return {Level::kWarn, subject, "not here: " + what,
+          "run a kernel with version " + std::to_string(version) +
+              " of Landlock, or with Landlock and seccomp filters"};
+}
+
+Finding CheckTruncation(const Confinement& confinement) {
+  // What a tool can open to write it can cut short as well.
+  return CheckKnown(confinement, kLandlockWithTruncation,
+                    confinement.seccomp && confinement.landlock > 0, "truncation",
+                    "tools cut no file short but their own");
+}
+
+Finding CheckSignals(const Confinement& confinement) {
+  return CheckKnown(confinement, kLandlockWithSignals, confinement.seccomp, "signals",
+                    "tools signal nobody");
+}
+
+Finding CheckPolicy(const Confinement& confinement) {
   if (!confinement.policy.empty()) return {Level::kOk, "tool policy", confinement.policy, ""};
   return {Level::kFail, "tool policy", "share/vexathumb/tool-policy/policy.xml is missing",
           "install it with the libraries"};
 }
 
-Finding CheckTemporaries(const vexaplatform::Confinement& confinement) {
+Finding CheckTemporaries(const Confinement& confinement) {
   const std::string& folder = confinement.temp_dir;
   if (access(folder.c_str(), W_OK | X_OK) == 0) {
     return {Level::kOk, "aliases", "convert gets harmless names, in private folders in " + folder,
@@ -72,11 +97,11 @@ bool IsTmpShared() {
 
 }  // namespace
 
-std::vector<Finding> CheckConfinement() {
-  const vexaplatform::Confinement confinement = vexaplatform::AskConfinement();
+std::vector<Finding> CheckConfinement(const Confinement& confinement) {
   std::vector<Finding> findings;
   if (confinement.enabled) {
-    findings = {CheckLandlock(confinement), CheckSeccomp(confinement)};
+    findings = {CheckLandlock(confinement), CheckSeccomp(confinement), CheckTruncation(confinement),
+                CheckSignals(confinement)};
   } else {
     findings = {{Level::kWarn, "confinement", "switched off: tools have the rights of their user",
                  "take confinement = no out of [tools] in the settings"}};

@@ -4,11 +4,12 @@
 #include <vector>
 
 #include "programs/vexathumb/machine_checks.h"
+#include "vexaplatform/confinement.h"
 
 namespace vexathumb::program {
 
-// What keeps a tool that a picture has got hold of from doing harm here.
-std::vector<Finding> CheckConfinement();
+// What keeps a tool that a picture has got hold of from doing harm, one finding a protection.
+std::vector<Finding> CheckConfinement(const vexaplatform::Confinement& confinement);
 
 // What about this process and machine gives others a way in.
 std::vector<Finding> CheckSurroundings();

@@ -18,6 +18,7 @@
 //   flood            writes to the destination and to standard error for ever
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -72,7 +73,7 @@ std::string Destination(const std::vector<std::string>& arguments) {
 }
 
 [[noreturn]] void Hang() {
-  for (;;) pause();
+  for (;;) poll(nullptr, 0, -1);
 }
 
 void Write(const std::string& destination, const std::string& bytes) {

@@ -9,9 +9,11 @@ namespace vexaplatform {
 
 // What keeps the external tools that vlibc/process.h knows from doing harm, on this machine.
 //
-// Landlock, a facility of the kernel, limits the files that a tool can open; version 3 and later
-// know of truncation too. seccomp denies it sockets, other processes, signals and, but for mv, any
-// change of a file's mode, owner or attributes. Where one is missing the other still holds.
+// Landlock, a facility of the kernel, limits the files that a tool can open. seccomp, another,
+// limits the system calls that it can make to a list: no sockets, no other processes, no signals
+// and, but for mv, no change of a file's mode, owner, time or attributes. Before version 3 Landlock
+// does not know of files that are cut short by name, and before version 6 not of signals: there it
+// is the list alone that refuses them.
 struct Confinement {
   bool enabled = true;   // by the settings
   int landlock = 0;      // version of the kernel's, 0: it has none
