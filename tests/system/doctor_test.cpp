@@ -32,7 +32,8 @@ TEST(Doctor, FindsASoundMachineSoundAndLeavesNothing) {
 TEST(Doctor, TellsHowToolsAreConfined) {
   const Album album;
   const std::string out = album.Run({"doctor", album.pictures()}).out;
-  for (const char* subject : {"Landlock: ", "seccomp: ", "tool policy: ", "aliases: "}) {
+  for (const char* subject : {"Landlock: ", "seccomp: ", "truncation: ", "signals: ", "usage: ",
+                              "tool policy: ", "aliases: "}) {
     EXPECT_THAT(out, HasSubstr(subject));
   }
   if (geteuid() == 0) {

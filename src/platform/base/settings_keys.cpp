@@ -191,7 +191,9 @@ const std::vector<SettingsKey>& Keys() {
       {"tool", "cpu_time", Number(&ToolLimits::cpu_time, 1, 86400)},
       {"tool", "wall_time", Number(&ToolLimits::wall_time, 1, 86400)},
       {"tool", "file_size", Number(&ToolLimits::file_size, 1, kMost)},
+      {"tool", "written", Number(&ToolLimits::written, 1, kMost)},
       {"tool", "open_files", Number(&ToolLimits::open_files, 16, kMost)},
+      {"tool", "tasks", Number(&ToolLimits::tasks, 1, kMost)},
       {"tool", "jpeg_memory", Number(&ToolLimits::jpeg_memory, 1, kMost)},
       {"tool", "threads", Number(&ToolLimits::threads, 1, 1024)},
   };

@@ -92,38 +92,41 @@ class Rules {
   int result_ = 0;
 };
 
-scmp_arg_cmp Is(unsigned argument, uint64_t value) { return {argument, SCMP_CMP_EQ, value, 0}; }
+// The system's own constants have signs, registers have none.
+scmp_arg_cmp Is(unsigned argument, int64_t value) {
+  return {argument, SCMP_CMP_EQ, static_cast<uint64_t>(value), 0};
+}
 
-scmp_arg_cmp HasBits(unsigned argument, uint64_t mask, uint64_t bits) {
-  return {argument, SCMP_CMP_MASKED_EQ, mask, bits};
+scmp_arg_cmp HasBits(unsigned argument, int64_t mask, int64_t bits) {
+  return {argument, SCMP_CMP_MASKED_EQ, static_cast<uint64_t>(mask), static_cast<uint64_t>(bits)};
 }
 
 // A Landlock of before version 3 takes a file that is opened to be read for one that is read, even
 // where opening it empties it.
 void AllowOpening(Rules* rules, int call, unsigned flags) {
   rules->Allow(call, {HasBits(flags, O_TRUNC, 0)});
-  for (const uint64_t access : {O_WRONLY, O_RDWR}) {
+  for (const int64_t access : {O_WRONLY, O_RDWR}) {
     rules->Allow(call, {HasBits(flags, O_TRUNC | O_ACCMODE, O_TRUNC | access)});
   }
 }
 
 // Whose signals a descriptor sends, and to whom, is not for a tool to say.
 void AllowDescriptorControl(Rules* rules) {
-  for (const uint64_t command : {F_DUPFD, F_DUPFD_CLOEXEC, F_GETFD, F_SETFD, F_GETFL}) {
+  for (const int64_t command : {F_DUPFD, F_DUPFD_CLOEXEC, F_GETFD, F_SETFD, F_GETFL}) {
     rules->Allow(SCMP_SYS(fcntl), {Is(1, command)});
   }
   rules->Allow(SCMP_SYS(fcntl), {Is(1, F_SETFL), HasBits(2, O_ASYNC, 0)});
-  for (const uint64_t request : {TCGETS, TIOCGWINSZ, FIONREAD, FIOCLEX, FIONCLEX}) {
+  for (const int64_t request : {TCGETS, TIOCGWINSZ, FIONREAD, FIOCLEX, FIONCLEX}) {
     rules->Allow(SCMP_SYS(ioctl), {Is(1, request)});
   }
 }
 
 // Threads, but no process and no namespace.
 void AllowThreads(Rules* rules) {
-  constexpr uint64_t kNamespaces = CLONE_NEWNS | CLONE_NEWCGROUP | CLONE_NEWUTS | CLONE_NEWIPC |
-                                   CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET;
+  constexpr int64_t kNamespaces = CLONE_NEWNS | CLONE_NEWCGROUP | CLONE_NEWUTS | CLONE_NEWIPC |
+                                  CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET;
   rules->Allow(SCMP_SYS(clone), {HasBits(0, CLONE_THREAD | kNamespaces, CLONE_THREAD)});
-  for (const uint64_t option : {PR_SET_NAME, PR_GET_NAME, PR_CAPBSET_READ}) {
+  for (const int64_t option : {PR_SET_NAME, PR_GET_NAME, PR_CAPBSET_READ}) {
     rules->Allow(SCMP_SYS(prctl), {Is(0, option)});
   }
   rules->Allow(SCMP_SYS(prlimit64), {Is(0, 0), Is(2, 0)});  // its own, asked and not set

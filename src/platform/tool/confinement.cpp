@@ -3,15 +3,21 @@
 #include "platform/tool/landlock.h"
 #include "platform/tool/seccomp_filter.h"
 #include "platform/tool/tool_policy.h"
+#include "platform/tool/tool_usage.h"
 #include "vexaplatform/settings.h"
 
 namespace vexaplatform {
 
 Confinement AskConfinement() {
   const auto settings = CurrentSettings();
-  return {settings->tools.confinement, LandlockVersion(),
-          HasSeccomp() && !ToolFilter(Tool::kOther).empty(), ToolPolicyFolder(),
-          settings->tools.temp_dir};
+  Confinement confinement;
+  confinement.enabled = settings->tools.confinement;
+  confinement.landlock = LandlockVersion();
+  confinement.seccomp = HasSeccomp() && !ToolFilter(Tool::kOther).empty();
+  confinement.usage = TellsUsage();
+  confinement.policy = ToolPolicyFolder();
+  confinement.temp_dir = settings->tools.temp_dir;
+  return confinement;
 }
 
 }  // namespace vexaplatform

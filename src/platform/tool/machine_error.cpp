@@ -56,6 +56,8 @@ int MachineErrorAt(ToolLimit limit, const ToolLimits& limits, const ToolOutcome&
       return HostHasLess(RLIMIT_FSIZE, mebibytes(limits.file_size)) ? EFBIG : 0;
     case ToolLimit::kOpenFiles:
       return HostHasLess(RLIMIT_NOFILE, static_cast<uint64_t>(limits.open_files)) ? EMFILE : 0;
+    case ToolLimit::kWritten:
+    case ToolLimit::kTasks:
     case ToolLimit::kJpegMemory:
     case ToolLimit::kPolicy:
     case ToolLimit::kNone:

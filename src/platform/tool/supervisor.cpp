@@ -21,6 +21,7 @@
 #include "platform/tool/private_folder.h"
 #include "platform/tool/tool_messages.h"
 #include "platform/tool/tool_process.h"
+#include "platform/tool/tool_usage.h"
 #include "posix/unique_fd.h"
 
 namespace vexaplatform {
@@ -30,6 +31,7 @@ using vexathumb::posix::UniqueFd;
 
 constexpr size_t kStackSize = size_t{48} << 10;
 constexpr int64_t kGraceMilliseconds = 2000;  // between SIGTERM and SIGKILL
+constexpr int64_t kTickMilliseconds = 20;     // between two looks at what the tool has taken
 
 int64_t Now() {
   timespec now{};
@@ -209,14 +211,19 @@ class Supervisor {
     if (process < 0) bare::Kill(-tool_, SIGKILL);
     ToolMessages messages(error_output_);
     int64_t deadline = Now() + int64_t{order_.limits.wall_time} * 1000;
+    int64_t next_look = Now() + kTickMilliseconds;
     const int interruption = bare::SignalDescriptor(SIGTERM);
     pollfd watched[] = {{process, POLLIN, 0},
                         {host_, POLLIN, 0},
                         {messages_, POLLIN, 0},
                         {interruption, POLLIN, 0}};
     while (process >= 0 && (watched[0].revents & POLLIN) == 0) {
-      const int64_t left = std::clamp<int64_t>(deadline - Now(), 0, INT_MAX);
+      const int64_t left = std::clamp<int64_t>(deadline - Now(), 0, kTickMilliseconds);
       bare::Poll(watched, std::size(watched), static_cast<int>(left));
+      if (Now() >= next_look) {
+        EndAtLimit();
+        next_look = Now() + kTickMilliseconds;
+      }
       if (watched[2].revents != 0 && !messages.Take(messages_)) watched[2].fd = -1;
       if (watched[3].revents != 0) {
         watched[3].fd = -1;
@@ -237,6 +244,12 @@ class Supervisor {
     if (watched[2].fd >= 0) messages.Take(messages_);
     outcome_.told = messages.told();
     outcome_.machine_error = messages.machine_error();
+  }
+
+  void EndAtLimit() {
+    if (outcome_.passed != ToolLimit::kNone) return;
+    outcome_.passed = LimitPassed(UsageOf(tool_), order_.limits);
+    if (outcome_.passed != ToolLimit::kNone) bare::Kill(-tool_, SIGKILL);
   }
 
   void Reap() {

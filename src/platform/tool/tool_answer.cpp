@@ -51,6 +51,7 @@ int NotRun(const ToolPlan& plan, const ToolOutcome& outcome) {
 
 ToolLimit LimitMet(const ToolLimits& limits, const ToolOutcome& outcome) {
   if (outcome.out_of_time) return ToolLimit::kWallTime;
+  if (outcome.passed != ToolLimit::kNone) return outcome.passed;
   if (outcome.wait_status == 0) return ToolLimit::kNone;
   if (outcome.cpu_seconds >= limits.cpu_time) return ToolLimit::kCpuTime;
   if (WIFSIGNALED(outcome.wait_status)) {
@@ -70,8 +71,12 @@ std::string LimitText(ToolLimit limit, const ToolLimits& limits) {
       return "wall time of " + std::to_string(limits.wall_time) + " s";
     case ToolLimit::kFileSize:
       return "file size of " + std::to_string(limits.file_size) + " MiB";
+    case ToolLimit::kWritten:
+      return "written in all, " + std::to_string(limits.written) + " MiB";
     case ToolLimit::kOpenFiles:
       return "open files, " + std::to_string(limits.open_files);
+    case ToolLimit::kTasks:
+      return "threads at once, " + std::to_string(limits.tasks);
     case ToolLimit::kJpegMemory:
       return "memory for a JPEG of " + std::to_string(limits.jpeg_memory) + " MiB";
     case ToolLimit::kPolicy:

@@ -15,9 +15,10 @@ struct ToolOutcome {
   bool supervised = false;         // to its end: what follows is known
   int wait_status = 0;             // as waitpid(2) tells it
   double cpu_seconds = 0;
-  bool out_of_time = false;           // it met its wall time
-  ToolLimit told = ToolLimit::kNone;  // the limit that its messages speak of
-  int machine_error = 0;              // errno of what they say the machine refused; 0: of nothing
+  bool out_of_time = false;             // it met its wall time
+  ToolLimit passed = ToolLimit::kNone;  // for which its supervisor has ended it
+  ToolLimit told = ToolLimit::kNone;    // the limit that its messages speak of
+  int machine_error = 0;                // errno of what they say the machine refused; 0: of nothing
 };
 
 }  // namespace vexaplatform

@@ -9,6 +9,7 @@
 #include "platform/tool/bare_calls.h"
 #include "platform/tool/landlock.h"
 #include "platform/tool/seccomp_filter.h"
+#include "platform/tool/tool_usage.h"
 
 namespace vexaplatform {
 namespace {
@@ -25,6 +26,14 @@ bool SetLimit(int resource, rlim_t soft, rlim_t hard) {
   return setrlimit(static_cast<__rlimit_resource>(resource), &limit) == 0;
 }
 
+// The kernel counts all threads of a user, wherever they belong to, and those of root not at all.
+// However many this user has now, they are among those of the machine.
+bool LimitTasks(const ToolLimits& limits) {
+  const rlim_t others = TasksOfMachine();
+  const rlim_t tasks = others + static_cast<rlim_t>(limits.tasks);
+  return others == 0 || SetLimit(RLIMIT_NPROC, tasks, tasks);
+}
+
 bool SetLimits(const ToolLimits& limits) {
   const auto memory = static_cast<rlim_t>(limits.address_space) * kMiB;
   const auto cpu = static_cast<rlim_t>(limits.cpu_time);
@@ -32,7 +41,7 @@ bool SetLimits(const ToolLimits& limits) {
   const auto files = static_cast<rlim_t>(limits.open_files);
   return SetLimit(RLIMIT_AS, memory, memory) && SetLimit(RLIMIT_CPU, cpu, cpu + kGraceSeconds) &&
          SetLimit(RLIMIT_FSIZE, file, file) && SetLimit(RLIMIT_NOFILE, files, files) &&
-         SetLimit(RLIMIT_CORE, 0, 0);
+         SetLimit(RLIMIT_CORE, 0, 0) && LimitTasks(limits);
 }
 
 // The supervisor has /dev/null as its standard streams.

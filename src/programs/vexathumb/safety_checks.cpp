@@ -59,6 +59,15 @@ Finding CheckSignals(const Confinement& confinement) {
                     "tools signal nobody");
 }
 
+Finding CheckUsage(const Confinement& confinement) {
+  if (confinement.usage) {
+    return {Level::kOk, "usage", "what a tool writes in all, and its threads, are limited", ""};
+  }
+  return {Level::kWarn, "usage",
+          "not told by this kernel: only the size of each file that a tool writes is limited",
+          "mount /proc, and run a kernel that counts what processes read and write"};
+}
+
 Finding CheckPolicy(const Confinement& confinement) {
   if (!confinement.policy.empty()) return {Level::kOk, "tool policy", confinement.policy, ""};
   return {Level::kFail, "tool policy", "share/vexathumb/tool-policy/policy.xml is missing",
@@ -106,6 +115,7 @@ std::vector<Finding> CheckConfinement(const Confinement& confinement) {
     findings = {{Level::kWarn, "confinement", "switched off: tools have the rights of their user",
                  "take confinement = no out of [tools] in the settings"}};
   }
+  findings.push_back(CheckUsage(confinement));
   findings.push_back(CheckPolicy(confinement));
   findings.push_back(CheckTemporaries(confinement));
   return findings;

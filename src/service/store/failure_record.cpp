@@ -42,7 +42,8 @@ json PresentLimits() {
   json limits = json::object();
   for (const auto& [tool, of_tool] : vexaplatform::CurrentSettings()->tools.limits) {
     limits[tool] = {of_tool.address_space, of_tool.cpu_time,   of_tool.wall_time,
-                    of_tool.file_size,     of_tool.open_files, of_tool.jpeg_memory};
+                    of_tool.file_size,     of_tool.open_files, of_tool.jpeg_memory,
+                    of_tool.written,       of_tool.tasks};
   }
   std::ifstream policy(vexaplatform::AskConfinement().policy + "/policy.xml");
   uint64_t sum = 0xcbf29ce484222325U;  // FNV-1a
@@ -62,6 +63,7 @@ bool AllowMore(const json& present, const json& tried) {
     if (tool == "policy") continue;
     if (!tried.contains(tool)) return true;
     const json& before = tried.at(tool);
+    if (before.size() != limits.size()) return true;
     for (size_t i = 0; i < limits.size(); ++i) {
       if (limits.at(i).get<int>() > before.at(i).get<int>()) return true;
     }

@@ -99,6 +99,59 @@ long HoldMemory(const Target&) {
   return file < 0 ? -1 : ftruncate(file, 1 << 20);
 }
 
+std::string TemporaryFolder() {
+  const char* const folder = getenv("TMPDIR");
+  return folder == nullptr ? "/nonexistent" : folder;
+}
+
+// Files that are gone from their folder and yet there, kept by a page of each that is mapped.
+long HideFiles(const Target&) {
+  const std::string path = TemporaryFolder() + "/hidden";
+  const std::string block(1 << 20, 'x');
+  for (int count = 0; count < 32; ++count) {
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (file < 0 || unlink(path.c_str()) != 0) return -1;
+    for (size_t i = 0; i < 16; ++i) {
+      if (write(file, block.data(), block.size()) < 0) return -1;
+    }
+    if (mmap(nullptr, 1, PROT_READ, MAP_SHARED, file, 0) == MAP_FAILED) return -1;
+    close(file);
+  }
+  return 0;
+}
+
+// As many files as it may, of the size that each may have.
+long FillFolder(const Target&) {
+  const std::string folder = TemporaryFolder() + "/";
+  const std::string block(1 << 20, 'x');
+  for (int count = 0; count < 32; ++count) {
+    const std::string path = folder + std::to_string(count);
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    if (file < 0) return -1;
+    for (size_t i = 0; i < 16; ++i) {
+      if (write(file, block.data(), block.size()) < 0) return -1;
+    }
+  }
+  return 0;
+}
+
+long Wait() {
+  for (;;) poll(nullptr, 0, -1);
+}
+
+int WaitInThread(void*) { return static_cast<int>(Wait()); }
+
+// By the bare call: a thread of the library's needs more memory. The many share a stack that none
+// of them returns on.
+long StartThreads(const Target& target) {
+  static char stack[1 << 16];
+  constexpr int kThread = CLONE_VM | CLONE_FS | CLONE_FILES | CLONE_SIGHAND | CLONE_THREAD;
+  for (int i = 0; i < target.number(); ++i) {
+    if (clone(&WaitInThread, stack + sizeof(stack), kThread, nullptr) < 0) break;  // no more now
+  }
+  return Wait();
+}
+
 long OpenAndDo(const Target& target, int flags, long (*act)(int)) {
   const int file = open(target.path(), flags | O_CLOEXEC);
   return file < 0 ? -1 : act(file);
@@ -215,8 +268,11 @@ const std::map<std::string, Act>& Acts() {
        [](const Target&) -> long {
          prctl(PR_SET_PDEATHSIG, 0);
          signal(SIGTERM, SIG_IGN);
-         for (;;) poll(nullptr, 0, -1);
+         return Wait();
        }},
+      {"hide_files", HideFiles},
+      {"fill_folder", FillFolder},
+      {"threads", StartThreads},
       {"leave", [](const Target&) -> long { return setpgid(0, 0); }},
       {"socket",
        [](const Target&) -> long { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); }},

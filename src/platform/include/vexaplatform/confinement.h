@@ -18,6 +18,7 @@ struct Confinement {
   bool enabled = true;   // by the settings
   int landlock = 0;      // version of the kernel's, 0: it has none
   bool seccomp = false;  // whether the kernel has it
+  bool usage = false;    // whether the kernel tells what a tool writes, and of its threads
   std::string policy;    // the folder with ImageMagick's policy for us; empty when it is missing
   std::string temp_dir;  // where private folders are made
 };

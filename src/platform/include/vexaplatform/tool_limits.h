@@ -13,7 +13,9 @@ struct ToolLimits {
   int cpu_time = 30;         // seconds; the tool gets SIGXCPU, and SIGKILL five seconds later
   int wall_time = 60;     // seconds; its process group gets SIGTERM, and SIGKILL two seconds later
   int file_size = 1024;   // MiB of each file that it writes, temporary ones included
+  int written = 4096;     // MiB that it writes in all, whether it is still there or not
   int open_files = 256;   // descriptors at once
+  int tasks = 512;        // threads of the tool at once
   int jpeg_memory = 512;  // MiB that libjpeg takes for one picture
   int threads = 1;        // of ImageMagick
 };
@@ -25,7 +27,9 @@ enum class ToolLimit {
   kCpuTime,
   kWallTime,
   kFileSize,
+  kWritten,
   kOpenFiles,
+  kTasks,
   kJpegMemory,
   kPolicy  // of ImageMagick's: sides, frames, memory of pixels and the like
 };

@@ -94,7 +94,8 @@ TEST(ProgramSettings, NameHosts) {
 TEST(ProgramSettings, SetLimitsOfTools) {
   const Settings settings = Read(
       "[tools]\nconfinement = no\ntemp_dir = /srv/tmp/\n[tool convert]\naddress_space = 2000\n"
-      "cpu_time = 1\nwall_time = 2\nfile_size = 3\nopen_files = 40\njpeg_memory = 5\nthreads = 6\n"
+      "cpu_time = 1\nwall_time = 2\nfile_size = 3\nopen_files = 40\nwritten = 8\ntasks = "
+      "9\njpeg_memory = 5\nthreads = 6\n"
       "[tool other]\nwall_time = 7\n");
   EXPECT_EQ(settings.error, "");
   EXPECT_FALSE(settings.tools.confinement);
@@ -105,6 +106,8 @@ TEST(ProgramSettings, SetLimitsOfTools) {
   EXPECT_EQ(convert.wall_time, 2);
   EXPECT_EQ(convert.file_size, 3);
   EXPECT_EQ(convert.open_files, 40);
+  EXPECT_EQ(convert.written, 8);
+  EXPECT_EQ(convert.tasks, 9);
   EXPECT_EQ(convert.jpeg_memory, 5);
   EXPECT_EQ(convert.threads, 6);
   EXPECT_EQ(settings.tools.limits.at("other").wall_time, 7);

@@ -135,11 +135,11 @@ class HostileAct : public HostileToolTest,
                    public testing::WithParamInterface<std::tuple<ActCase, int>> {};
 
 TEST_P(HostileAct, IsRefused) {
-  const auto& [act, version] = GetParam();
+  const ActCase& act = std::get<ActCase>(GetParam());
   if (act.wall == Wall::kLandlock && LandlockVersion() == 0) GTEST_SKIP() << "not on this kernel";
   if (!HasSeccomp()) GTEST_SKIP() << "not on this kernel";
   int answer = 0;
-  if (!RunWithLandlock(version, [&] { answer = Convert(Filled(act.act)); })) {
+  if (!RunWithLandlock(std::get<int>(GetParam()), [&] { answer = Convert(Filled(act.act)); })) {
     GTEST_SKIP() << "the kernel cannot seem older";
   }
   EXPECT_EQ(answer, kRefused);
@@ -171,6 +171,42 @@ TEST_P(HostileActWithoutWalls, IsDone) {
 
 INSTANTIATE_TEST_SUITE_P(, HostileActWithoutWalls, testing::ValuesIn(kActs),
                          vexathumb::kit::CaseName());
+
+struct GreedCase {
+  const char* name;
+  const char* settings;
+  const char* act;
+  ToolLimit limit;
+};
+
+void PrintTo(const GreedCase& greed, std::ostream* out) { *out << greed.name; }
+
+// By many small steps, each of them allowed.
+class GreedyTool : public HostileToolTest, public testing::WithParamInterface<GreedCase> {};
+
+TEST_P(GreedyTool, IsEndedAtALimitOfAll) {
+  Set("[tool convert]\n" + std::string(GetParam().settings));
+  EXPECT_EQ(Convert(GetParam().act), VLIBC_ENDED_BY_LIMIT);
+  EXPECT_EQ(LastToolRun().ending, ToolEnding::kLimited);
+  EXPECT_EQ(LastToolRun().detail, static_cast<int>(GetParam().limit));
+  EXPECT_EQ(LastToolRun().machine_error, 0);
+  EXPECT_FALSE(LeftTemporaries());
+}
+
+TEST_P(GreedyTool, GoesOnWithoutThatLimit) {
+  Set("[tool convert]\nwall_time = 2\nwritten = 1000000\ntasks = 1000000\n");
+  const int answer = Convert(GetParam().act);
+  const bool waits = answer == VLIBC_ENDED_BY_LIMIT &&
+                     LastToolRun().detail == static_cast<int>(ToolLimit::kWallTime);
+  EXPECT_TRUE(waits || answer == kDone) << answer;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , GreedyTool,
+    testing::Values(GreedCase{"ManyFiles", "written = 100\n", "fill_folder", ToolLimit::kWritten},
+                    GreedCase{"HiddenFiles", "written = 100\n", "hide_files", ToolLimit::kWritten},
+                    GreedCase{"Threads", "tasks = 20\n", "threads 200", ToolLimit::kTasks}),
+    vexathumb::kit::CaseName());
 
 // 0 when there is none.
 pid_t ProcessOf(const std::string& program) {

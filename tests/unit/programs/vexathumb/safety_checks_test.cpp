@@ -16,6 +16,7 @@ struct KernelCase {
   const char* name;
   int landlock;
   bool seccomp;
+  bool usage;
   std::vector<std::string> lacking;  // subjects that are warned of
 };
 
@@ -27,6 +28,7 @@ TEST_P(ConfinementOfAKernel, IsNotCalledSoundWhereItLacksSomething) {
   vexaplatform::Confinement confinement;
   confinement.landlock = GetParam().landlock;
   confinement.seccomp = GetParam().seccomp;
+  confinement.usage = GetParam().usage;
   confinement.policy = "/usr/share";
   confinement.temp_dir = "/tmp";
   std::vector<std::string> lacking;
@@ -41,14 +43,16 @@ TEST_P(ConfinementOfAKernel, IsNotCalledSoundWhereItLacksSomething) {
 INSTANTIATE_TEST_SUITE_P(
     , ConfinementOfAKernel,
     testing::Values(
-        KernelCase{"Recent", 7, true, {}}, KernelCase{"BeforeSignals", 5, true, {}},
-        KernelCase{"BeforeTruncation", 2, true, {}},
-        KernelCase{"WithoutLandlock", 0, true, {"Landlock", "truncation"}},
-        KernelCase{"WithoutSeccomp", 7, false, {"seccomp"}},
-        KernelCase{"BeforeSignalsWithoutSeccomp", 5, false, {"seccomp", "signals"}},
+        KernelCase{"Recent", 7, true, true, {}}, KernelCase{"BeforeSignals", 5, true, true, {}},
+        KernelCase{"BeforeTruncation", 2, true, true, {}},
+        KernelCase{"WithoutLandlock", 0, true, true, {"Landlock", "truncation"}},
+        KernelCase{"WithoutCountsOfUsage", 7, true, false, {"usage"}},
+        KernelCase{"WithoutSeccomp", 7, false, true, {"seccomp"}},
+        KernelCase{"BeforeSignalsWithoutSeccomp", 5, false, true, {"seccomp", "signals"}},
         KernelCase{
-            "BeforeTruncationWithoutSeccomp", 2, false, {"seccomp", "truncation", "signals"}},
-        KernelCase{"WithNeither", 0, false, {"Landlock", "seccomp", "truncation", "signals"}}),
+            "BeforeTruncationWithoutSeccomp", 2, false, true, {"seccomp", "truncation", "signals"}},
+        KernelCase{
+            "WithNeither", 0, false, true, {"Landlock", "seccomp", "truncation", "signals"}}),
     kit::CaseName());
 
 }  // namespace
