@@ -44,16 +44,20 @@ ToolLimits LimitsOf(const ToolSettings& settings, const std::string& program) {
   return found == settings.limits.end() ? settings.limits.at("other") : found->second;
 }
 
-void AllowPaths(ToolPlan* plan) {
+void AllowSystem(ToolPlan* plan) {
   ToolOrder& order = plan->order;
   for (const char* path : kSystemPaths) order.rules.push_back({path, PathUse::kReadSystem});
   order.rules.push_back({order.program, PathUse::kReadSystem});
   order.rules.push_back({"/dev/null", PathUse::kWriteDevice});
-  const std::string& source = plan->paths.source.path;
-  order.rules.push_back({source, PathUse::kRead, ExpectationFor(source)});
   if (plan->tool == Tool::kConvert && !ToolPolicyFolder().empty()) {
     order.rules.push_back({ToolPolicyFolder(), PathUse::kReadSystem});
   }
+}
+
+void AllowPaths(ToolPlan* plan) {
+  ToolOrder& order = plan->order;
+  const std::string& source = plan->paths.source.path;
+  order.rules.push_back({source, PathUse::kRead, ExpectationFor(source)});
   if (!order.private_folder.empty()) {
     order.rules.push_back({order.private_folder, PathUse::kTemporary});
   }
@@ -65,11 +69,15 @@ void AllowPaths(ToolPlan* plan) {
   }
 }
 
+// A tool whose vector is not understood has its standard streams and no other file of anybody's.
 void Confine(ToolPlan* plan) {
   ToolOrder& order = plan->order;
   order.confined = true;
   if (HasSeccomp()) order.filter = ToolFilter(plan->tool);
-  if (plan->paths.understood && LandlockVersion() > 0) AllowPaths(plan);
+  if (!plan->paths.understood) order.limits.file_size = 0;  // for want of Landlock
+  if (LandlockVersion() == 0) return;
+  AllowSystem(plan);
+  if (plan->paths.understood) AllowPaths(plan);
 }
 
 // mv writes beside its destination: into a folder of that name it would move, and what it could not

@@ -18,7 +18,8 @@ struct ToolPlan {
 };
 
 // Prepares the run of a program under the settings of now: limits, environment and, for the tools
-// that are known and whose vector is understood, aliases and confinement. Null with errno when it
+// that are known, confinement: to the files that its vector names, with aliases, or to none where
+// the vector is not understood. Null with errno when it
 // must not be run. Throws std::bad_alloc only.
 std::unique_ptr<ToolPlan> PlanTool(const char* program, const char* const argv[]);
 

@@ -1,7 +1,7 @@
-// Stands in for a tool that a picture has taken over. Its source, the first operand that can be
-// read, with or without a frame, is the order: an act, and what it is done to. It exits with 0 when
-// the act was done, with 1 when it was refused, with 2 when it failed otherwise, with 3 when there
-// is no such call.
+// Stands in for a tool that a picture has taken over. What follows -order, or else its source, the
+// first operand that can be read, with or without a frame, is the order: an act, and what it is
+// done to. It exits with 0 when the act was done, with 1 when it was refused, with 2 when it failed
+// otherwise, with 3 when there is no such call.
 
 #include <fcntl.h>
 #include <linux/fs.h>
@@ -169,6 +169,11 @@ const std::map<std::string, Act>& Acts() {
        [](const Target& target) -> long {
          return open(target.path(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
        }},
+      {"write",
+       [](const Target& target) -> long {
+         const int file = open(target.path(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+         return file < 0 ? -1 : write(file, "written", 7);
+       }},
       {"link", [](const Target& target) -> long { return symlink("/etc/passwd", target.path()); }},
       {"remove", [](const Target& target) -> long { return unlink(target.path()); }},
       {"truncate", [](const Target& target) -> long { return truncate(target.path(), 0); }},
@@ -304,6 +309,7 @@ std::string ReadAll(const std::string& path) {
 
 std::string ReadOrder(const std::vector<std::string>& arguments) {
   for (size_t i = 0; i < arguments.size(); ++i) {
+    if (i > 0 && arguments[i - 1] == "-order") return arguments[i];
     if (i > 0 && arguments[i - 1] == "-outfile") continue;
     std::string path = arguments[i];
     if (path.size() > 3 && path.compare(path.size() - 3, 3, "[0]") == 0) {

@@ -172,6 +172,54 @@ TEST_P(HostileActWithoutWalls, IsDone) {
 INSTANTIATE_TEST_SUITE_P(, HostileActWithoutWalls, testing::ValuesIn(kActs),
                          vexathumb::kit::CaseName());
 
+// In a vector that nobody has thought of, with the version of Landlock that the kernel seems to
+// have.
+class ToolOfAnUnknownVector : public HostileToolTest, public testing::WithParamInterface<int> {
+ protected:
+  int Run(const std::string& act) const {
+    const std::string program = Program("convert");
+    const std::string filled = Filled(act);
+    const std::string target = destination();
+    const char* const argv[] = {program.c_str(), "-order", filled.c_str(), target.c_str(), nullptr};
+    return VLIBCExecv(program.c_str(), argv, 1);
+  }
+};
+
+TEST_P(ToolOfAnUnknownVector, GetsNoFiles) {
+  if (LandlockVersion() == 0) GTEST_SKIP() << "not on this kernel";
+  WriteFile(source(), "a picture");
+  const bool ran = RunWithLandlock(GetParam(), [this] {
+    for (const char* act : {"read SOURCE", "read NEIGHBOUR", "read /etc/passwd", "make OTHER",
+                            "make DESTINATION", "remove NEIGHBOUR"}) {
+      EXPECT_EQ(Run(act), kRefused) << act;
+    }
+  });
+  if (!ran) GTEST_SKIP() << "the kernel cannot seem older";
+  EXPECT_TRUE(IsNeighbourWhole());
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "results/other.jpg"));
+  EXPECT_FALSE(std::filesystem::exists(destination()));
+}
+
+std::string NameOfVersion(const testing::TestParamInfo<int>& row) {
+  return row.param == kOwnLandlock ? "Here" : "WithLandlock" + std::to_string(row.param);
+}
+
+INSTANTIATE_TEST_SUITE_P(, ToolOfAnUnknownVector, testing::Values(kOwnLandlock, 5, 2, 1),
+                         NameOfVersion);
+
+using ToolOfAnUnknownVectorWithoutLandlock = ToolOfAnUnknownVector;
+
+TEST_P(ToolOfAnUnknownVectorWithoutLandlock, FillsNoFile) {
+  int answer = 0;
+  if (!RunWithLandlock(GetParam(), [&] { answer = Run("write OTHER"); })) {
+    GTEST_SKIP() << "the kernel cannot seem older";
+  }
+  EXPECT_EQ(answer, VLIBC_ENDED_BY_LIMIT);
+  EXPECT_EQ(ReadFile(folder_ / "results/other.jpg"), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(, ToolOfAnUnknownVectorWithoutLandlock, testing::Values(0), NameOfVersion);
+
 struct GreedCase {
   const char* name;
   const char* settings;
