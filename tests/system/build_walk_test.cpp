@@ -169,5 +169,17 @@ TEST(BuildVideos, MakesTheScreenshotsThatAreMissing) {
               HasSubstr("0 built, 2 current, 1 failed\n"));
 }
 
+TEST(BuildVideos, FollowsNoPlaylistOutOfTheShare) {
+  const Album album;
+  if (!fs::exists("/usr/bin/ffmpeg")) GTEST_SKIP() << "no ffmpeg";
+  WriteVideo(album.Aside("secret.mp4"));
+  kit::WriteFile(album / "playlist.mp4", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\n" +
+                                             album.Aside("secret.mp4") + "\n#EXT-X-ENDLIST\n");
+  album.WriteSettings(album.IndexedShare());
+  EXPECT_THAT(album.Run({"build", "--videos", album.pictures()}).out,
+              HasSubstr("0 built, 0 current, 1 failed\n"));
+  EXPECT_FALSE(fs::exists(album.Stored("playlist.mp4", "VEXAVIDEO_VIDEO_SCREENSHOT.jpg")));
+}
+
 }  // namespace
 }  // namespace vexathumb::system_test

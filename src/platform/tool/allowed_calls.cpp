@@ -57,9 +57,9 @@ constexpr int kMoveCalls[] = {
 
 // The C library and others then go another way. What Landlock cannot judge without its arguments,
 // which lie in memory, is among them.
-constexpr int kAbsentCalls[] = {SCMP_SYS(clone3),         SCMP_SYS(openat2),
-                                SCMP_SYS(io_uring_setup), SCMP_SYS(get_mempolicy),
-                                SCMP_SYS(set_mempolicy),  SCMP_SYS(statfs)};
+constexpr int kAbsentCalls[] = {
+    SCMP_SYS(clone3),        SCMP_SYS(openat2), SCMP_SYS(io_uring_setup), SCMP_SYS(get_mempolicy),
+    SCMP_SYS(set_mempolicy), SCMP_SYS(mlock),   SCMP_SYS(statfs)};
 
 using Comparisons = std::initializer_list<scmp_arg_cmp>;
 

@@ -6,7 +6,17 @@
 
 namespace vexaplatform {
 
-enum class Tool { kConvert, kDjpeg, kJpegtran, kCjpeg, kDcraw, kMv, kOther };
+enum class Tool {
+  kConvert,
+  kDjpeg,
+  kJpegtran,
+  kCjpeg,
+  kDcraw,
+  kFfmpeg,
+  kFfmpegThumbnailer,
+  kMv,
+  kOther
+};
 
 // By the program's file name, in whatever folder it lies.
 Tool ToolOf(const std::string& program);

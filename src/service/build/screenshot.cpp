@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <fstream>
+
 #include "service/build/thumbnail_form.h"
 #include "service/picture/content_type.h"
 #include "vlibc/process.h"
@@ -11,6 +14,12 @@ namespace {
 
 constexpr char kFfmpegThumbnailer[] = "/usr/bin/ffmpegthumbnailer";
 constexpr char kFfmpeg[] = "/usr/bin/ffmpeg";
+
+// What holds a video by itself. What names other files, a playlist or a list of parts, is none of
+// these, whatever it is called.
+constexpr char kContainers[] =
+    "mov,mp4,m4a,3gp,3g2,mj2,matroska,webm,avi,asf,flv,mpeg,mpegts,mpegvideo,m4v,h264,hevc,dv,rm,"
+    "ogg,mxf,wtv,aac,ac3,amr,mp3";
 
 bool IsInstalled(const char* program) { return access(program, X_OK) == 0; }
 
@@ -34,13 +43,38 @@ bool RunFfmpegThumbnailer(const std::string& video, const std::string& target) {
 bool RunFfmpeg(const std::string& video, const std::string& target) {
   const std::string from = "file:" + video;
   const std::string to = "file:" + target;  // so that nothing in the names is a pattern or protocol
-  const char* const argv[] = {
-      kFfmpeg,     "-nostdin",  "-v", "quiet", "-y", "-i", from.c_str(), "-an",      "-sn",  "-vf",
-      "thumbnail", "-frames:v", "1",  "-q:v",  "3",  "-f", "mjpeg",      to.c_str(), nullptr};
+  const char* const argv[] = {kFfmpeg,      "-nostdin",
+                              "-v",         "quiet",
+                              "-y",         "-protocol_whitelist",
+                              "file",       "-format_whitelist",
+                              kContainers,  "-i",
+                              from.c_str(), "-an",
+                              "-sn",        "-vf",
+                              "thumbnail",  "-frames:v",
+                              "1",          "-q:v",
+                              "3",          "-f",
+                              "mjpeg",      to.c_str(),
+                              nullptr};
   return VLIBCExecv(kFfmpeg, argv, 1) == 0;
 }
 
 }  // namespace
+
+bool IsNoVideo(const std::string& path) {
+  constexpr std::streamsize kHead = 8;
+  char head[kHead] = {};
+  std::ifstream file(path, std::ios::binary);
+  if (!file.read(head, kHead)) return false;
+  const std::string start(head, kHead);
+  for (const char* box : {"ftyp", "moov", "mdat", "free", "skip", "wide", "pnot"}) {
+    if (start.compare(4, 4, box) == 0) return false;
+  }
+  if (start.compare(0, 4, "RIFF") == 0) return false;
+  const size_t mark = start.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;  // of text in UTF-8
+  return std::all_of(start.begin() + static_cast<std::ptrdiff_t>(mark), start.end(), [](char c) {
+    return (c >= ' ' && c <= '~') || c == '\n' || c == '\r' || c == '\t';
+  });
+}
 
 bool CanMakeScreenshots() { return IsInstalled(kFfmpegThumbnailer) || IsInstalled(kFfmpeg); }
 

@@ -5,6 +5,10 @@
 
 namespace vexathumb::service {
 
+// Whether the file at `path` is text, by its first bytes: a playlist, as a rule, which names other
+// files to whatever plays it. False when it cannot be read.
+bool IsNoVideo(const std::string& path);
+
 // Whether one of the programs is installed that make screenshots of videos.
 bool CanMakeScreenshots();
 

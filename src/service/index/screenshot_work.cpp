@@ -45,6 +45,9 @@ void ScreenshotWork::MakeDue(const std::vector<BuiltSize>& due, BackgroundSlot* 
     return EndWith(BuildState::kPostponed, {"there is no program that makes screenshots of videos",
                                             "install ffmpegthumbnailer or ffmpeg"});
   }
+  if (IsNoVideo(source())) {
+    return EndWithout(Thumbnail::None(Outcome::kUnusable, cause::kUnknownContent));
+  }
   const Clock::time_point start = Clock::now();
   const std::string& stored = due.front().output;
   FailedAttempt attempt = {source(), version()};

@@ -148,6 +148,45 @@ INSTANTIATE_TEST_SUITE_P(
                               "/bin/mv -f -T SOURCE TARGET"}),
     CaseName());
 
+// `options` say how it is kept.
+void WriteVideo(const std::string& path, const std::vector<std::string>& options) {
+  std::vector<std::string> argv = {
+      "/usr/bin/ffmpeg", "-nostdin", "-v",
+      "error",           "-y",       "-f",
+      "lavfi",           "-i",       "testsrc=size=160x120:duration=1"};
+  argv.insert(argv.end(), options.begin(), options.end());
+  argv.push_back(path);
+  RunTool(argv);
+}
+
+void WriteMp4(const std::string& path) { WriteVideo(path, {"-c:v", "libx264", "-f", "mp4"}); }
+void WriteMovie(const std::string& path) { WriteVideo(path, {"-c:v", "mpeg4", "-f", "mov"}); }
+void WriteMkv(const std::string& path) { WriteVideo(path, {"-c:v", "libvpx-vp9", "-f", "webm"}); }
+void WriteAvi(const std::string& path) { WriteVideo(path, {"-c:v", "mjpeg", "-f", "avi"}); }
+void WriteTs(const std::string& path) { WriteVideo(path, {"-c:v", "libx265", "-f", "mpegts"}); }
+
+#define FFMPEG                                                                                \
+  "/usr/bin/ffmpeg -nostdin -v quiet -y -protocol_whitelist file -format_whitelist "          \
+  "mov,matroska,avi,mpegts -i file:SOURCE -an -sn -vf thumbnail -frames:v 1 -q:v 3 -f mjpeg " \
+  "file:TARGET"
+#define FFMPEGTHUMBNAILER "/usr/bin/ffmpegthumbnailer -i SOURCE -o TARGET -s 0 -q 8 -c jpeg"
+
+INSTANTIATE_TEST_SUITE_P(OfFfmpeg, CallsOfARealTool,
+                         testing::Values(CallsCase{"Mp4", ".mp4", WriteMp4, FFMPEG},
+                                         CallsCase{"Movie", ".mov", WriteMovie, FFMPEG},
+                                         CallsCase{"Mkv", ".mkv", WriteMkv, FFMPEG},
+                                         CallsCase{"Avi", ".avi", WriteAvi, FFMPEG},
+                                         CallsCase{"Ts", ".ts", WriteTs, FFMPEG}),
+                         CaseName());
+
+INSTANTIATE_TEST_SUITE_P(OfFfmpegThumbnailer, CallsOfARealTool,
+                         testing::Values(CallsCase{"Mp4", ".mp4", WriteMp4, FFMPEGTHUMBNAILER},
+                                         CallsCase{"Movie", ".mov", WriteMovie, FFMPEGTHUMBNAILER},
+                                         CallsCase{"Mkv", ".mkv", WriteMkv, FFMPEGTHUMBNAILER},
+                                         CallsCase{"Avi", ".avi", WriteAvi, FFMPEGTHUMBNAILER},
+                                         CallsCase{"Ts", ".ts", WriteTs, FFMPEGTHUMBNAILER}),
+                         CaseName());
+
 // From where temporary files lie to where they are kept, as a rule.
 TEST_F(ToolTest, MayDoWhatMovingAcrossVolumesTakes) {
   const std::string memory = "/dev/shm/vexathumb_test_" + std::to_string(getpid());

@@ -30,7 +30,8 @@ TEST_P(PathsOf, AVectorAreFound) {
   EXPECT_EQ(paths.source.behind, GetParam().behind);
   EXPECT_EQ(paths.destination.before, GetParam().before);
   EXPECT_EQ(paths.destination.path, GetParam().destination);
-  EXPECT_EQ(vector[paths.source.index], paths.source.path + paths.source.behind);
+  EXPECT_EQ(vector[paths.source.index],
+            paths.source.before + paths.source.path + paths.source.behind);
 }
 
 const PathsCase kVectors[] = {
@@ -87,6 +88,40 @@ const PathsCase kVectors[] = {
      "/d/out"},
     {"Turn", {"/usr/bin/jpegtran", "-trim", "-rotate", "90", "/d/a"}, "/d/a", "", "", ""},
     {"Raw", {"/usr/bin/dcraw", "-6", "-w", "-c", "-e", "/d/a"}, "/d/a", "", "", ""},
+    {"ScreenshotByFfmpeg",
+     {"/usr/bin/ffmpeg",
+      "-nostdin",
+      "-v",
+      "quiet",
+      "-y",
+      "-protocol_whitelist",
+      "file",
+      "-format_whitelist",
+      "mov,avi",
+      "-i",
+      "file:/d/a:b.mp4",
+      "-an",
+      "-sn",
+      "-vf",
+      "thumbnail",
+      "-frames:v",
+      "1",
+      "-q:v",
+      "3",
+      "-f",
+      "mjpeg",
+      "file:/d/out"},
+     "/d/a:b.mp4",
+     "",
+     "file:",
+     "/d/out"},
+    {"Screenshot",
+     {"/usr/bin/ffmpegthumbnailer", "-i", "/d/a.mp4", "-o", "/d/out", "-s", "0", "-q", "8", "-c",
+      "jpeg"},
+     "/d/a.mp4",
+     "",
+     "",
+     "/d/out"},
     {"Move", {"/bin/mv", "/d/a", "/e/b"}, "/d/a", "", "", "/e/b"}};
 
 INSTANTIATE_TEST_SUITE_P(, PathsOf, testing::ValuesIn(kVectors), vexathumb::kit::CaseName());
@@ -105,14 +140,19 @@ TEST_P(PathsOfOther, VectorsAreNotGuessed) {
   EXPECT_FALSE(FindToolPaths(ToolOf(vector[0]), vector).understood);
 }
 
-const OtherCase kOthers[] = {{"Question", {"/usr/bin/convert", "-version"}},
-                             {"UnknownOption", {"/usr/bin/convert", "-write", "/a", "/b", "/c"}},
-                             {"ThreeOperands", {"/usr/bin/convert", "/a", "/b", "/c"}},
-                             {"OneOperand", {"/usr/bin/convert", "/a"}},
-                             {"ValueInTheLastPlace", {"/usr/bin/djpeg", "/a", "-outfile"}},
-                             {"RelativeThatLooksLikeAnOption", {"/usr/bin/djpeg", "-a.jpg"}},
-                             {"EmptyPath", {"/usr/bin/djpeg", ""}},
-                             {"OtherProgram", {"/bin/true", "/a"}}};
+const OtherCase kOthers[] = {
+    {"Question", {"/usr/bin/convert", "-version"}},
+    {"UnknownOption", {"/usr/bin/convert", "-write", "/a", "/b", "/c"}},
+    {"ThreeOperands", {"/usr/bin/convert", "/a", "/b", "/c"}},
+    {"OneOperand", {"/usr/bin/convert", "/a"}},
+    {"ValueInTheLastPlace", {"/usr/bin/djpeg", "/a", "-outfile"}},
+    {"RelativeThatLooksLikeAnOption", {"/usr/bin/djpeg", "-a.jpg"}},
+    {"EmptyPath", {"/usr/bin/djpeg", ""}},
+    {"TwoInputs", {"/usr/bin/ffmpeg", "-i", "file:/a", "-i", "file:/b", "file:/c"}},
+    {"ProtocolOfAnotherKind", {"/usr/bin/ffmpeg", "-i", "concat:/a|/b", "file:/c"}},
+    {"NoProtocol", {"/usr/bin/ffmpeg", "-i", "file:/a", "/c"}},
+    {"NoDestination", {"/usr/bin/ffmpegthumbnailer", "-i", "/a"}},
+    {"OtherProgram", {"/bin/true", "/a"}}};
 
 INSTANTIATE_TEST_SUITE_P(, PathsOfOther, testing::ValuesIn(kOthers), vexathumb::kit::CaseName());
 
