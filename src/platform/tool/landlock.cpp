@@ -45,7 +45,7 @@ uint64_t RightsFor(PathUse use) {
       return kReadFile | LANDLOCK_ACCESS_FS_READ_DIR | LANDLOCK_ACCESS_FS_EXECUTE;
     case PathUse::kRead:
       return kReadFile;
-    case PathUse::kReadAndWrite:
+    case PathUse::kDestination:
     case PathUse::kWriteDevice:
       return kReadFile | kWriteFile;
     case PathUse::kMoveFrom:
@@ -58,8 +58,10 @@ uint64_t RightsFor(PathUse use) {
   return 0;
 }
 
-int AddRule(int ruleset, const PathRule& rule, uint64_t known) {
-  const bare::Descriptor parent(bare::Open(rule.path.c_str(), O_PATH | O_CLOEXEC));
+int AddRule(int ruleset, const PathRule& rule, int destination, uint64_t known) {
+  const bare::Descriptor parent(rule.use == PathUse::kDestination
+                                    ? bare::Duplicate(destination, 0)
+                                    : bare::Open(rule.path.c_str(), O_PATH | O_CLOEXEC));
   struct statx status {};
   if (!parent || bare::Status(parent.get(), "", &status) != 0) return 0;
   const dev_t device = makedev(status.stx_dev_major, status.stx_dev_minor);
@@ -85,7 +87,7 @@ int LandlockVersion() {
   return version > 0 ? static_cast<int>(version) : 0;
 }
 
-int MakeLandlockRuleset(const std::vector<PathRule>& rules) {
+int MakeLandlockRuleset(const std::vector<PathRule>& rules, int destination) {
   const int version = LandlockVersion();
   RulesetAttributes attributes{};
   attributes.files = FileRights(version);
@@ -102,7 +104,7 @@ int MakeLandlockRuleset(const std::vector<PathRule>& rules) {
       static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, size, 0)));
   if (!ruleset) return -1;
   for (const PathRule& rule : rules) {
-    if (AddRule(ruleset.get(), rule, attributes.files) != 0) return -1;
+    if (AddRule(ruleset.get(), rule, destination, attributes.files) != 0) return -1;
   }
   return ruleset.Release();
 }

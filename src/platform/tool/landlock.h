@@ -12,7 +12,7 @@ namespace vexaplatform {
 enum class PathUse {
   kReadSystem,  // read and execute
   kRead,
-  kReadAndWrite,
+  kDestination,  // read and write
   kWriteDevice,
   kMoveFrom,  // a folder: remove files in it
   kMoveTo,    // a folder: make and write files in it
@@ -30,8 +30,9 @@ int LandlockVersion();
 
 // Makes a ruleset of the rights that this kernel knows: all that no rule grants is denied. A rule
 // for a path that does not exist grants nothing. A descriptor, closed on exec; -1 with errno,
-// ESTALE when another file than the expected one lies at a path. Allocates no memory.
-int MakeLandlockRuleset(const std::vector<PathRule>& rules);
+// ESTALE when another file than the expected one lies at a path. The rule for a destination holds
+// for the file that the descriptor is for, whatever lies at its path. Allocates no memory.
+int MakeLandlockRuleset(const std::vector<PathRule>& rules, int destination);
 
 // Puts the calling thread, and what it executes, under the ruleset. 0, or -1 with errno.
 int EnterLandlockRuleset(int ruleset);

@@ -19,6 +19,7 @@
 #include "platform/tool/landlock.h"
 #include "platform/tool/orphans.h"
 #include "platform/tool/private_folder.h"
+#include "platform/tool/tool_destination.h"
 #include "platform/tool/tool_messages.h"
 #include "platform/tool/tool_process.h"
 #include "platform/tool/tool_usage.h"
@@ -145,7 +146,7 @@ class Supervisor {
     }
     if (!PrepareDestination()) return FailAt(order_.destination);
     if (order_.confined && !order_.rules.empty()) {
-      ruleset_ = MakeLandlockRuleset(order_.rules);
+      ruleset_ = MakeLandlockRuleset(order_.rules, destination_.descriptor);
       if (ruleset_ < 0) return false;
     }
     int ends[2];
@@ -157,19 +158,8 @@ class Supervisor {
 
   // A tool may write into this one file and make none besides.
   bool PrepareDestination() {
-    if (!order_.make_destination) return true;
-    const char* const path = order_.destination.c_str();
-    struct statx status {};
-    if (bare::Status(AT_FDCWD, path, &status) == 0) {
-      if (S_ISREG(status.stx_mode)) return true;
-      errno = S_ISDIR(status.stx_mode) ? EISDIR : S_ISLNK(status.stx_mode) ? ELOOP : EINVAL;
-      return false;
-    }
-    const int made = bare::Open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
-    if (made < 0) return false;
-    bare::Close(made);
-    destination_made_ = true;
-    return true;
+    return !order_.make_destination ||
+           HoldDestination(order_.destination.c_str(), order_.source.c_str(), &destination_);
   }
 
   void Start() {
@@ -188,6 +178,7 @@ class Supervisor {
     if (!outcome_.started) bare::Wait(tool_, nullptr, 0, nullptr);
     CloseDescriptor(&tools_messages_);
     CloseDescriptor(&ruleset_);
+    CloseDescriptor(&destination_.descriptor);
     CloseDescriptor(&input_);
     if (!output_is_socket_) CloseDescriptor(&output_);
   }
@@ -276,7 +267,7 @@ class Supervisor {
   void RemoveUnused(bool failed) const {
     const char* const path = order_.destination.c_str();
     struct statx status {};
-    const bool empty = destination_made_ && failed && bare::Status(AT_FDCWD, path, &status) == 0 &&
+    const bool empty = destination_.made && failed && bare::Status(AT_FDCWD, path, &status) == 0 &&
                        status.stx_size == 0;
     if (empty || (host_is_gone_ && !order_.destination.empty())) bare::Remove(AT_FDCWD, path, 0);
   }
@@ -300,7 +291,7 @@ class Supervisor {
   pid_t supervisor_ = 0;
   pid_t tool_ = 0;
   bool folder_made_ = false;
-  bool destination_made_ = false;
+  HeldDestination destination_;
   bool host_is_gone_ = false;
   ToolOutcome outcome_;
 };

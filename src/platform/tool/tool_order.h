@@ -25,6 +25,7 @@ struct ToolOrder {
   ToolLimits limits;
   std::string private_folder;     // made, and removed with all that is in it; may be empty
   std::vector<Link> links;        // in the private folder
+  std::string source;             // what the tool reads; may be empty
   std::string destination;        // what the tool writes; may be empty
   bool make_destination = false;  // as an empty file, when it does not exist
   bool confined = false;

@@ -65,7 +65,7 @@ void AllowPaths(ToolPlan* plan) {
     order.rules.push_back({FolderOf(plan->paths.source.path), PathUse::kMoveFrom});
     order.rules.push_back({FolderOf(plan->staged), PathUse::kMoveTo});
   } else if (!order.destination.empty()) {
-    order.rules.push_back({order.destination, PathUse::kReadAndWrite});
+    order.rules.push_back({order.destination, PathUse::kDestination});
   }
 }
 
@@ -99,6 +99,7 @@ bool Stage(ToolPlan* plan) {
 bool PlanPaths(const ToolSettings& settings, ToolPlan* plan) {
   if (plan->tool == Tool::kMv) return Stage(plan);
   ToolOrder& order = plan->order;
+  order.source = plan->paths.source.path;
   order.destination = plan->paths.destination.path;
   order.make_destination = !order.destination.empty();
   if (plan->tool != Tool::kConvert) return true;

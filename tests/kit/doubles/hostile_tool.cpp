@@ -135,6 +135,17 @@ long FillFolder(const Target&) {
   return 0;
 }
 
+// Waits until the name is that of the file of this number, and writes to it.
+long WriteWhenExchanged(const Target& target) {
+  const size_t blank = target.text.find(' ');
+  const ino_t wanted = std::stoull(target.text);
+  const std::string path = target.text.substr(blank + 1);
+  struct stat status = {};
+  while (stat(path.c_str(), &status) != 0 || status.st_ino != wanted) poll(nullptr, 0, 1);
+  const int file = open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+  return file < 0 ? -1 : write(file, "hostile", 7);
+}
+
 long Wait() {
   for (;;) poll(nullptr, 0, -1);
 }
@@ -275,6 +286,7 @@ const std::map<std::string, Act>& Acts() {
          signal(SIGTERM, SIG_IGN);
          return Wait();
        }},
+      {"write_when_exchanged", WriteWhenExchanged},
       {"hide_files", HideFiles},
       {"fill_folder", FillFolder},
       {"threads", StartThreads},
