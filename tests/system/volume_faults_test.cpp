@@ -87,6 +87,23 @@ TEST_P(FailingVolumeTest, PostponesAndCostsNothingOnceItIsMended) {
   EXPECT_EQ(kit::Corners(album_.Stored("a.jpg", "VEXAFILE_THUMB_S.jpg")), kit::kPictureCorners);
 }
 
+// Which the library's first step makes beside the temporary files, and its second cannot store.
+TEST(FailingVolume, LeavesNoFullFramesOfAnAnimation) {
+  const Album album;
+  kit::FailingVolume volume(album.pictures());
+  if (!volume.IsMounted()) GTEST_SKIP() << "no file system of one's own can be mounted here";
+  const std::string name = "animation" + std::to_string(getpid()) + ".gif";
+  kit::WriteAnimatedGif(volume.Behind(name), {800, 600}, 4);
+  fs::last_write_time(volume.Behind(name),
+                      fs::file_time_type::clock::now() - std::chrono::hours(1));
+  volume.Fail("write", ENOSPC);
+  const RunResult run = album.Run({"get", "--library", "--gif", "--size", "small", album / name});
+  EXPECT_NE(run.exit_code, 0) << run.out;
+  for (const auto& entry : fs::directory_iterator("/var/tmp")) {
+    EXPECT_THAT(entry.path().string(), Not(HasSubstr(name)));
+  }
+}
+
 template <int error>
 void FailFolders(kit::FailingVolume& volume) {
   volume.Fail("mkdir", error);

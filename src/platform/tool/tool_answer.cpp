@@ -117,7 +117,7 @@ int Exited(const ToolPlan& plan, int status, int machine_error) {
 }
 
 int Ended(const ToolPlan& plan, const ToolOutcome& outcome) {
-  RecordStart(plan.order.program.c_str(), true);
+  RecordStart(plan.order.program.c_str(), true, plan.paths.destination.path.c_str());
   if (!outcome.supervised) return Signalled(SIGKILL, 0);
   const ToolLimit limit = LimitMet(plan.order.limits, outcome);
   if (limit != ToolLimit::kNone) return Limited(plan, outcome, limit);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "platform/tool/tool_record.h"
 
@@ -15,6 +16,7 @@ struct Record {
   ToolEnding ending;
   char program[256];
   char limit[64];
+  char written[512];
   int detail;
   int machine_error;
 };
@@ -34,18 +36,22 @@ ToolReport ReportOf(const Record& record) {
   report.program = record.program;
   report.detail = record.detail;
   report.limit = record.limit;
+  report.written = record.written;
   report.machine_error = record.machine_error;
   return report;
 }
 
 }  // namespace
 
-void RecordStart(const char* path, bool started) {
+void RecordStart(const char* path, bool started, const char* written) {
   const int error = errno;
   ++records.count;
   Record& record = Latest();
   record = Record();
   snprintf(record.program, sizeof(record.program), "%s", path);
+  if (strlen(written) < sizeof(record.written)) {
+    snprintf(record.written, sizeof(record.written), "%s", written);
+  }
   record.ending = started ? ToolEnding::kNone : ToolEnding::kNotStarted;
   record.detail = started ? 0 : error;
   errno = error;

@@ -3,12 +3,14 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <optional>
 #include <stdexcept>
 
 #include "service/base/silenced_descriptor.h"
 #include "service/base/source_path.h"
 #include "service/picture/inspection.h"
 #include "service/store/build_slot.h"
+#include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {
 namespace {
@@ -20,6 +22,14 @@ bool Ask(Thumb& thumb, const ThumbnailRequest& request) {
   // For a free box the library only offers to send the file.
   const SilencedDescriptor sent_nowhere(stdout);
   return thumb.Output(static_cast<int>(request.box.width_), static_cast<int>(request.box.height_));
+}
+
+// The library leaves the full frames of an animation behind when it cannot scale them.
+void RemoveLeftFrames() {
+  const std::string prefix = "/var/tmp/convert_thumbnail__";
+  for (const vexaplatform::ToolReport& run : vexaplatform::ToolRuns()) {
+    if (run.written.compare(0, prefix.size(), prefix) == 0) unlink(run.written.c_str());
+  }
 }
 
 Owner OwnerOf(Thumb& thumb, const ThumbnailRequest& request) {
@@ -49,13 +59,7 @@ Thumbnail WhyThereIsNone(const ThumbnailRequest& request, const Inspection& insp
   return Thumbnail::None(Outcome::kUnusable, cause::kNoTool);
 }
 
-}  // namespace
-
-Thumbnail AskLibrary(const ThumbnailRequest& request, const std::string& lock_directory) {
-  const SourceLock lock(lock_directory, request.source);
-  // The library reads metadata in this process: only what one with limits has been able to read.
-  const Inspection inspection = InspectedSource(request.source, request.animated_gif).inspection();
-  if (!inspection.IsUsable()) return WhyThereIsNone(request, inspection);
+std::optional<Thumbnail> TryLibrary(const ThumbnailRequest& request) {
   try {
     Thumb thumb(request.source, OptionsOf(request));
     thumb.Rotate(request.turns);
@@ -75,7 +79,20 @@ Thumbnail AskLibrary(const ThumbnailRequest& request, const std::string& lock_di
   } catch (const std::logic_error&) {
   } catch (const std::overflow_error&) {
   }
-  return WhyThereIsNone(request, inspection);
+  return std::nullopt;
+}
+
+}  // namespace
+
+Thumbnail AskLibrary(const ThumbnailRequest& request, const std::string& lock_directory) {
+  const SourceLock lock(lock_directory, request.source);
+  // The library reads metadata in this process: only what one with limits has been able to read.
+  const Inspection inspection = InspectedSource(request.source, request.animated_gif).inspection();
+  if (!inspection.IsUsable()) return WhyThereIsNone(request, inspection);
+  vexaplatform::ForgetToolRuns();
+  const auto answer = TryLibrary(request);
+  RemoveLeftFrames();
+  return answer ? *answer : WhyThereIsNone(request, inspection);
 }
 
 }  // namespace vexathumb::service

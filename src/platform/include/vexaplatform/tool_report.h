@@ -25,6 +25,7 @@ struct ToolReport {
   ToolEnding ending = ToolEnding::kNone;
   std::string program;  // path
   int detail = 0;       // exit status, signal number, errno or ToolLimit, by `ending`
+  std::string written;  // path of the file that it was to write; "" when there is none, or too long
   std::string limit;    // of kLimited: which one and how much, in words
 
   // errno of what the machine kept from it whatever the ending, as far as its messages and its
