@@ -152,13 +152,13 @@ long Wait() {
 
 int WaitInThread(void*) { return static_cast<int>(Wait()); }
 
-// By the bare call: a thread of the library's needs more memory. The many share a stack that none
-// of them returns on.
+// By the bare call: a thread of the library's needs more memory.
 long StartThreads(const Target& target) {
-  static char stack[1 << 16];
+  constexpr size_t kStack = size_t{16} << 10;
   constexpr int kThread = CLONE_VM | CLONE_FS | CLONE_FILES | CLONE_SIGHAND | CLONE_THREAD;
   for (int i = 0; i < target.number(); ++i) {
-    if (clone(&WaitInThread, stack + sizeof(stack), kThread, nullptr) < 0) break;  // no more now
+    char* const stack = new char[kStack];  // until the process ends
+    if (clone(&WaitInThread, stack + kStack, kThread, nullptr) < 0) break;  // no more now
   }
   return Wait();
 }
