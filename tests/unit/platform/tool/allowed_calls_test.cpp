@@ -66,8 +66,9 @@ TEST_P(CallsOfARealTool, AreAllowed) {
 }
 
 void WriteAs(const std::string& path, const char* format) {
-  WriteTransparentPng(path + ".png");
-  RunTool({"/usr/bin/convert", path + ".png", std::string(format) + ":" + path});
+  WritePng(path + ".png");
+  RunTool({"/usr/bin/convert", path + ".png", "-type", "TrueColor", "-compress", "None",
+           std::string(format) + ":" + path});
 }
 
 void WriteProgressiveJpeg(const std::string& path) {
