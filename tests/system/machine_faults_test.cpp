@@ -60,7 +60,7 @@ void RemoveStore(const Album& album) {
 }
 
 TEST(HostKilled, AtAnyMomentOfABuildLeavesNoPartUnderAFinalName) {
-  constexpr int kKills = 50;  // that came before the end
+  constexpr int kKills = 25;  // that came before the end
   const Album album;
   WritePictures(album);
   const auto start = std::chrono::steady_clock::now();
