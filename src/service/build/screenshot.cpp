@@ -3,10 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
+#include <cstddef>
+#include <string>
 
 #include "service/build/thumbnail_form.h"
 #include "service/picture/content_type.h"
+#include "service/picture/inspection.h"
 #include "vlibc/process.h"
 
 namespace vexathumb::service {
@@ -61,10 +63,10 @@ bool RunFfmpeg(const std::string& video, const std::string& target) {
 }  // namespace
 
 bool IsNoVideo(const std::string& path) {
-  constexpr std::streamsize kHead = 8;
+  constexpr size_t kHead = 8;
   char head[kHead] = {};
-  std::ifstream file(path, std::ios::binary);
-  if (!file.read(head, kHead)) return false;
+  const posix::UniqueFd file = OpenSource(path);  // which does not wait
+  if (!file || pread(file.get(), head, kHead, 0) != static_cast<ssize_t>(kHead)) return false;
   const std::string start(head, kHead);
   for (const char* box : {"ftyp", "moov", "mdat", "free", "skip", "wide", "pnot"}) {
     if (start.compare(4, 4, box) == 0) return false;

@@ -1,7 +1,5 @@
 #include "service/build/stored_facts.h"
 
-#include <array>
-
 #include "common/util/util.h"
 #include "service/base/path_name.h"
 #include "service/store/source_mark.h"

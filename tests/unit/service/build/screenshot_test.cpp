@@ -45,5 +45,10 @@ INSTANTIATE_TEST_SUITE_P(
                     BeginningCase{"Short", "#EXTM3U", false}, BeginningCase{"Empty", "", false}),
     kit::CaseName());
 
+TEST_F(ServiceTest, AFifoInThePlaceOfAVideoIsNotWaitedFor) {
+  kit::WriteFifo(elsewhere_ / "a.mp4");
+  EXPECT_FALSE(IsNoVideo(elsewhere_ / "a.mp4"));
+}
+
 }  // namespace
 }  // namespace vexathumb::service
