@@ -112,7 +112,9 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
   }
   if (!IsWritten(entry.Commit(attributes))) return std::nullopt;
   if (!request.avatar) series_.KeepAt(stored);
-  if (request.IsOfChosenBox()) EvictFreeBoxes(source_, options_.free_boxes, stored);
+  if (request.IsOfChosenBox()) {
+    EvictFreeBoxes(source_, version_.status(), options_.free_boxes, stored);
+  }
   Thumbnail thumbnail;
   thumbnail.path = stored;
   thumbnail.mime = made->mime;

@@ -111,10 +111,10 @@ void NoteFreeBoxUse(const std::string& stored) {
   utimensat(AT_FDCWD, stored.c_str(), times, AT_SYMLINK_NOFOLLOW);
 }
 
-void EvictFreeBoxes(const std::string& source, const FreeBoxLimits& limits,
-                    const std::string& newest) {
-  const posix::UniqueFd store(
-      open(StoreDirectoryOf(source).c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+void EvictFreeBoxes(const std::string& source, const struct stat& status,
+                    const FreeBoxLimits& limits, const std::string& newest) {
+  const posix::UniqueFd directory = OpenStoreDirectory(source, status);
+  const posix::UniqueFd store(openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!store) return;
   std::vector<FolderEntry> boxes = FreeBoxesIn(store.get());
   const std::string kept = LastComponent(newest);

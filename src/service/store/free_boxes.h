@@ -1,6 +1,8 @@
 #ifndef VEXATHUMB_SERVICE_STORE_FREE_BOXES_H_
 #define VEXATHUMB_SERVICE_STORE_FREE_BOXES_H_
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <ctime>
 #include <functional>
@@ -28,10 +30,11 @@ FreeBoxLimits FreeBoxLimitsFrom(const vexaplatform::ServiceSettings& settings);
 // That a stored one is sent: noted once a day.
 void NoteFreeBoxUse(const std::string& stored);
 
-// Removes those of the source's store that were used longest ago until the limits of one source are
-// kept; `newest`, by its path, stays. Whoever calls holds the source's lock.
-void EvictFreeBoxes(const std::string& source, const FreeBoxLimits& limits,
-                    const std::string& newest);
+// Removes those of the store of a source with that status that were used longest ago, until the
+// limits of one source are kept; `newest`, by its path, stays. Whoever calls holds the source's
+// lock.
+void EvictFreeBoxes(const std::string& source, const struct stat& status,
+                    const FreeBoxLimits& limits, const std::string& newest);
 
 // What a store has of them, and what went.
 struct FreeBoxSum {
