@@ -38,6 +38,7 @@ TEST(Doctor, TellsHowToolsAreConfined) {
   }
   if (geteuid() == 0) {
     EXPECT_THAT(out, HasSubstr("warn  user: runs as root"));
+    EXPECT_THAT(out, HasSubstr("warn  usage: "));
   }
   album.WriteSettings("[tools]\nconfinement = no\n");
   EXPECT_THAT(album.Run({"doctor", album.pictures()}).out,

@@ -60,6 +60,12 @@ Finding CheckSignals(const Confinement& confinement) {
 }
 
 Finding CheckUsage(const Confinement& confinement) {
+  if (confinement.usage && geteuid() == 0) {
+    return {Level::kWarn, "usage",
+            "what a tool writes in all, and its threads, are limited by looking 50 times a second: "
+            "the kernel does not limit the threads of root",
+            "run services as a user of their own"};
+  }
   if (confinement.usage) {
     return {Level::kOk, "usage", "what a tool writes in all, and its threads, are limited", ""};
   }

@@ -129,7 +129,8 @@ void WebSite::StartLighttpd() {
                     "STATE=" + State("run"), "LOG=" + State("run/log"), "PROGRAM=" + WriteProgram(),
                     "SETTINGS=" + State("platform.ini"),
                     "WORKERS=" + std::to_string(options_.workers),
-                    "FOLDERS=\"" + State("photos") + "\", \"" + State("indexed") + "\""}));
+                    "FOLDERS=\"" + State("photos") + "\", \"" + State("indexed") + "\"",
+                    "LINKS=disable"}));
   server_ = StartProgram({"/usr/sbin/lighttpd", "-D", "-f", State("lighttpd.conf")});
 }
 
