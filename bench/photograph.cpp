@@ -6,11 +6,15 @@
 
 namespace vexathumb::bench {
 
-void WritePhotograph(const std::string& path, const kit::Size& size, float grain) {
-  const kit::TempDir dir;
+kit::Scene PhotographScene(float grain) {
   kit::Scene scene = {1, {58, 98, 160}, {246, 214, 176}, {22, 44, 52}, 0.70F, 0.30F};
   scene.grain = grain;
-  kit::PaintLandscape(dir / "scene.ppm", size, scene);
+  return scene;
+}
+
+void WritePhotograph(const std::string& path, const kit::Size& size, float grain) {
+  const kit::TempDir dir;
+  kit::PaintLandscape(dir / "scene.ppm", size, PhotographScene(grain));
   kit::RunTool({"/usr/bin/cjpeg", "-quality", "90", "-outfile", path, dir / "scene.ppm"});
   kit::Age(path);
 }

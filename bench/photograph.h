@@ -11,8 +11,11 @@ namespace vexathumb::bench {
 // What most telephones take: 12 megapixels.
 inline constexpr kit::Size kPhotographSize = {4032, 3024};
 
-// Writes a landscape of this grain as an upright JPEG of quality 90 without metadata or embedded
-// preview. Throws std::runtime_error.
+// The landscape that benchmarks have for a photograph.
+kit::Scene PhotographScene(float grain = kit::Scene{}.grain);
+
+// Writes it with this grain as an upright JPEG of quality 90 without metadata or embedded preview.
+// Throws std::runtime_error.
 void WritePhotograph(const std::string& path, const kit::Size& size,
                      float grain = kit::Scene{}.grain);
 
