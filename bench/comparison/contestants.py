@@ -217,7 +217,7 @@ class PeerOfFolder(Contestant):
         self.rounds_at_most = min(3, maker.rounds_at_most)
         self._place = place
         self._maker = maker
-        self._target = place.scratch / "folder-of-peer"
+        self._target = place.scratch / f"folder-of-{maker.program}"
         self._jobs = jobs
         files = sorted(path for path in folder.iterdir() if path.is_file())
         self._calls = [call for side in reversed(SIDES.values()) for call in self._of(side, files, animated)]

@@ -18,7 +18,7 @@ KIND_OF_EXTENSION = {
     "heic": "heic", "heif": "heic", "avif": "avif", "jxl": "jxl", "gif": "gif", "dng": "dng",
     "nef": "dng", "cr2": "dng", "arw": "dng", "bmp": "bmp", "jp2": "jp2",
 }  # fmt: skip
-FLOOR_OF_KIND = {"heic": "heif", "avif": "heif"}  # the others are named as their kind
+FLOOR_OF_KIND = {"heic": "heif", "avif": "heif", "wide-gamut": "jpeg"}  # the others are named as their kind
 
 
 def header_of(path: Path) -> dict[str, str]:
@@ -79,13 +79,14 @@ class Studio:
         ]
         return (width // 4, height // 4) if self._quick else (width, height)
 
-    def scene(self, megapixels: int) -> Path:
+    def scene(self, megapixels: int, *options: str) -> Path:
         """The landscape in so many megapixels, as a PPM file; kept."""
         width, height = self._size(megapixels)
-        path = self._folder / f"scene-{width}x{height}.ppm"
+        path = self._folder / f"scene-{width}x{height}{''.join(options)}.ppm"
         if not path.exists():
             part = path.with_suffix(".part")
-            call(self._workplace.helper("make_input"), "scene", part, "--photo", f"{width}x{height}")
+            call(self._workplace.helper("make_input"), "scene", part, "--photo", f"{width}x{height}",
+                 *options)  # fmt: skip
             part.rename(path)
         return path
 
@@ -156,8 +157,8 @@ class Studio:
             preview.unlink(missing_ok=True)
 
     def wide_gamut(self, path: Path, space: ColourSpace) -> None:
-        """The landscape's numbers, which the profile makes more vivid colours than sRGB's."""
-        self.jpeg(path, 12)
+        """Numbers that the profile makes more vivid colours than sRGB's."""
+        call(find_command("cjpeg"), "-quality", "90", "-outfile", path, self.scene(12, "--vivid"))
         path.write_bytes(embed_in_jpeg(path.read_bytes(), profile_of(space)))
 
 

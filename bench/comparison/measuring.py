@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import re
 import signal
 import threading
 import time
@@ -55,6 +56,14 @@ def _reap_left_behind(known: set[int]) -> float:
     return cpu_seconds
 
 
+def _complaint(command: Command, scratch: Path, status: int) -> str:
+    """What a failed command has said last, without the folders that nobody will find again."""
+    lines = (scratch / "stderr").read_text(errors="replace").strip().splitlines()
+    said = lines[-1] if lines else f"status {status}"
+    said = re.sub(r"/[^ '`]*/", "", said)
+    return f"{Path(command.argv[0]).name} failed: {said[:120]}"
+
+
 def start(command: Command, scratch: Path) -> int:
     said = os.O_WRONLY | os.O_CREAT | os.O_TRUNC
     return os.posix_spawn(
@@ -92,9 +101,7 @@ def run(command: Command, scratch: Path, peaks: MemoryPeaks | None = None) -> Ru
         too_long.cancel()
     cpu_seconds += _reap_left_behind(known)
     if status != 0:
-        words = (scratch / "stderr").read_text(errors="replace").strip().splitlines()
-        name = Path(command.argv[0]).name
-        raise Unavailable(f"{name} failed: {words[-1][:200] if words else f'status {status}'}")
+        raise Unavailable(_complaint(command, scratch, status))
     said = (scratch / "stdout").read_text(errors="replace")
     return Run(Cost(seconds, cpu_seconds), said)
 

@@ -38,7 +38,7 @@ class Judge:
         self._input = picture
         self._folder = Path(tempfile.mkdtemp(dir=place.scratch))
         self._vips = find_command("vips")
-        self._decoded = self._folder / "decoded.v"
+        self._decoded = self._folder / "decoded.tif"
         self._references: dict[tuple[int, int], Path] = {}
         self._peer: dict[int, list[tuple[float, int]]] = {}
         self._wide = False
@@ -47,8 +47,16 @@ class Judge:
         """Throws Unavailable where libvips cannot decode the input."""
         if self._input.kind == "dng":
             raise Unavailable("what a raw file should look like is its developer's choice")
-        call(self._vips, "autorot", self._input.path, self._decoded)
-        self._wide = "icc-profile-data" in header_of(self._decoded)
+        upright = self._call("autorot", self._input.path, "upright.v")
+        self._wide = "icc-profile-data" in header_of(upright)
+        if self._wide:
+            # From profile to profile in one step, and then without one: what is imported to scale it in
+            # linear light comes out of libvips in other dark colours than by the formula.
+            call(self._vips, "icc_transform", upright, f"{self._decoded}[strip]", "srgb", "--embedded",
+                 "--intent", INTENT)  # fmt: skip
+            upright.unlink()
+        else:
+            self._decoded = upright
 
     def dismiss(self) -> None:
         shutil.rmtree(self._folder)
@@ -63,15 +71,19 @@ class Judge:
         if size not in self._references:
             scaled = self._call(
                 "thumbnail", self._decoded, "scaled.v", str(width), "--height", str(height), "--size",
-                "force", "--linear", "--no-rotate", "--export-profile", "srgb", "--intent", INTENT,
+                "force", "--linear", "--no-rotate",
             )  # fmt: skip
             self._references[size] = self._on_white(scaled, f"reference-{width}x{height}.png")
         return self._references[size]
 
     def _on_white(self, picture: Path, target: str) -> Path:
+        path = self._folder / target
         srgb = self._call("colourspace", picture, "srgb.v", "srgb")
-        self._call("flatten", srgb, f"{target}[strip]", "--background", "255")
-        return self._folder / target
+        if header_of(srgb)["bands"] == "4":  # of three it would take the last for alpha
+            call(self._vips, "flatten", srgb, f"{path}[strip]", "--background", "255")
+        else:
+            call(self._vips, "copy", srgb, f"{path}[strip]")
+        return path
 
     def _as_shown(self, picture: Path, header: dict[str, str]) -> Path:
         """What a viewer shows that heeds profiles."""
