@@ -98,7 +98,7 @@ MAKERS = [
         VIPS,
         "vipsthumbnail",
         "--size {side}x{side}> --export-profile srgb -o {to}{options} {from}",
-        many="--size {side}x{side}> --export-profile srgb -o {folder}/%s_{side}.{type}{options}",
+        many="--size {side}x{side}> --export-profile srgb -o {folder}/%s.{type}{options}",
         writes=("jpg", "png", "gif"),
         rounds_at_most=1000,
     ),
@@ -106,8 +106,8 @@ MAKERS = [
         "GraphicsMagick",
         "gm",
         "convert -size {side}x{side} {from} -auto-orient -thumbnail {side}x{side}> +profile * -quality 85 {to}",
-        many="mogrify -output-directory {folder} -size {side}x{side} -auto-orient "
-        "-thumbnail {side}x{side}> +profile * -quality 85 -format {side}.{type}",
+        many="mogrify -output-directory {folder} -create-directories -size {side}x{side} -auto-orient "
+        "-thumbnail {side}x{side}> +profile * -quality 85 -format {type}",
     ),
     Maker(
         "ImageMagick",
@@ -214,7 +214,7 @@ class PeerOfFolder(Contestant):
 
     def __init__(self, place: Workplace, maker: Maker, folder: Path, jobs: int, animated: bool):
         self.name = maker.name
-        self.rounds_at_most = min(3, maker.rounds_at_most)
+        self.rounds_at_most = 3 if maker.name == VIPS else 1
         self._place = place
         self._maker = maker
         self._target = place.scratch / f"folder-of-{maker.program}"
@@ -234,14 +234,14 @@ class PeerOfFolder(Contestant):
                 "side": str(side),
                 "twice": str(2 * side),
                 "type": file_type,
-                "folder": str(self._target),
+                "folder": str(self._target / str(side)),
                 "options": options_of(self._maker, file_type),
             }
             if self._maker.many:
                 calls.append(self._maker.words(self._maker.many, **common) + [str(m) for m in members])
                 continue
             for member in members:
-                to = self._target / f"{member.stem}_{side}.{file_type}"
+                to = self._target / str(side) / f"{member.stem}.{file_type}"
                 calls.append(
                     self._maker.words(self._maker.one, **{"from": str(member), "to": str(to)}, **common)
                 )
@@ -249,7 +249,8 @@ class PeerOfFolder(Contestant):
 
     def work(self, peaks: MemoryPeaks | None) -> Cost:
         shutil.rmtree(self._target, ignore_errors=True)
-        self._target.mkdir()
+        for side in SIDES.values():
+            (self._target / str(side)).mkdir(parents=True)
         script = self._place.scratch / "calls"
         script.write_text("".join(shlex.join(call) + "\0" for call in self._calls))
         argv = [find_command("xargs"), "-0", "-a", str(script), "-P", str(self._jobs), "-I", "{}",
@@ -257,10 +258,13 @@ class PeerOfFolder(Contestant):
         environment = self._place.environment()
         if self._jobs > 1:
             environment["VIPS_CONCURRENCY"] = "1"  # as many threads as jobs are faster than more
-        return run(Command(argv, environment), self._place.scratch, peaks).cost
+        try:
+            return run(Command(argv, environment), self._place.scratch, peaks).cost
+        except Unavailable as reason:
+            raise Unavailable(str(reason).replace("xargs", self.name, 1)) from None
 
     def bytes_written(self) -> int:
-        return sum(file.stat().st_size for file in self._target.iterdir())
+        return sum(file.stat().st_size for file in self._target.rglob("*") if file.is_file())
 
 
 def picture_type(path: Path) -> str:

@@ -22,7 +22,7 @@ from .inputs import Input, header_of
 from .measuring import Contestant, in_turns
 from .plan import Plan
 from .quality import Judge
-from .results import ALL_SIZES, FIRST, Comparison, Measured, Task
+from .results import ALL_SIZES, FIRST, SOURCE_SERVES, Comparison, Measured, Task
 from .workplace import FreshSource, Unavailable, Workplace, age, call
 
 
@@ -89,7 +89,7 @@ def _compare_size(
     task = Task(FIRST, picture.name, picture.kind, size, tags=picture.tags)
     comparison = Comparison(task)
     if _is_within(picture, size):
-        comparison.why_not = "the source is no larger than the box"
+        comparison.why_not = SOURCE_SERVES
         return comparison
     animated = "animated" in picture.tags
     source = FreshSource(place, picture.path)
@@ -118,7 +118,7 @@ def _compare_all_sizes(place: Workplace, plan: Plan, picture: Input) -> Comparis
         shutil.copyfile(picture.path, copy)
         age(copy)
         animated = "animated" in picture.tags
-        makers = plan.animators if animated else plan.makers_of_folders
+        makers = plan.animators if animated else plan.makers_of_folder("one", 1)
         contestants: list[Contestant] = [BuildAll(place, folder, 1)]
         contestants += [PeerOfFolder(place, maker, folder, 1, animated) for maker in makers]
         for name, series in in_turns(contestants, min(3, plan.rounds), plan.warms_up, plan.watched).items():

@@ -28,7 +28,8 @@ def _compare(place: Workplace, plan: Plan, folder: Path, task: Task) -> Comparis
     comparison = Comparison(task)
     contestants: list[Contestant] = [BuildAll(place, folder, task.jobs)]
     contestants += [
-        PeerOfFolder(place, maker, folder, task.jobs, animated=False) for maker in plan.makers_of_folders
+        PeerOfFolder(place, maker, folder, task.jobs, animated=False)
+        for maker in plan.makers_of_folder(task.kind, task.jobs)
     ]
     rounds = min(ROUNDS_AT_MOST, plan.rounds)
     for name, series in in_turns(contestants, rounds, plan.warms_up, plan.watched).items():

@@ -6,7 +6,7 @@ from collections.abc import Iterator
 from dataclasses import dataclass
 
 from .contestants import COLD, INDEXER, SIDES, VIPS, WARM
-from .results import ALL_SIZES, FIRST, FOLDER, Comparison, Results
+from .results import ALL_SIZES, FIRST, FOLDER, SOURCE_SERVES, Comparison, Results
 
 TIME = "time to vipsthumbnail's"
 BYTES = "bytes to vipsthumbnail's at the same SSIM"
@@ -92,6 +92,7 @@ def _concerns(limit: Limit, comparison: Comparison) -> bool:
     tags = {tag.replace("preview-SIZE", f"preview-{task.size}") for tag in limit.tags}
     return (
         limit.figure != COUNT
+        and comparison.why_not != SOURCE_SERVES
         and limit.scenario == task.scenario
         and (not limit.kinds or task.kind in limit.kinds)
         and tags <= task.tags

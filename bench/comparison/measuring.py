@@ -119,7 +119,8 @@ class Contestant:
     """Something that is measured beside others at one task."""
 
     name: str
-    rounds_at_most: int = 1000  # of slow ones fewer rounds are measured
+    # Of slow ones fewer rounds are measured; one that has a single round neither warms up nor is watched.
+    rounds_at_most: int = 1000
 
     def work(self, peaks: MemoryPeaks | None) -> Cost:
         """Does the task once. Throws Unavailable."""
@@ -145,8 +146,8 @@ def in_turns(
             of_it.why_not = str(reason)
             return None
 
-    if warm_up:
-        for contestant in contestants:
+    for contestant in contestants:
+        if warm_up and contestant.rounds_at_most > 1:
             attempt(contestant)
     for number in range(rounds):
         first = number % len(contestants)
@@ -154,6 +155,6 @@ def in_turns(
             if number < contestant.rounds_at_most and (cost := attempt(contestant)):
                 series[contestant.name].costs.append(cost)
     for contestant in contestants:
-        if watched is None or contestant.name in watched:
+        if contestant.rounds_at_most > 1 and (watched is None or contestant.name in watched):
             attempt(contestant, series[contestant.name].peaks)
     return series

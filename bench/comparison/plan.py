@@ -41,9 +41,11 @@ class Plan:
     def makers(self) -> list[Maker]:
         return MAKERS
 
-    @property
-    def makers_of_folders(self) -> list[Maker]:
-        return [maker for maker in MAKERS if maker.name == VIPS] if self.quick else MAKERS
+    def makers_of_folder(self, name: str, jobs: int) -> list[Maker]:
+        """The peers but the one that limits go by take minutes for a folder: they have one of each."""
+        if not self.quick and name in ("jpeg", "mixed") and jobs == max(self.jobs):
+            return MAKERS
+        return [maker for maker in MAKERS if maker.name == VIPS]
 
     @property
     def animators(self) -> list[Maker]:

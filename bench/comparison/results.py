@@ -12,6 +12,7 @@ from .quality import Looks
 FIRST = "first thumbnail"
 ALL_SIZES = "all sizes of one"
 FOLDER = "all sizes of a folder"
+SOURCE_SERVES = "the source is no larger than the box"
 
 
 @dataclass(frozen=True)
