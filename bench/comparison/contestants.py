@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import functools
 import re
 import shlex
 import shutil
@@ -12,7 +13,7 @@ from .fastcgi import Worker
 from .inputs import Input
 from .measuring import Command, Contestant, Cost, run
 from .process_tree import MemoryPeaks
-from .workplace import STORE, FreshSource, Unavailable, Workplace, find_command
+from .workplace import STORE, FreshSource, Unavailable, Workplace, call, find_command
 
 SIDES = {"small": 120, "medium": 360, "big": 640, "xlarge": 1280}
 QUALITY = 85  # of JPEG, everybody's
@@ -69,6 +70,13 @@ class WarmRequest(FirstThumbnail):
         return cost
 
 
+@functools.cache
+def profile_option() -> str:
+    """By which vipsthumbnail converts colours: releases name it differently."""
+    helped = call(find_command("vipsthumbnail"), "--help")
+    return "--output-profile" if "--output-profile" in helped else "--export-profile"
+
+
 @dataclass(frozen=True)
 class Maker:
     """How another program makes a thumbnail of a file, or of many in one process.
@@ -88,6 +96,8 @@ class Maker:
         return find_command(self.program)
 
     def words(self, template: str, **replaced: str) -> list[str]:
+        if "{profile}" in template:
+            replaced["profile"] = profile_option()
         return [self.path(), *(word.format(**replaced) for word in template.split())]
 
 
@@ -97,8 +107,8 @@ MAKERS = [
     Maker(
         VIPS,
         "vipsthumbnail",
-        "--size {side}x{side}> --export-profile srgb -o {to}{options} {from}",
-        many="--size {side}x{side}> --export-profile srgb -o {folder}/%s.{type}{options}",
+        "--size {side}x{side}> {profile} srgb -o {to}{options} {from}",
+        many="--size {side}x{side}> {profile} srgb -o {folder}/%s.{type}{options}",
         writes=("jpg", "png", "gif"),
         rounds_at_most=1000,
     ),

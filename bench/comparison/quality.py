@@ -8,7 +8,7 @@ import tempfile
 from dataclasses import dataclass, replace
 from pathlib import Path
 
-from .contestants import SIDES
+from .contestants import SIDES, profile_option
 from .inputs import Input, header_of
 from .workplace import Unavailable, Workplace, call, find_command
 
@@ -121,7 +121,7 @@ class Judge:
             points = []
             for quality in self._qualities:
                 target = self._folder / "peer.jpg"
-                call(find_command("vipsthumbnail"), "--size", f"{side}x{side}>", "--export-profile", "srgb",
+                call(find_command("vipsthumbnail"), "--size", f"{side}x{side}>", profile_option(), "srgb",
                      "-o", f"{target}[Q={quality},strip]", self._input.path)  # fmt: skip
                 looks = self.look(target)
                 if looks.ssim is not None:
