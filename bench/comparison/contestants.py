@@ -101,8 +101,8 @@ class Maker:
         return [self.path(), *(word.format(**replaced) for word in template.split())]
 
 
-# None enlarges where it can be told so. What each writes is JPEG of the same quality without metadata, PNG where vexathumb does, and in sRGB
-# where the program can convert to it.
+# None enlarges that can be told not to. What each writes is JPEG of the same quality without metadata,
+# PNG where vexathumb does, and in sRGB where the program can convert to it.
 MAKERS = [
     Maker(
         VIPS,

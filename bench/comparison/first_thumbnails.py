@@ -73,9 +73,10 @@ def _bytes_at_same_ssim(
 ) -> float | None:
     if not task.tags & {"12mp", "small-png", "own"} or own.looks is None or peer.looks is None:
         return None
-    if picture_type(cold.picture) == "png":  # nothing is lost that could be bought back by bytes
+    written = picture_type(cold.picture)
+    if written == "png":  # nothing is lost that could be bought back by bytes
         return own.looks.bytes / peer.looks.bytes
-    if own.looks.ssim is None:
+    if own.looks.ssim is None or written == "gif":
         return None
     try:
         return own.looks.bytes / judge.bytes_of_peer_at(own.looks.ssim, task.size)
