@@ -135,8 +135,7 @@ def _limits(told: list[Verdict]) -> list[str]:
     if missed_all:
         lines += ["Missed:", ""]
         lines += [
-            f"- {verdict.what}: {_value(verdict.value or 0)}, {verdict.limit.bound} ({verdict.limit.title}, "
-            f"{verdict.limit.contestant})"
+            f"- {verdict.what}: {_value(verdict.value or 0)}, {verdict.limit.bound} ({verdict.limit.title})"
             for verdict in missed_all
         ]
         lines.append("")
