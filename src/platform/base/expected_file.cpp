@@ -23,8 +23,4 @@ const ExpectedFile* ExpectationFor(const std::string& path) {
   return expected;
 }
 
-bool IsExpected(const ExpectedFile& expected, dev_t device, ino_t inode) {
-  return device == expected.device_ && inode == expected.inode_;
-}
-
 }  // namespace vexaplatform

@@ -8,7 +8,9 @@ namespace vexaplatform {
 // What this thread expects under a path; null when any file will do.
 const ExpectedFile* ExpectationFor(const std::string& path);
 
-bool IsExpected(const ExpectedFile& expected, dev_t device, ino_t inode);
+inline bool IsExpected(const ExpectedFile& expected, dev_t device, ino_t inode) {
+  return device == expected.device_ && inode == expected.inode_;
+}
 
 }  // namespace vexaplatform
 

@@ -8,7 +8,9 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <initializer_list>
+
+#include "platform/sandbox/seccomp_filter.h"
+#include "platform/sandbox/seccomp_rules.h"
 
 namespace vexaplatform {
 namespace {
@@ -19,7 +21,6 @@ constexpr int kFutexWake = 454;
 constexpr int kFutexRequeue = 456;
 constexpr int kMseal = 462;
 
-// What a call that an architecture lacks has in place of a number is less than 0.
 constexpr int kCalls[] = {
     // memory
     SCMP_SYS(brk), SCMP_SYS(madvise), SCMP_SYS(mmap), SCMP_SYS(mprotect), SCMP_SYS(mremap),
@@ -61,49 +62,9 @@ constexpr int kAbsentCalls[] = {
     SCMP_SYS(clone3),        SCMP_SYS(openat2), SCMP_SYS(io_uring_setup), SCMP_SYS(get_mempolicy),
     SCMP_SYS(set_mempolicy), SCMP_SYS(mlock),   SCMP_SYS(statfs)};
 
-using Comparisons = std::initializer_list<scmp_arg_cmp>;
-
-// Rules for calls, until one cannot be added.
-class Rules {
- public:
-  explicit Rules(scmp_filter_ctx filter) : filter_(filter) {}
-
-  int result() const { return result_; }
-
-  void Allow(int call, Comparisons comparisons = {}) { Add(SCMP_ACT_ALLOW, call, comparisons); }
-
-  template <size_t size>
-  void AllowAll(const int (&calls)[size]) {
-    for (const int call : calls) Allow(call);
-  }
-
-  void Fail(int call, uint32_t error) { Add(SCMP_ACT_ERRNO(error), call, {}); }
-
- private:
-  void Add(uint32_t action, int call, Comparisons comparisons) {
-    if (result_ != 0 || call < 0) return;
-    const auto count = static_cast<unsigned>(comparisons.size());
-    if (seccomp_rule_add_array(filter_, action, call, count, comparisons.begin()) != 0) {
-      result_ = -1;
-    }
-  }
-
-  scmp_filter_ctx filter_;
-  int result_ = 0;
-};
-
-// The system's own constants have signs, registers have none.
-scmp_arg_cmp Is(unsigned argument, int64_t value) {
-  return {argument, SCMP_CMP_EQ, static_cast<uint64_t>(value), 0};
-}
-
-scmp_arg_cmp HasBits(unsigned argument, int64_t mask, int64_t bits) {
-  return {argument, SCMP_CMP_MASKED_EQ, static_cast<uint64_t>(mask), static_cast<uint64_t>(bits)};
-}
-
 // A Landlock of before version 3 takes a file that is opened to be read for one that is read, even
 // where opening it empties it.
-void AllowOpening(Rules* rules, int call, unsigned flags) {
+void AllowOpening(SeccompRules* rules, int call, unsigned flags) {
   rules->Allow(call, {HasBits(flags, O_TRUNC, 0)});
   for (const int64_t access : {O_WRONLY, O_RDWR}) {
     rules->Allow(call, {HasBits(flags, O_TRUNC | O_ACCMODE, O_TRUNC | access)});
@@ -111,7 +72,7 @@ void AllowOpening(Rules* rules, int call, unsigned flags) {
 }
 
 // Whose signals a descriptor sends, and to whom, is not for a tool to say.
-void AllowDescriptorControl(Rules* rules) {
+void AllowDescriptorControl(SeccompRules* rules) {
   for (const int64_t command : {F_DUPFD, F_DUPFD_CLOEXEC, F_GETFD, F_SETFD, F_GETFL}) {
     rules->Allow(SCMP_SYS(fcntl), {Is(1, command)});
   }
@@ -122,7 +83,7 @@ void AllowDescriptorControl(Rules* rules) {
 }
 
 // Threads, but no process and no namespace.
-void AllowThreads(Rules* rules) {
+void AllowThreads(SeccompRules* rules) {
   constexpr int64_t kNamespaces = CLONE_NEWNS | CLONE_NEWCGROUP | CLONE_NEWUTS | CLONE_NEWIPC |
                                   CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET;
   rules->Allow(SCMP_SYS(clone), {HasBits(0, CLONE_THREAD | kNamespaces, CLONE_THREAD)});
@@ -132,17 +93,16 @@ void AllowThreads(Rules* rules) {
   rules->Allow(SCMP_SYS(prlimit64), {Is(0, 0), Is(2, 0)});  // its own, asked and not set
 }
 
-void AllowMoving(Rules* rules) {
+void AllowMoving(SeccompRules* rules) {
   rules->AllowAll(kTemporaryFileCalls);
   rules->AllowAll(kMoveCalls);
   rules->Allow(SCMP_SYS(utimensat), {Is(1, 0)});  // of a descriptor, not of a path
   rules->Allow(SCMP_SYS(ioctl), {Is(1, FICLONE)});
 }
 
-}  // namespace
-
+// 0, or -1 when a rule cannot be added.
 int AllowCalls(scmp_filter_ctx filter, Tool tool) {
-  Rules rules(filter);
+  SeccompRules rules(filter);
   rules.AllowAll(kCalls);
   AllowOpening(&rules, SCMP_SYS(open), 1);
   AllowOpening(&rules, SCMP_SYS(openat), 2);
@@ -156,6 +116,21 @@ int AllowCalls(scmp_filter_ctx filter, Tool tool) {
   for (const int call : kAbsentCalls) rules.Fail(call, ENOSYS);
   rules.Fail(SCMP_SYS(fallocate), EOPNOTSUPP);  // the C library then writes
   return rules.result();
+}
+
+std::vector<sock_filter> MakeFilter(Tool tool) {
+  return MakeSeccompFilter(SCMP_ACT_ERRNO(EPERM),
+                           [tool](scmp_filter_ctx filter) { return AllowCalls(filter, tool); });
+}
+
+}  // namespace
+
+const std::vector<sock_filter>& ToolFilter(Tool tool) {
+  static const std::vector<sock_filter> convert = MakeFilter(Tool::kConvert);
+  static const std::vector<sock_filter> mv = MakeFilter(Tool::kMv);
+  static const std::vector<sock_filter> others = MakeFilter(Tool::kOther);
+  if (tool == Tool::kConvert) return convert;
+  return tool == Tool::kMv ? mv : others;
 }
 
 }  // namespace vexaplatform

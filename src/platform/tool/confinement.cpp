@@ -1,7 +1,8 @@
 #include "vexaplatform/confinement.h"
 
-#include "platform/tool/landlock.h"
-#include "platform/tool/seccomp_filter.h"
+#include "platform/sandbox/landlock.h"
+#include "platform/sandbox/seccomp_filter.h"
+#include "platform/tool/allowed_calls.h"
 #include "platform/tool/tool_policy.h"
 #include "platform/tool/tool_usage.h"
 #include "vexaplatform/settings.h"

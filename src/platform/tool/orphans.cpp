@@ -5,7 +5,7 @@
 #include <csignal>
 #include <cstdio>
 
-#include "platform/tool/bare_calls.h"
+#include "platform/base/bare_calls.h"
 
 namespace vexaplatform {
 namespace {

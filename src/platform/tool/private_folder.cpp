@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/tool/bare_calls.h"
+#include "platform/base/bare_calls.h"
 #include "posix/random_name.h"
 #include "vexaplatform/settings.h"
 #include "vexaplatform/tool_folders.h"

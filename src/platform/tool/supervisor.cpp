@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/tool/bare_calls.h"
-#include "platform/tool/landlock.h"
+#include "platform/base/bare_calls.h"
+#include "platform/sandbox/landlock.h"
 #include "platform/tool/orphans.h"
 #include "platform/tool/private_folder.h"
 #include "platform/tool/tool_destination.h"

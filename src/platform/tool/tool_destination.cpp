@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/tool/bare_calls.h"
+#include "platform/base/bare_calls.h"
 
 namespace vexaplatform {
 namespace {

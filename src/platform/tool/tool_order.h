@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/tool/landlock.h"
+#include "platform/sandbox/landlock.h"
 #include "vexaplatform/tool_limits.h"
 
 namespace vexaplatform {

@@ -5,10 +5,11 @@
 
 #include <cerrno>
 
-#include "platform/tool/landlock.h"
+#include "platform/sandbox/landlock.h"
+#include "platform/sandbox/seccomp_filter.h"
+#include "platform/tool/allowed_calls.h"
 #include "platform/tool/path_aliases.h"
 #include "platform/tool/private_folder.h"
-#include "platform/tool/seccomp_filter.h"
 #include "platform/tool/tool_environment.h"
 #include "platform/tool/tool_policy.h"
 #include "posix/random_name.h"

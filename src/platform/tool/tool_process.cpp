@@ -6,9 +6,9 @@
 #include <climits>
 #include <csignal>
 
-#include "platform/tool/bare_calls.h"
-#include "platform/tool/landlock.h"
-#include "platform/tool/seccomp_filter.h"
+#include "platform/base/bare_calls.h"
+#include "platform/sandbox/landlock.h"
+#include "platform/sandbox/seccomp_filter.h"
 #include "platform/tool/tool_usage.h"
 
 namespace vexaplatform {

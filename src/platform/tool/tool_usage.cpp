@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/tool/bare_calls.h"
+#include "platform/base/bare_calls.h"
 
 namespace vexaplatform {
 namespace {

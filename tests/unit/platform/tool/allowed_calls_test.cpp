@@ -1,3 +1,5 @@
+#include "platform/tool/allowed_calls.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -6,7 +8,7 @@
 #include "kit/case_name.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/run_tool.h"
-#include "platform/tool/seccomp_filter.h"
+#include "platform/sandbox/seccomp_filter.h"
 #include "platform/tool/supervisor.h"
 #include "platform/tool/tool_plan.h"
 #include "unit/platform/tool/listened_thread.h"

@@ -10,8 +10,8 @@
 #include <tuple>
 
 #include "kit/case_name.h"
-#include "platform/tool/landlock.h"
-#include "platform/tool/seccomp_filter.h"
+#include "platform/sandbox/landlock.h"
+#include "platform/sandbox/seccomp_filter.h"
 #include "unit/platform/tool/listened_thread.h"
 #include "unit/platform/tool/tool_fixture.h"
 #include "vexaplatform/confinement.h"

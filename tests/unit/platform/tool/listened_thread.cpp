@@ -18,7 +18,7 @@
 #include <system_error>
 #include <thread>
 
-#include "platform/tool/landlock.h"
+#include "platform/sandbox/landlock.h"
 #include "posix/unique_fd.h"
 
 namespace vexaplatform {

@@ -8,7 +8,7 @@
 
 #include "kit/case_name.h"
 #include "kit/pictures/fixtures.h"
-#include "platform/tool/landlock.h"
+#include "platform/sandbox/landlock.h"
 #include "unit/platform/tool/tool_fixture.h"
 
 namespace vexaplatform {

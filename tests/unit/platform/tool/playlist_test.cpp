@@ -2,7 +2,7 @@
 
 #include "kit/case_name.h"
 #include "kit/run_tool.h"
-#include "platform/tool/landlock.h"
+#include "platform/sandbox/landlock.h"
 #include "unit/platform/tool/listened_thread.h"
 #include "unit/platform/tool/tool_fixture.h"
 

@@ -5,8 +5,8 @@
 #include <functional>
 
 #include "kit/case_name.h"
-#include "platform/tool/landlock.h"
-#include "platform/tool/seccomp_filter.h"
+#include "platform/sandbox/landlock.h"
+#include "platform/sandbox/seccomp_filter.h"
 #include "unit/platform/tool/tool_fixture.h"
 #include "vexaplatform/expected_file.h"
 

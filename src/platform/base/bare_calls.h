@@ -1,5 +1,5 @@
-#ifndef VEXAPLATFORM_TOOL_BARE_CALLS_H_
-#define VEXAPLATFORM_TOOL_BARE_CALLS_H_
+#ifndef VEXAPLATFORM_BASE_BARE_CALLS_H_
+#define VEXAPLATFORM_BASE_BARE_CALLS_H_
 
 #include <fcntl.h>
 #include <poll.h>
@@ -139,4 +139,4 @@ class Descriptor {
 
 }  // namespace vexaplatform::bare
 
-#endif  // VEXAPLATFORM_TOOL_BARE_CALLS_H_
+#endif  // VEXAPLATFORM_BASE_BARE_CALLS_H_

@@ -1,5 +1,5 @@
-#ifndef VEXAPLATFORM_TOOL_LANDLOCK_H_
-#define VEXAPLATFORM_TOOL_LANDLOCK_H_
+#ifndef VEXAPLATFORM_SANDBOX_LANDLOCK_H_
+#define VEXAPLATFORM_SANDBOX_LANDLOCK_H_
 
 #include <string>
 #include <vector>
@@ -39,4 +39,4 @@ int EnterLandlockRuleset(int ruleset);
 
 }  // namespace vexaplatform
 
-#endif  // VEXAPLATFORM_TOOL_LANDLOCK_H_
+#endif  // VEXAPLATFORM_SANDBOX_LANDLOCK_H_

@@ -1,4 +1,4 @@
-#include "platform/tool/landlock.h"
+#include "platform/sandbox/landlock.h"
 
 #include <linux/landlock.h>
 #include <sys/sysmacros.h>
@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/tool/bare_calls.h"
+#include "platform/base/bare_calls.h"
 
 namespace vexaplatform {
 namespace {

@@ -1,16 +1,13 @@
-#include "platform/tool/seccomp_filter.h"
+#include "platform/sandbox/seccomp_filter.h"
 
 #include <linux/seccomp.h>
-#include <seccomp.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <memory>
 
-#include "platform/tool/allowed_calls.h"
 #include "posix/unique_fd.h"
 
 namespace vexaplatform {
@@ -28,14 +25,6 @@ std::vector<sock_filter> Export(scmp_filter_ctx context) {
              : std::vector<sock_filter>();
 }
 
-std::vector<sock_filter> MakeFilter(Tool tool) {
-  const std::unique_ptr<void, void (*)(scmp_filter_ctx)> context(
-      seccomp_init(SCMP_ACT_ERRNO(EPERM)), &seccomp_release);
-  if (context == nullptr || AllowCalls(context.get(), tool) != 0) return {};
-  seccomp_attr_set(context.get(), SCMP_FLTATR_CTL_OPTIMIZE, 2);  // a search tree
-  return Export(context.get());
-}
-
 }  // namespace
 
 bool HasSeccomp() {
@@ -43,12 +32,13 @@ bool HasSeccomp() {
   return syscall(SYS_seccomp, SECCOMP_GET_ACTION_AVAIL, 0, &action) == 0;
 }
 
-const std::vector<sock_filter>& ToolFilter(Tool tool) {
-  static const std::vector<sock_filter> convert = MakeFilter(Tool::kConvert);
-  static const std::vector<sock_filter> mv = MakeFilter(Tool::kMv);
-  static const std::vector<sock_filter> others = MakeFilter(Tool::kOther);
-  if (tool == Tool::kConvert) return convert;
-  return tool == Tool::kMv ? mv : others;
+std::vector<sock_filter> MakeSeccompFilter(uint32_t action,
+                                           const std::function<int(scmp_filter_ctx)>& add_rules) {
+  const std::unique_ptr<void, void (*)(scmp_filter_ctx)> context(seccomp_init(action),
+                                                                 &seccomp_release);
+  if (context == nullptr || add_rules(context.get()) != 0) return {};
+  seccomp_attr_set(context.get(), SCMP_FLTATR_CTL_OPTIMIZE, 2);  // a search tree
+  return Export(context.get());
 }
 
 int EnterFilter(const std::vector<sock_filter>& filter) {
