@@ -1,0 +1,73 @@
+#include "render/allocation.h"
+
+#include <cerrno>
+#include <cstddef>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VEXATHUMB_HAS_OTHER_ALLOCATOR
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define VEXATHUMB_HAS_OTHER_ALLOCATOR
+#endif
+#endif
+
+namespace vexathumb::render {
+namespace {
+
+std::atomic<uint8_t>* want_of_memory = nullptr;
+
+void* Noted(void* memory, size_t size) {
+  if (memory == nullptr && size != 0 && want_of_memory != nullptr) *want_of_memory = 1;
+  return memory;
+}
+
+}  // namespace
+
+void NoteWantOfMemory(std::atomic<uint8_t>* note) { want_of_memory = note; }
+
+}  // namespace vexathumb::render
+
+#ifndef VEXATHUMB_HAS_OTHER_ALLOCATOR
+
+// The program's functions of these names are what all its libraries call; the C library offers its
+// own by these others.
+extern "C" {
+
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* memory, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
+
+__attribute__((visibility("default"))) void* malloc(size_t size) {
+  return vexathumb::render::Noted(__libc_malloc(size), size);
+}
+
+__attribute__((visibility("default"))) void* calloc(size_t count, size_t size) {
+  return vexathumb::render::Noted(__libc_calloc(count, size), count != 0 ? size : 0);
+}
+
+__attribute__((visibility("default"))) void* realloc(void* memory, size_t size) {
+  return vexathumb::render::Noted(__libc_realloc(memory, size), size);
+}
+
+__attribute__((visibility("default"))) void* memalign(size_t alignment, size_t size) {
+  return vexathumb::render::Noted(__libc_memalign(alignment, size), size);
+}
+
+__attribute__((visibility("default"))) void* aligned_alloc(size_t alignment, size_t size) {
+  return memalign(alignment, size);
+}
+
+__attribute__((visibility("default"))) int posix_memalign(void** memory, size_t alignment,
+                                                          size_t size) {
+  const bool is_power = alignment != 0 && (alignment & (alignment - 1)) == 0;
+  if (!is_power || alignment % sizeof(void*) != 0) return EINVAL;
+  void* const found = memalign(alignment, size);
+  if (found == nullptr && size != 0) return ENOMEM;
+  *memory = found;
+  return 0;
+}
+
+}  // extern "C"
+
+#endif  // VEXATHUMB_HAS_OTHER_ALLOCATOR

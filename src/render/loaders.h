@@ -1,0 +1,22 @@
+#ifndef VEXATHUMB_RENDER_LOADERS_H_
+#define VEXATHUMB_RENDER_LOADERS_H_
+
+#include <vips/vips8>
+
+namespace vexathumb::render {
+
+struct Loader {
+  const char* name;      // the decoder's class
+  const char* type;      // MIME
+  bool turns_by_itself;  // what it gives is upright, and says nothing of how it was stored
+};
+
+// Lets nothing be decoded but what Loader has a row for, whatever is installed.
+void AllowLoaders();
+
+// The one that takes the content; null where none is allowed to.
+const Loader* LoaderFor(const vips::VSource& source);
+
+}  // namespace vexathumb::render
+
+#endif  // VEXATHUMB_RENDER_LOADERS_H_

@@ -1,0 +1,231 @@
+#include "render/picture_rendering.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <numeric>
+#include <string>
+#include <system_error>
+#include <vips/vips8>
+
+#include "render/decoding.h"
+#include "render/picture_sizes.h"
+
+namespace vexathumb::render {
+namespace {
+
+using vips::VError;
+using vips::VImage;
+
+struct BlobUnref {
+  void operator()(VipsBlob* blob) const { vips_area_unref(VIPS_AREA(blob)); }
+};
+using Blob = std::unique_ptr<VipsBlob, BlobUnref>;
+
+// The first of the decoder's complaints.
+std::string FirstLine(const VError& error) {
+  const std::string text = error.what();
+  return text.substr(0, text.find('\n'));
+}
+
+// 0, or why the file cannot be read, which is not the picture's fault.
+int ErrorOfReading(int file) {
+  std::array<char, 1U << 16U> block = {};
+  for (off_t position = 0;;) {
+    const ssize_t count = pread(file, block.data(), block.size(), position);
+    if (count == 0) return 0;
+    if (count < 0 && errno != EINTR) return errno;
+    position += std::max<ssize_t>(count, 0);
+  }
+}
+
+// As displayed: what an EXIF orientation asks for, and then quarter turns on top.
+VImage Turned(VImage picture, int orientation, int turns) {
+  constexpr std::array<int, 9> kTurns = {0, 0, 0, 2, 2, 1, 1, 3, 3};
+  constexpr std::array<bool, 9> kIsMirrored = {false, false, true, false, true,
+                                               true,  false, true, false};
+  const auto turn = [&picture](int count) {
+    if (count % 4 != 0) picture = picture.rot(static_cast<VipsAngle>(count % 4));
+  };
+  const auto index = static_cast<size_t>(orientation);
+  turn(kTurns.at(index));
+  if (kIsMirrored.at(index)) picture = picture.flip(VIPS_DIRECTION_HORIZONTAL);
+  turn(turns);
+  return picture;
+}
+
+VImage Middle(const VImage& picture, const Size& cut) {
+  const auto width = static_cast<int>(cut.width);
+  const auto height = static_cast<int>(cut.height);
+  if (width == picture.width() && height == picture.height()) return picture;
+  return picture.extract_area((picture.width() - width) / 2, (picture.height() - height) / 2, width,
+                              height);
+}
+
+VImage Smaller(const VImage& picture, const Size& size) {
+  const auto width = static_cast<int>(size.width);
+  const auto height = static_cast<int>(size.height);
+  if (width == picture.width() && height == picture.height()) return picture;
+  return picture
+      .thumbnail_image(width, VImage::option()
+                                  ->set("height", height)
+                                  ->set("size", VIPS_SIZE_FORCE)
+                                  ->set("no_rotate", true))
+      .copy_memory();
+}
+
+Blob Encoded(const VImage& picture, const PictureRecord& order) {
+  if (order.coding == Coding::kPng) {
+    return Blob(picture.pngsave_buffer(VImage::option()->set("strip", true)));
+  }
+  const VImage opaque =
+      picture.has_alpha()
+          ? picture.flatten(VImage::option()->set("background", std::vector<double>{255}))
+          : picture;
+  return Blob(opaque.jpegsave_buffer(VImage::option()
+                                         ->set("Q", static_cast<int>(order.quality))
+                                         ->set("optimize_coding", true)
+                                         ->set("strip", true)));
+}
+
+// 0 or an error.
+int Write(int file, const char* data, size_t size) {
+  if (ftruncate(file, 0) != 0 || lseek(file, 0, SEEK_SET) != 0) return errno;
+  while (size > 0) {
+    const ssize_t count = write(file, data, size);
+    if (count < 0 && errno != EINTR) return errno;
+    if (count > 0) {
+      data += count;
+      size -= static_cast<size_t>(count);
+    }
+  }
+  return 0;
+}
+
+// One order, from its header to the last picture.
+class Rendering {
+ public:
+  Rendering(const OrderRecord& order, const std::vector<int>& files)
+      : order_(order), source_(files[0]), files_(files.begin() + 1, files.end()) {}
+
+  AnswerRecord Run() {
+    try {
+      if (TakeHeader()) MakePictures();
+    } catch (const VError& error) {
+      End(Ending::kUnreadable, FirstLine(error));
+    }
+    const int error = answer_.ending == Ending::kDone || answer_.ending == Ending::kLimited
+                          ? 0
+                          : ErrorOfReading(source_);
+    if (error != 0) End(Ending::kStopped, "the source: " + std::generic_category().message(error));
+    return answer_;
+  }
+
+ private:
+  void End(Ending ending, const std::string& detail) {
+    answer_.ending = ending;
+    SetText(answer_.detail.data(), answer_.detail.size(), detail.c_str());
+  }
+
+  // Whether there is more to do.
+  bool TakeHeader() {
+    header_ = ReadHeader(source_);
+    if (header_.loader == nullptr) {
+      End(Ending::kRefused, "is of no type that is rendered");
+      return false;
+    }
+    if (order_.orientation != 0 && !header_.loader->turns_by_itself) {
+      header_.orientation = order_.orientation;
+    }
+    SetText(answer_.type.data(), answer_.type.size(), header_.type);
+    const Size upright = header_.orientation >= 5 ? Swapped(header_.stored) : header_.stored;
+    answer_.width = upright.width;
+    answer_.height = upright.height;
+    answer_.frames = header_.frames;
+    answer_.has_alpha = header_.has_alpha ? 1 : 0;
+    displayed_ = order_.turns % 2 == 1 ? Swapped(upright) : upright;
+    if (uint64_t{upright.width} * upright.height > order_.pixels) {
+      End(Ending::kLimited, "pixels");
+      return false;
+    }
+    return true;
+  }
+
+  void MakePictures() {
+    std::vector<PictureSizes> sizes;
+    for (size_t i = 0; i < order_.picture_count; ++i) {
+      sizes.push_back(SizesFor(displayed_, order_.pictures.at(i)));
+    }
+    std::vector<size_t> from_large(sizes.size());
+    std::iota(from_large.begin(), from_large.end(), 0);
+    std::stable_sort(from_large.begin(), from_large.end(), [&sizes](size_t one, size_t other) {
+      return sizes[one].whole.width * uint64_t{sizes[one].whole.height} >
+             sizes[other].whole.width * uint64_t{sizes[other].whole.height};
+    });
+    VImage whole;
+    for (const size_t i : from_large) {
+      whole = i == from_large.front() ? Largest(sizes[i].whole) : Smaller(whole, sizes[i].whole);
+      const Blob blob = Encoded(Middle(whole, sizes[i].cut), order_.pictures.at(i));
+      if (!Keep(*blob, files_[i])) return;
+      answer_.pictures.at(i) = sizes[i].cut;
+    }
+    answer_.picture_count = order_.picture_count;
+  }
+
+  VImage Largest(const Size& size) {
+    const bool is_swapped = (header_.orientation >= 5) != (order_.turns % 2 == 1);
+    const Size stored = is_swapped ? Swapped(size) : size;
+    VImage decoded;
+    try {
+      decoded = Decode(source_, stored, Completeness::kWhole);
+    } catch (const VError&) {
+      if (order_.takes_damaged == 0 || !TakeDamaged(stored, &decoded)) throw;
+    }
+    if (header_.orientation == 1 && order_.turns == 0) return decoded;
+    return Turned(decoded, header_.orientation, order_.turns).copy_memory();
+  }
+
+  bool TakeDamaged(const Size& stored, VImage* decoded) {
+    try {
+      *decoded = Decode(source_, stored, Completeness::kAnything);
+    } catch (const VError&) {
+      return false;
+    }
+    if (!HasHalfOfItsRows(*decoded)) return false;
+    answer_.is_damaged = 1;
+    return true;
+  }
+
+  bool Keep(const VipsBlob& blob, int file) {
+    size_t size = 0;
+    const auto* const data =
+        static_cast<const char*>(vips_blob_get(const_cast<VipsBlob*>(&blob), &size));
+    if (size > order_.file_size) {
+      End(Ending::kLimited, "size of a file");
+      return false;
+    }
+    const int error = Write(file, data, size);
+    if (error != 0)
+      End(Ending::kStopped, "cannot write: " + std::generic_category().message(error));
+    return error == 0;
+  }
+
+  const OrderRecord& order_;
+  const int source_;
+  const std::vector<int> files_;
+  Header header_;
+  Size displayed_;
+  AnswerRecord answer_ = MakeAnswer(Ending::kDone, "");
+};
+
+}  // namespace
+
+AnswerRecord Render(const OrderRecord& order, const std::vector<int>& files) {
+  return Rendering(order, files).Run();
+}
+
+}  // namespace vexathumb::render
