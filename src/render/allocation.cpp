@@ -1,7 +1,10 @@
 #include "render/allocation.h"
 
+#include <malloc.h>
+
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define VEXATHUMB_HAS_OTHER_ALLOCATOR
@@ -16,7 +19,7 @@ namespace {
 
 std::atomic<uint8_t>* want_of_memory = nullptr;
 
-void* Noted(void* memory, size_t size) {
+[[maybe_unused]] void* Noted(void* memory, size_t size) {
   if (memory == nullptr && size != 0 && want_of_memory != nullptr) *want_of_memory = 1;
   return memory;
 }
@@ -29,6 +32,8 @@ void NoteWantOfMemory(std::atomic<uint8_t>* note) { want_of_memory = note; }
 
 #ifndef VEXATHUMB_HAS_OTHER_ALLOCATOR
 
+#define VEXATHUMB_ALLOCATOR __attribute__((visibility("default")))
+
 // The program's functions of these names are what all its libraries call; the C library offers its
 // own by these others.
 extern "C" {
@@ -38,28 +43,27 @@ void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* memory, size_t size);
 void* __libc_memalign(size_t alignment, size_t size);
 
-__attribute__((visibility("default"))) void* malloc(size_t size) {
+VEXATHUMB_ALLOCATOR void* malloc(size_t size) noexcept {
   return vexathumb::render::Noted(__libc_malloc(size), size);
 }
 
-__attribute__((visibility("default"))) void* calloc(size_t count, size_t size) {
+VEXATHUMB_ALLOCATOR void* calloc(size_t count, size_t size) noexcept {
   return vexathumb::render::Noted(__libc_calloc(count, size), count != 0 ? size : 0);
 }
 
-__attribute__((visibility("default"))) void* realloc(void* memory, size_t size) {
+VEXATHUMB_ALLOCATOR void* realloc(void* memory, size_t size) noexcept {
   return vexathumb::render::Noted(__libc_realloc(memory, size), size);
 }
 
-__attribute__((visibility("default"))) void* memalign(size_t alignment, size_t size) {
+VEXATHUMB_ALLOCATOR void* memalign(size_t alignment, size_t size) noexcept {
   return vexathumb::render::Noted(__libc_memalign(alignment, size), size);
 }
 
-__attribute__((visibility("default"))) void* aligned_alloc(size_t alignment, size_t size) {
+VEXATHUMB_ALLOCATOR void* aligned_alloc(size_t alignment, size_t size) noexcept {
   return memalign(alignment, size);
 }
 
-__attribute__((visibility("default"))) int posix_memalign(void** memory, size_t alignment,
-                                                          size_t size) {
+VEXATHUMB_ALLOCATOR int posix_memalign(void** memory, size_t alignment, size_t size) noexcept {
   const bool is_power = alignment != 0 && (alignment & (alignment - 1)) == 0;
   if (!is_power || alignment % sizeof(void*) != 0) return EINVAL;
   void* const found = memalign(alignment, size);

@@ -2,7 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
+#include <vector>
 
 namespace vexathumb::render {
 namespace {
@@ -11,6 +14,11 @@ using vips::VError;
 using vips::VImage;
 using vips::VSource;
 
+// Loaders' options. That what is missing is an error has to be said to the loader itself: the
+// operation that scales does not pass it on.
+constexpr char kWholeOnly[] = "[fail_on=error]";
+constexpr char kAnything[] = "[fail_on=none]";
+
 VSource Open(int source) {
   lseek(source, 0, SEEK_SET);
   return VSource::new_from_descriptor(source);
@@ -18,6 +26,14 @@ VSource Open(int source) {
 
 int NumberIn(const VImage& image, const char* field, int otherwise) {
   return image.get_typeof(field) == G_TYPE_INT ? image.get_int(field) : otherwise;
+}
+
+// Whether it carries a profile that fits its pixels.
+bool HasProfile(const VImage& image) {
+  if (image.get_typeof(VIPS_META_ICC_NAME) == 0) return false;
+  size_t size = 0;
+  const void* const profile = image.get_blob(VIPS_META_ICC_NAME, &size);
+  return vips_icc_is_compatible_profile(image.get_image(), profile, size) != 0;
 }
 
 const char* TypeOf(const Loader& loader, const VImage& image) {
@@ -47,8 +63,70 @@ VImage InEightBits(const VImage& picture) {
   return converted.format() == VIPS_FORMAT_UCHAR ? converted : converted.cast(VIPS_FORMAT_UCHAR);
 }
 
+struct RegionUnref {
+  void operator()(VipsRegion* region) const { g_object_unref(region); }
+};
+using Region = std::unique_ptr<VipsRegion, RegionUnref>;
+
+// The rows, from the top, before the first that the decoder complains of.
+uint32_t ReadableRows(int source, const Size& size) {
+  constexpr uint32_t kStrip = 16;
+  uint32_t row = 0;
+  try {
+    const VImage image = VImage::new_from_source(
+        Open(source), kWholeOnly, VImage::option()->set("access", VIPS_ACCESS_SEQUENTIAL));
+    const Region region(vips_region_new(image.get_image()));
+    for (; row < size.height; row += kStrip) {
+      const uint32_t count = std::min(size.height - row, kStrip);
+      const VipsRect strip = {0, static_cast<int>(row), image.width(), static_cast<int>(count)};
+      if (vips_region_prepare(region.get(), &strip) != 0) break;
+    }
+  } catch (const VError&) {
+    return 0;
+  }
+  vips_error_clear();
+  return std::min(row, size.height);
+}
+
+VImage WithGreyBelow(const VImage& picture, int row) {
+  constexpr double kGrey = 128;
+  std::vector<double> grey(static_cast<size_t>(picture.bands()), kGrey);
+  if (picture.has_alpha()) grey.back() = 255;
+  return picture.extract_area(0, 0, picture.width(), row)
+      .embed(0, 0, picture.width(), picture.height(),
+             VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", grey))
+      .copy_memory();
+}
+
 bool IsRowOfOneColour(const VipsPel* row, size_t size, size_t pixel) {
   return memcmp(row, row + pixel, size - pixel) == 0;
+}
+
+// The rows, from the top, without those at the bottom that are of one colour and all the same,
+// which is what decoders fill up with that tell no rows apart.
+size_t FilledRows(const VImage& picture) {
+  const auto pixel = static_cast<size_t>(picture.bands());
+  const size_t row = pixel * static_cast<size_t>(picture.width());
+  const auto* const first = static_cast<const VipsPel*>(picture.data());
+  const auto height = static_cast<size_t>(picture.height());
+  const VipsPel* const last = first + (height - 1) * row;
+  if (!IsRowOfOneColour(last, row, pixel)) return height;
+  size_t rows = height - 1;
+  while (rows > 0 && memcmp(first + (rows - 1) * row, last, row) == 0) --rows;
+  return rows;
+}
+
+VImage DecodeAs(int source, const Header& header, const Size& size, const char* completeness) {
+  auto* const options = VImage::option()
+                            ->set("height", static_cast<int>(size.height))
+                            ->set("size", VIPS_SIZE_FORCE)
+                            ->set("no_rotate", true)
+                            ->set("option_string", completeness);
+  // Without a profile of its own a picture's colours are sRGB, which this would move a little.
+  if (header.has_profile) options->set("export_profile", "srgb");
+  const VImage scaled =
+      VImage::thumbnail_source(Open(source), static_cast<int>(size.width), options);
+  return WithoutInstructions(InEightBits(scaled)).copy_memory();
 }
 
 }  // namespace
@@ -62,36 +140,32 @@ Header ReadHeader(int source) {
       VImage::new_from_source(opened, "", VImage::option()->set("access", VIPS_ACCESS_SEQUENTIAL));
   header.type = TypeOf(*header.loader, image);
   header.stored = {static_cast<uint32_t>(image.width()), static_cast<uint32_t>(image.height())};
-  header.frames = static_cast<uint32_t>(NumberIn(image, VIPS_META_N_PAGES, 1));
+  if (header.loader->has_frames) {
+    header.frames = static_cast<uint32_t>(NumberIn(image, VIPS_META_N_PAGES, 1));
+  }
+  header.has_profile = HasProfile(image);
   header.has_alpha = image.has_alpha();
   const int orientation = NumberIn(image, VIPS_META_ORIENTATION, 1);
   if (orientation >= 1 && orientation <= 8) header.orientation = orientation;
   return header;
 }
 
-VImage Decode(int source, const Size& size, Completeness completeness) {
-  const VipsFailOn fail_on =
-      completeness == Completeness::kWhole ? VIPS_FAIL_ON_ERROR : VIPS_FAIL_ON_NONE;
-  const VImage scaled = VImage::thumbnail_source(Open(source), static_cast<int>(size.width),
-                                                 VImage::option()
-                                                     ->set("height", static_cast<int>(size.height))
-                                                     ->set("size", VIPS_SIZE_FORCE)
-                                                     ->set("no_rotate", true)
-                                                     ->set("export_profile", "srgb")
-                                                     ->set("fail_on", fail_on));
-  return WithoutInstructions(InEightBits(scaled)).copy_memory();
+VImage Decode(int source, const Header& header, const Size& size) {
+  return DecodeAs(source, header, size, kWholeOnly);
 }
 
-bool HasHalfOfItsRows(const VImage& picture) {
-  const size_t pixel = static_cast<size_t>(picture.bands());
-  const size_t row = pixel * static_cast<size_t>(picture.width());
-  const auto* const first = static_cast<const VipsPel*>(picture.data());
-  const auto height = static_cast<size_t>(picture.height());
-  const VipsPel* const last = first + (height - 1) * row;
-  if (!IsRowOfOneColour(last, row, pixel)) return true;
-  size_t rows = height - 1;
-  while (rows > 0 && memcmp(first + (rows - 1) * row, last, row) == 0) --rows;
-  return rows * 2 >= height;
+std::optional<VImage> DecodeDamaged(int source, const Header& header, const Size& size) {
+  const uint32_t rows = ReadableRows(source, header.stored);
+  if (rows * 2 >= header.stored.height) {
+    const auto kept = static_cast<int>(uint64_t{rows} * size.height / header.stored.height);
+    const VImage picture = DecodeAs(source, header, size, kAnything);
+    return kept > 0 && kept < picture.height() ? WithGreyBelow(picture, kept) : picture;
+  }
+  // What comes in several passes, each over all rows, has no row that is whole.
+  if (!header.loader->fills_up) return std::nullopt;
+  const VImage picture = DecodeAs(source, header, size, kAnything);
+  if (FilledRows(picture) * 2 < static_cast<size_t>(picture.height())) return std::nullopt;
+  return picture;
 }
 
 }  // namespace vexathumb::render

@@ -17,21 +17,19 @@ struct Header {
   int orientation = 1;  // EXIF's, that what the loader gives has still to be turned by
   uint32_t frames = 1;
   bool has_alpha = false;
+  bool has_profile = false;  // of colours, one that can be used
 };
 
 // Decodes nothing. Throws vips::VError.
 Header ReadHeader(int source);
 
-// Whether what is missing of a source is an error.
-enum class Completeness { kWhole, kAnything };
-
 // The source in exactly this size, stored way up, in memory: sRGB or grey, eight bits, perhaps with
-// alpha. Throws vips::VError.
-vips::VImage Decode(int source, const Size& size, Completeness completeness);
+// alpha. Throws vips::VError, also where something of the source is missing.
+vips::VImage Decode(int source, const Header& header, const Size& size);
 
-// Whether at least half of its rows, the upper ones, are more than what decoders fill up with: rows
-// of one colour, all the same.
-bool HasHalfOfItsRows(const vips::VImage& picture);
+// What there is of a source that is not whole, like Decode() gives it, with grey in place of the
+// rest; none where that is less than half of its rows. Throws vips::VError.
+std::optional<vips::VImage> DecodeDamaged(int source, const Header& header, const Size& size);
 
 }  // namespace vexathumb::render
 

@@ -9,6 +9,8 @@ struct Loader {
   const char* name;      // the decoder's class
   const char* type;      // MIME
   bool turns_by_itself;  // what it gives is upright, and says nothing of how it was stored
+  bool has_frames;       // what it calls pages are pictures, and not one in several resolutions
+  bool fills_up;         // it gives what is missing of a picture one colour
 };
 
 // Lets nothing be decoded but what Loader has a row for, whatever is installed.

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <numeric>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vips/vips8>
@@ -29,7 +30,7 @@ using Blob = std::unique_ptr<VipsBlob, BlobUnref>;
 // The first of the decoder's complaints.
 std::string FirstLine(const VError& error) {
   const std::string text = error.what();
-  return text.substr(0, text.find('\n'));
+  return text.empty() ? "cannot be decoded" : text.substr(0, text.find('\n'));
 }
 
 // 0, or why the file cannot be read, which is not the picture's fault.
@@ -179,25 +180,21 @@ class Rendering {
   VImage Largest(const Size& size) {
     const bool is_swapped = (header_.orientation >= 5) != (order_.turns % 2 == 1);
     const Size stored = is_swapped ? Swapped(size) : size;
-    VImage decoded;
-    try {
-      decoded = Decode(source_, stored, Completeness::kWhole);
-    } catch (const VError&) {
-      if (order_.takes_damaged == 0 || !TakeDamaged(stored, &decoded)) throw;
-    }
+    const VImage decoded = DecodeAtAll(stored);
     if (header_.orientation == 1 && order_.turns == 0) return decoded;
     return Turned(decoded, header_.orientation, order_.turns).copy_memory();
   }
 
-  bool TakeDamaged(const Size& stored, VImage* decoded) {
+  VImage DecodeAtAll(const Size& stored) {
     try {
-      *decoded = Decode(source_, stored, Completeness::kAnything);
+      return Decode(source_, header_, stored);
     } catch (const VError&) {
-      return false;
+      if (order_.takes_damaged == 0) throw;
+      const std::optional<VImage> damaged = DecodeDamaged(source_, header_, stored);
+      if (!damaged) throw;
+      answer_.is_damaged = 1;
+      return *damaged;
     }
-    if (!HasHalfOfItsRows(*decoded)) return false;
-    answer_.is_damaged = 1;
-    return true;
   }
 
   bool Keep(const VipsBlob& blob, int file) {

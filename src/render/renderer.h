@@ -34,9 +34,10 @@ struct JobLimits {
 
 struct Job {
   int source = -1;  // borrowed: a regular file, open for reading, for this job alone: it is moved
-  int orientation = 0;  // EXIF's, 1 to 8, in place of what the picture says; 0: what it says. HEIC,
-                        // AVIF and JPEG XL are turned by what they say and by nothing else.
-  int turns = 0;        // clockwise quarter turns on top of that, 0 to 3
+  // EXIF's, 1 to 8, in place of what the picture says; 0: what the decoder sees that it says, which
+  // is less than Exiv2 sees of a PNG. HEIC, AVIF and JPEG XL are turned by their container alone.
+  int orientation = 0;
+  int turns = 0;  // clockwise quarter turns on top of that, 0 to 3
   // What a decoder gets of a picture that is cut short will do, if half of its rows are there.
   bool takes_damaged = false;
   JobLimits limits;

@@ -10,13 +10,13 @@ namespace {
 
 using vips::VImage;
 
-struct RegionUnref {
+struct WarmUpRegionUnref {
   void operator()(VipsRegion* region) const { g_object_unref(region); }
 };
 
 // Has the pixels computed by this thread: whatever else asks for pixels starts others.
 bool Compute(const VImage& image) {
-  const std::unique_ptr<VipsRegion, RegionUnref> region(vips_region_new(image.get_image()));
+  const std::unique_ptr<VipsRegion, WarmUpRegionUnref> region(vips_region_new(image.get_image()));
   const VipsRect all = {0, 0, image.width(), image.height()};
   return vips_region_prepare(region.get(), &all) == 0;
 }

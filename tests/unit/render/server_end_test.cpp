@@ -1,0 +1,251 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kit/files.h"
+#include "kit/pictures/fixtures.h"
+#include "unit/render/render_test.h"
+
+namespace vexathumb::render {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The processes, jobs' among them, that run this very program.
+std::vector<pid_t> ProcessesOf(const std::string& program) {
+  std::vector<pid_t> found;
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator("/proc", ignored)) {
+    const std::string name = entry.path().filename();
+    if (name.find_first_not_of("0123456789") != std::string::npos) continue;
+    if (fs::read_symlink(entry.path() / "exe", ignored) == program) found.push_back(stoi(name));
+  }
+  return found;
+}
+
+pid_t ParentOf(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string text;
+  std::getline(file, text);
+  const size_t name_end = text.rfind(')');
+  return name_end == std::string::npos ? 0 : stoi(text.substr(name_end + 4));
+}
+
+std::string NameOf(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+  std::string name;
+  std::getline(file, name);
+  return name;
+}
+
+bool WaitFor(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+  while (std::chrono::steady_clock::now() < end) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return condition();
+}
+
+size_t OpenDescriptors() {
+  const fs::directory_iterator all("/proc/self/fd");
+  return static_cast<size_t>(std::distance(fs::begin(all), fs::end(all)));
+}
+
+// A renderer whose processes are told from those of others.
+class ServerTest : public RenderTest {
+ protected:
+  void SetUp() override {
+    fs::copy_file(RENDERER, program_);
+    kit::WriteJpeg(dir_ / "source");
+  }
+
+  std::vector<pid_t> Servers() const { return Processes(false); }
+  std::vector<pid_t> Jobs() const { return Processes(true); }
+
+  bool IsGone() const {
+    return WaitFor([&] { return ProcessesOf(program_).empty(); });
+  }
+
+  const std::string program_ = dir_ / "renderer";
+
+ private:
+  std::vector<pid_t> Processes(bool jobs) const {
+    std::vector<pid_t> found;
+    for (const pid_t process : ProcessesOf(program_)) {
+      if ((NameOf(process) == "vexathumb-job") == jobs) found.push_back(process);
+    }
+    return found;
+  }
+};
+
+TEST_F(ServerTest, StartsWithTheFirstJobAndServesTheNext) {
+  Renderer renderer(program_);
+  EXPECT_TRUE(ProcessesOf(program_).empty());
+  EXPECT_EQ(Run("source", JobOf(Fitting(120)), renderer).ending, Ending::kDone);
+  const std::vector<pid_t> first = Servers();
+  ASSERT_EQ(first.size(), 1U);
+  EXPECT_EQ(Run("source", JobOf(Fitting(120)), renderer).ending, Ending::kDone);
+  EXPECT_EQ(Servers(), first);
+}
+
+TEST_F(ServerTest, EndsWithItsClient) {
+  { EXPECT_EQ(Run("source", {}, *std::make_unique<Renderer>(program_)).ending, Ending::kDone); }
+  EXPECT_TRUE(IsGone());
+}
+
+TEST_F(ServerTest, IsSharedByForkedProcesses) {
+  Renderer renderer(program_);
+  renderer.Start();
+  std::vector<pid_t> processes;
+  for (int i = 0; i < 3; ++i) {
+    const pid_t process = fork();
+    if (process == 0) {
+      _exit(Run("source", {}, renderer).ending == Ending::kDone ? 0 : 1);
+    }
+    processes.push_back(process);
+  }
+  for (const pid_t process : processes) {
+    int status = -1;
+    waitpid(process, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  EXPECT_EQ(Servers().size(), 1U);
+}
+
+TEST_F(ServerTest, IsReplacedWhenItWasKilledBetweenJobs) {
+  Renderer renderer(program_);
+  Run("source", {}, renderer);
+  for (const pid_t server : Servers()) kill(server, SIGKILL);
+  EXPECT_TRUE(IsGone());
+  EXPECT_EQ(Run("source", JobOf(Fitting(120)), renderer).ending, Ending::kDone);
+}
+
+TEST_F(ServerTest, IsReplacedWhenItIsKilledAtAJobWhichIsDoneOnceMore) {
+  Renderer renderer(program_);
+  Answer answer;
+  std::thread thread([&] { answer = Run("long", LongJob(), renderer); });
+  EXPECT_TRUE(WaitFor([&] { return !Jobs().empty(); }));
+  const std::vector<pid_t> first = Servers();
+  for (const pid_t server : first) kill(server, SIGKILL);
+  EXPECT_TRUE(WaitFor([&] { return !Jobs().empty() && Servers() != first; }));
+  for (const pid_t process : Jobs()) kill(process, SIGSEGV);  // it is not done once more for that
+  thread.join();
+  EXPECT_EQ(answer.ending, Ending::kCrashed) << answer.detail;
+}
+
+TEST_F(ServerTest, KilledTwiceProvesNothingAboutThePicture) {
+  Renderer renderer(program_);
+  Answer answer;
+  std::atomic<bool> is_answered(false);
+  std::thread thread([&] {
+    answer = Run("long", LongJob(), renderer);
+    is_answered = true;
+  });
+  EXPECT_TRUE(WaitFor([&] {
+    for (const pid_t job : Jobs()) {
+      const pid_t server = ParentOf(job);
+      if (server > 1) kill(server, SIGKILL);
+    }
+    return is_answered.load();
+  }));
+  thread.join();
+  EXPECT_EQ(answer.ending, Ending::kStopped);
+  EXPECT_NE(answer.detail, "");
+}
+
+TEST_F(ServerTest, AKilledJobProvesNothingAboutThePicture) {
+  Renderer renderer(program_);
+  Answer answer;
+  std::thread thread([&] { answer = Run("long", LongJob(), renderer); });
+  EXPECT_TRUE(WaitFor([&] { return !Jobs().empty(); }));
+  for (const pid_t job : Jobs()) kill(job, SIGKILL);
+  thread.join();
+  EXPECT_EQ(answer.ending, Ending::kStopped);
+  EXPECT_EQ(answer.detail, "was ended by signal 9, Killed");
+}
+
+TEST_F(ServerTest, EndsTheJobsOfAClientThatHasDied) {
+  Renderer renderer(program_);
+  renderer.Start();
+  const pid_t client = fork();
+  if (client == 0) {
+    Run("long", LongJob(), renderer);
+    _exit(0);
+  }
+  EXPECT_TRUE(WaitFor([&] { return !Jobs().empty(); }));
+  kill(client, SIGKILL);
+  waitpid(client, nullptr, 0);
+  EXPECT_TRUE(WaitFor([&] { return Jobs().empty(); }));
+  EXPECT_EQ(Run("source", {}, renderer).ending, Ending::kDone);
+}
+
+TEST_F(ServerTest, EndsWithAClientThatHasDiedAtItsJob) {
+  const pid_t client = fork();
+  if (client == 0) {
+    Renderer renderer(program_);
+    Run("long", LongJob(), renderer);
+    _exit(0);
+  }
+  EXPECT_TRUE(WaitFor([&] { return !Jobs().empty(); }));
+  kill(client, SIGKILL);
+  waitpid(client, nullptr, 0);
+  EXPECT_TRUE(IsGone());
+}
+
+TEST_F(ServerTest, ThatIsMissingProvesNothingAboutThePicture) {
+  Renderer renderer(dir_ / "nothing");
+  EXPECT_FALSE(renderer.IsInstalled());
+  const Answer answer = Run("source", {}, renderer);
+  EXPECT_EQ(answer.ending, Ending::kStopped);
+  EXPECT_NE(answer.detail.find("No such file"), std::string::npos) << answer.detail;
+}
+
+TEST_F(ServerTest, ThatDoesNothingProvesNothingAboutThePicture) {
+  Renderer renderer("/bin/true");
+  EXPECT_TRUE(renderer.IsInstalled());
+  EXPECT_EQ(Run("source", {}, renderer).ending, Ending::kStopped);
+}
+
+TEST_F(ServerTest, DoesAHundredJobsAtOnceAndLeavesNoDescriptorOpen) {
+  constexpr int kThreads = 8;
+  constexpr int kJobsOfAThread = 13;
+  Renderer renderer(program_);
+  Run("source", {}, renderer);
+  const size_t before = OpenDescriptors();
+  std::atomic<int> done(0);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      const posix::UniqueFd file(open((dir_ / ("picture" + std::to_string(i))).c_str(),
+                                      O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+      for (int k = 0; k < kJobsOfAThread; ++k) {
+        const posix::UniqueFd source(open((dir_ / "source").c_str(), O_RDONLY | O_CLOEXEC));
+        Job job = JobOf(Fitting(60));
+        job.source = source.get();
+        job.pictures[0].file = file.get();
+        if (renderer.Run(job).ending == Ending::kDone) ++done;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(done, kThreads * kJobsOfAThread);
+  EXPECT_EQ(OpenDescriptors(), before);
+  EXPECT_EQ(Servers().size(), 1U);
+  const fs::directory_iterator all("/proc/" + std::to_string(Servers().at(0)) + "/fd");
+  EXPECT_LE(std::distance(fs::begin(all), fs::end(all)), 6);
+}
+
+}  // namespace
+}  // namespace vexathumb::render
