@@ -44,8 +44,8 @@ struct TypeCase {
   // The decoder does not see what Exiv2 writes and reads, in a text.
   bool hides_orientation = false;
 
-  friend std::ostream& operator<<(std::ostream& out, const TypeCase& type) {
-    return out << type.name;
+  friend std::ostream& operator<<(std::ostream& out, const TypeCase& each) {
+    return out << each.name;
   }
 };
 
