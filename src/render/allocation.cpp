@@ -38,25 +38,25 @@ void NoteWantOfMemory(std::atomic<uint8_t>* note) { want_of_memory = note; }
 // own by these others.
 extern "C" {
 
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
-void* __libc_memalign(size_t alignment, size_t size);
+void* LibcMalloc(size_t size) asm("__libc_malloc");
+void* LibcCalloc(size_t count, size_t size) asm("__libc_calloc");
+void* LibcRealloc(void* memory, size_t size) asm("__libc_realloc");
+void* LibcMemalign(size_t alignment, size_t size) asm("__libc_memalign");
 
 VEXATHUMB_ALLOCATOR void* malloc(size_t size) noexcept {
-  return vexathumb::render::Noted(__libc_malloc(size), size);
+  return vexathumb::render::Noted(LibcMalloc(size), size);
 }
 
 VEXATHUMB_ALLOCATOR void* calloc(size_t count, size_t size) noexcept {
-  return vexathumb::render::Noted(__libc_calloc(count, size), count != 0 ? size : 0);
+  return vexathumb::render::Noted(LibcCalloc(count, size), count != 0 ? size : 0);
 }
 
 VEXATHUMB_ALLOCATOR void* realloc(void* memory, size_t size) noexcept {
-  return vexathumb::render::Noted(__libc_realloc(memory, size), size);
+  return vexathumb::render::Noted(LibcRealloc(memory, size), size);
 }
 
 VEXATHUMB_ALLOCATOR void* memalign(size_t alignment, size_t size) noexcept {
-  return vexathumb::render::Noted(__libc_memalign(alignment, size), size);
+  return vexathumb::render::Noted(LibcMemalign(alignment, size), size);
 }
 
 VEXATHUMB_ALLOCATOR void* aligned_alloc(size_t alignment, size_t size) noexcept {

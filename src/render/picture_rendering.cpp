@@ -180,7 +180,7 @@ class Rendering {
   VImage Largest(const Size& size) {
     const bool is_swapped = (header_.orientation >= 5) != (order_.turns % 2 == 1);
     const Size stored = is_swapped ? Swapped(size) : size;
-    const VImage decoded = DecodeAtAll(stored);
+    VImage decoded = DecodeAtAll(stored);
     if (header_.orientation == 1 && order_.turns == 0) return decoded;
     return Turned(decoded, header_.orientation, order_.turns).copy_memory();
   }

@@ -56,23 +56,23 @@ class ConfinementTest : public testing::TestWithParam<std::string> {
   kit::TempDir dir_;
 };
 
-class Allowed : public ConfinementTest {};
+class AllowedAct : public ConfinementTest {};
 
-TEST_P(Allowed, IsDone) {
+TEST_P(AllowedAct, IsDone) {
   const int status = Try();
   ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
   EXPECT_EQ(WEXITSTATUS(status), kDone);
 }
 
-INSTANTIATE_TEST_SUITE_P(Acts, Allowed,
+INSTANTIATE_TEST_SUITE_P(Acts, AllowedAct,
                          ValuesIn(std::vector<std::string>{"starts a thread", "takes memory",
                                                            "writes to its file", "cuts its file",
                                                            "asks of its file"}),
                          ActName());
 
-class Denied : public ConfinementTest {};
+class DeniedAct : public ConfinementTest {};
 
-TEST_P(Denied, FailsOrEndsTheProcess) {
+TEST_P(DeniedAct, FailsOrEndsTheProcess) {
   const int status = Try();
   if (WIFSIGNALED(status)) {
     EXPECT_EQ(WTERMSIG(status), SIGSYS);
@@ -82,7 +82,7 @@ TEST_P(Denied, FailsOrEndsTheProcess) {
   EXPECT_EQ(kit::ReadFile(dir_ / "file"), "content");
 }
 
-INSTANTIATE_TEST_SUITE_P(Acts, Denied,
+INSTANTIATE_TEST_SUITE_P(Acts, DeniedAct,
                          ValuesIn(std::vector<std::string>{"opens a file",
                                                            "opens a file to write",
                                                            "opens by openat2",

@@ -20,14 +20,14 @@ using testing::ValuesIn;
 
 constexpr uint64_t kMiB = uint64_t{1} << 20U;
 
-struct BombCase {
+struct RenderedBombCase {
   const char* name;
   std::function<std::string()> bytes;
 };
 
-class BombTest : public RenderTest, public testing::WithParamInterface<BombCase> {};
+class RenderedBombTest : public RenderTest, public testing::WithParamInterface<RenderedBombCase> {};
 
-TEST_P(BombTest, HasTooManyPixels) {
+TEST_P(RenderedBombTest, HasTooManyPixels) {
   kit::WriteFile(dir_ / "source", GetParam().bytes());
   const Answer answer = Run("source", JobOf(Fitting(120)));
   EXPECT_EQ(answer.ending, Ending::kLimited);
@@ -35,7 +35,7 @@ TEST_P(BombTest, HasTooManyPixels) {
   EXPECT_LT(answer.peak_memory, 512 * kMiB);
 }
 
-TEST_P(BombTest, TakesNoMoreThanItMay) {
+TEST_P(RenderedBombTest, TakesNoMoreThanItMay) {
 #ifdef VEXATHUMB_SANITIZED
   GTEST_SKIP() << "a sanitizer's memory has no limit";
 #endif
@@ -49,8 +49,8 @@ TEST_P(BombTest, TakesNoMoreThanItMay) {
   EXPECT_LE(answer.peak_memory, job.limits.memory);
 }
 
-INSTANTIATE_TEST_SUITE_P(Bombs, BombTest,
-                         ValuesIn(std::vector<BombCase>{
+INSTANTIATE_TEST_SUITE_P(Bombs, RenderedBombTest,
+                         ValuesIn(std::vector<RenderedBombCase>{
                              {"Jpeg", &kit::HugeJpeg},
                              {"ProgressiveJpeg", &kit::HugeProgressiveJpeg},
                              {"Png", &kit::HugePng},
