@@ -246,7 +246,7 @@ TEST_F(ServerTest, DoesAHundredJobsAtOnceAndLeavesNoDescriptorOpen) {
   EXPECT_EQ(done, kThreads * kJobsOfAThread);
   EXPECT_EQ(OpenDescriptors(getpid()), own);
   EXPECT_EQ(Servers(), servers);
-  EXPECT_TRUE(WaitFor([&] { return OpenDescriptors(servers.at(0)) == of_server; }));
+  EXPECT_TRUE(WaitFor([&] { return OpenDescriptors(servers.at(0)) <= of_server; }));
 }
 
 }  // namespace
