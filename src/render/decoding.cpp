@@ -126,7 +126,7 @@ VImage DecodeAs(int source, const Header& header, const Size& size, const char* 
   if (header.has_profile) options->set("export_profile", "srgb");
   const VImage scaled =
       VImage::thumbnail_source(Open(source), static_cast<int>(size.width), options);
-  return WithoutInstructions(InEightBits(scaled)).copy_memory();
+  return WithoutInstructions(InEightBits(scaled));
 }
 
 }  // namespace
@@ -150,20 +150,24 @@ Header ReadHeader(int source) {
   return header;
 }
 
-VImage Decode(int source, const Header& header, const Size& size) {
+VImage DecodeInPassing(int source, const Header& header, const Size& size) {
   return DecodeAs(source, header, size, kWholeOnly);
+}
+
+VImage Decode(int source, const Header& header, const Size& size) {
+  return DecodeInPassing(source, header, size).copy_memory();
 }
 
 std::optional<VImage> DecodeDamaged(int source, const Header& header, const Size& size) {
   const uint32_t rows = ReadableRows(source, header.stored);
   if (rows * 2 >= header.stored.height) {
     const auto kept = static_cast<int>(uint64_t{rows} * size.height / header.stored.height);
-    const VImage picture = DecodeAs(source, header, size, kAnything);
+    const VImage picture = DecodeAs(source, header, size, kAnything).copy_memory();
     return kept > 0 && kept < picture.height() ? WithGreyBelow(picture, kept) : picture;
   }
   // What comes in several passes, each over all rows, has no row that is whole.
   if (!header.loader->fills_up) return std::nullopt;
-  const VImage picture = DecodeAs(source, header, size, kAnything);
+  const VImage picture = DecodeAs(source, header, size, kAnything).copy_memory();
   if (FilledRows(picture) * 2 < static_cast<size_t>(picture.height())) return std::nullopt;
   return picture;
 }

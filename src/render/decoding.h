@@ -27,6 +27,10 @@ Header ReadHeader(int source);
 // alpha. Throws vips::VError, also where something of the source is missing.
 vips::VImage Decode(int source, const Header& header, const Size& size);
 
+// The same, decoded when its pixels are asked for, once and from the top: then it is that asking
+// which throws.
+vips::VImage DecodeInPassing(int source, const Header& header, const Size& size);
+
 // What there is of a source that is not whole, like Decode() gives it, with grey in place of the
 // rest; none where that is less than half of its rows. Throws vips::VError.
 std::optional<vips::VImage> DecodeDamaged(int source, const Header& header, const Size& size);

@@ -25,6 +25,16 @@ void AllowLoaders() {
   for (const Loader& loader : kLoaders) vips_operation_block_set(loader.name, FALSE);
 }
 
+std::string InstalledTypes() {
+  std::string types;
+  for (const Loader& loader : kLoaders) {
+    if (vips_class_find("VipsForeignLoad", loader.name) == nullptr) continue;
+    types += std::string(loader.type) + "\n";
+    if (strcmp(loader.type, "image/heif") == 0) types += "image/heic\nimage/avif\n";
+  }
+  return types;
+}
+
 const Loader* LoaderFor(const vips::VSource& source) {
   const char* const found = vips_foreign_find_load_source(source.get_source());
   for (const Loader& loader : kLoaders) {

@@ -1,6 +1,7 @@
 #ifndef VEXATHUMB_RENDER_LOADERS_H_
 #define VEXATHUMB_RENDER_LOADERS_H_
 
+#include <string>
 #include <vips/vips8>
 
 namespace vexathumb::render {
@@ -15,6 +16,9 @@ struct Loader {
 
 // Lets nothing be decoded but what Loader has a row for, whatever is installed.
 void AllowLoaders();
+
+// The types of which this release of the decoders has a loader, a line each.
+std::string InstalledTypes();
 
 // The one that takes the content; null where none is allowed to.
 const Loader* LoaderFor(const vips::VSource& source);

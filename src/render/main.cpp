@@ -4,9 +4,13 @@
 
 #include <climits>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "render/confinement.h"
+#include "render/loaders.h"
+#include "render/modules.h"
 #include "render/server.h"
 #include "render/warm_up.h"
 
@@ -22,6 +26,7 @@ void SetEnvironment() {
     setenv(name, "1", 1);
   }
   setenv("LC_ALL", "C", 1);
+  vexathumb::render::LeaveModulesOut();
 }
 
 // Stacks count as memory, touched or not.
@@ -35,8 +40,15 @@ void LimitStacks() {
 
 }  // namespace
 
-// Standard input is the socket that jobs come from. A program that was started by hand gets none.
-int main(int /*argc*/, char* argv[]) {
+// Standard input is the socket that jobs come from. A program that was started by hand gets none,
+// but may be asked for the types that it knows.
+int main(int argc, char* argv[]) {
+  if (argc == 2 && strcmp(argv[1], "--types") == 0) {
+    SetEnvironment();
+    if (!vexathumb::render::WarmUp(argv[0])) return EXIT_FAILURE;
+    vexathumb::render::LoadAllModules();
+    return puts(vexathumb::render::InstalledTypes().c_str()) >= 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  }
   if (dup2(STDIN_FILENO, kJobs) < 0) return EXIT_FAILURE;
   const int null = open("/dev/null", O_RDWR);
   if (dup2(null, STDIN_FILENO) < 0) return EXIT_FAILURE;

@@ -167,6 +167,7 @@ class Rendering {
       return sizes[one].whole.width * uint64_t{sizes[one].whole.height} >
              sizes[other].whole.width * uint64_t{sizes[other].whole.height};
     });
+    if (MakeInPassing(sizes)) return;
     VImage whole;
     for (const size_t i : from_large) {
       whole = i == from_large.front() ? Largest(sizes[i].whole) : Smaller(whole, sizes[i].whole);
@@ -175,6 +176,25 @@ class Rendering {
       answer_.pictures.at(i) = sizes[i].cut;
     }
     answer_.picture_count = order_.picture_count;
+  }
+
+  // One picture that lies as its source does is encoded while the rest is still being decoded, by
+  // another thread. False where there is none, or it cannot be.
+  bool MakeInPassing(const std::vector<PictureSizes>& sizes) {
+    const bool is_cut = sizes.empty() || sizes[0].cut.width != sizes[0].whole.width ||
+                        sizes[0].cut.height != sizes[0].whole.height;
+    if (sizes.size() != 1 || is_cut || header_.orientation != 1 || order_.turns != 0) return false;
+    try {
+      const Blob blob =
+          Encoded(DecodeInPassing(source_, header_, sizes[0].whole), order_.pictures[0]);
+      if (!Keep(*blob, files_[0])) return true;
+    } catch (const VError&) {
+      vips_error_clear();
+      return false;
+    }
+    answer_.pictures[0] = sizes[0].cut;
+    answer_.picture_count = 1;
+    return true;
   }
 
   VImage Largest(const Size& size) {

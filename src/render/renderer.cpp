@@ -169,6 +169,11 @@ void Renderer::Start() {
   Connect(nullptr, &error);
 }
 
+bool Renderer::IsStarted() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return server_ != nullptr;
+}
+
 bool Renderer::IsInstalled() const { return access(program_.c_str(), X_OK) == 0; }
 
 Answer Renderer::Run(const Job& job) {

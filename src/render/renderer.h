@@ -106,8 +106,13 @@ class Renderer {
   // while there is something else to do. Does nothing where it has been started.
   void Start();
 
+  // Whether it has been started, so that a job need not wait for that.
+  bool IsStarted();
+
   // Whether there is such a program that may be executed.
   bool IsInstalled() const;
+
+  const std::string& program() const { return program_; }
 
  private:
   class Server;

@@ -17,6 +17,7 @@
 
 #include "posix/unique_fd.h"
 #include "render/message.h"
+#include "render/modules.h"
 #include "render/order.h"
 #include "render/running_job.h"
 
@@ -103,6 +104,7 @@ class Loop {
     } else if (!IsWhole(message, order)) {
       Refuse(message);
     } else {
+      LoadModulesFor(message.descriptors[kSourceDescriptor].get());
       running_.emplace_back(order, std::move(message.descriptors));
       if (running_.back().has_started()) return;
       running_.back().AnswerNotStarted();

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <tuple>
 
 #include "kit/case_name.h"
 #include "kit/files.h"
@@ -82,26 +83,29 @@ const Bomb kBombs[] = {
      Answer::kPicture},
 };
 
-class BombTest : public ::testing::TestWithParam<Bomb> {};
+class BombTest : public ::testing::TestWithParam<std::tuple<const char*, Bomb>> {};
 
 TEST_P(BombTest, EndsWithinItsLimitsWithTheRightAnswer) {
-  const Album album;
-  kit::WriteFile(album / GetParam().file, GetParam().bytes());
+  const auto& [engine, bomb] = GetParam();
+  Album album;
+  album.UseEngine(engine);
+  kit::WriteFile(album / bomb.file, bomb.bytes());
+  kit::Age(album / bomb.file);
   const auto start = std::chrono::steady_clock::now();
   const RunResult run =
-      album.Run({"get", album / GetParam().file, "--size", "small", "-o", album.Aside("out")});
+      album.Run({"get", album / bomb.file, "--size", "small", "-o", album.Aside("out")});
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
-  std::cout << GetParam().name << ": exit " << run.exit_code << ", " << wall.count() << " s, "
+  std::cout << bomb.name << ": exit " << run.exit_code << ", " << wall.count() << " s, "
             << run.peak_kilobytes / 1024 << " MiB at most\n";
 
   EXPECT_LE(wall.count(), kWallLimit);
   EXPECT_LE(run.peak_kilobytes, kMostMemoryKib);
   EXPECT_THAT(run.leftovers, IsEmpty());
   EXPECT_THAT(run.exit_code, AnyOf(0, 1)) << run.err;
-  if (GetParam().answer == Answer::kRefusal) {
+  if (bomb.answer == Answer::kRefusal) {
     EXPECT_EQ(run.exit_code, 1);
   }
-  if (GetParam().answer == Answer::kPicture) {
+  if (bomb.answer == Answer::kPicture) {
     EXPECT_EQ(kit::Corners(album.Aside("out")), kit::kPictureCorners);
   }
   if (run.exit_code == 0) {
@@ -113,7 +117,13 @@ TEST_P(BombTest, EndsWithinItsLimitsWithTheRightAnswer) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, BombTest, ::testing::ValuesIn(kBombs), kit::CaseName());
+INSTANTIATE_TEST_SUITE_P(Files, BombTest,
+                         ::testing::Combine(::testing::Values("auto", "tools"),
+                                            ::testing::ValuesIn(kBombs)),
+                         [](const auto& test) {
+                           return std::string(std::get<1>(test.param).name) + "_by_" +
+                                  std::get<0>(test.param);
+                         });
 
 }  // namespace
 }  // namespace vexathumb::system_test

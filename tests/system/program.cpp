@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -88,7 +89,16 @@ void Album::Store(const std::string& picture, const std::string& name,
 }
 
 void Album::WriteSettings(const std::string& text) const {
-  kit::WriteFile(dir_ / "platform.ini", text);
+  const std::string engine = std::string("[service]\nengine = ") + engine_ + "\n";
+  const size_t section = text.find("[service]\n");
+  std::string settings = text + (section == std::string::npos ? engine : "");
+  if (section != std::string::npos) settings.replace(section, strlen("[service]\n"), engine);
+  kit::WriteFile(dir_ / "platform.ini", settings);
+}
+
+void Album::UseEngine(const char* engine) {
+  engine_ = engine;
+  WriteSettings("");
 }
 
 std::string Album::IndexedShare() const {

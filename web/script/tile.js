@@ -48,7 +48,14 @@ export class Tile {
     const name = make('bdi', {className: 'tile__name', text: entry.name, attributes: {'aria-hidden': 'true'}});
     this.link.append(this.image, name);
     if (entry.kind === 'video') this.link.append(badge(icon('play')));
+    else if (entry.damaged) this.#markDamaged();
     else if (isAnimated(entry)) this.link.append(badge('GIF'));
+  }
+
+  // What can be read of it is shown all the same.
+  #markDamaged() {
+    this.link.append(badge('damaged'));
+    this.image.alt += ', damaged';
   }
 
   place(box) {

@@ -171,6 +171,8 @@ const std::vector<SettingsKey>& Keys() {
       {"service", "builders", Number(&ServiceSettings::builders, 0, 1024)},
       {"service", "waiting", Number(&ServiceSettings::waiting, 0, 10000)},
       {"service", "patience", Number(&ServiceSettings::patience, 1, 3600)},
+      {"service", "engine",
+       OneOf(&ServiceSettings::engine, {{"auto", Engine::kAuto}, {"tools", Engine::kTools}})},
       {"service", "compaction", YesNo(&ServiceSettings::compaction)},
       {"service", "quality", Number(&ServiceSettings::quality, 1, 100)},
       {"service", "free_boxes", Number(&ServiceSettings::free_boxes, 0, 1000)},

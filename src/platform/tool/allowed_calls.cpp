@@ -64,7 +64,11 @@ constexpr int kAbsentCalls[] = {
 
 // A Landlock of before version 3 takes a file that is opened to be read for one that is read, even
 // where opening it empties it.
-void AllowOpening(SeccompRules* rules, int call, unsigned flags) {
+void AllowOpening(SeccompRules* rules, int call, unsigned flags, Tool tool) {
+  if (tool == Tool::kOnFiles) {  // what is to be written is open
+    rules->Allow(call, {HasBits(flags, O_ACCMODE | O_CREAT | O_TRUNC, O_RDONLY)});
+    return;
+  }
   rules->Allow(call, {HasBits(flags, O_TRUNC, 0)});
   for (const int64_t access : {O_WRONLY, O_RDWR}) {
     rules->Allow(call, {HasBits(flags, O_TRUNC | O_ACCMODE, O_TRUNC | access)});
@@ -104,8 +108,8 @@ void AllowMoving(SeccompRules* rules) {
 int AllowCalls(scmp_filter_ctx filter, Tool tool) {
   SeccompRules rules(filter);
   rules.AllowAll(kCalls);
-  AllowOpening(&rules, SCMP_SYS(open), 1);
-  AllowOpening(&rules, SCMP_SYS(openat), 2);
+  AllowOpening(&rules, SCMP_SYS(open), 1, tool);
+  AllowOpening(&rules, SCMP_SYS(openat), 2, tool);
   AllowDescriptorControl(&rules);
   AllowThreads(&rules);
   if (tool == Tool::kConvert) {
@@ -128,8 +132,10 @@ std::vector<sock_filter> MakeFilter(Tool tool) {
 const std::vector<sock_filter>& ToolFilter(Tool tool) {
   static const std::vector<sock_filter> convert = MakeFilter(Tool::kConvert);
   static const std::vector<sock_filter> mv = MakeFilter(Tool::kMv);
+  static const std::vector<sock_filter> on_files = MakeFilter(Tool::kOnFiles);
   static const std::vector<sock_filter> others = MakeFilter(Tool::kOther);
   if (tool == Tool::kConvert) return convert;
+  if (tool == Tool::kOnFiles) return on_files;
   return tool == Tool::kMv ? mv : others;
 }
 

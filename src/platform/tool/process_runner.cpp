@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <stdio.h>
 #include <unistd.h>
 
@@ -18,6 +19,7 @@
 #include "platform/tool/tool_plan.h"
 #include "platform/tool/tool_record.h"
 #include "platform/tool/tool_streams.h"
+#include "vexaplatform/tool_on_files.h"
 #include "vlibc/process.h"
 
 namespace vexaplatform {
@@ -30,6 +32,20 @@ int Run(const char* path, const char* const argv[]) {
   auto plan = PlanTool(path, argv);
   if (plan == nullptr) return AnswerOfRefused(path);
   RunningTool tool(std::move(plan));
+  if (tool.Start(UniqueFd()) != 0) return AnswerOfRefused(path);
+  tool.Wait();
+  return AnswerOf(tool.plan(), tool.outcome());
+}
+
+int RunOnFiles(const char* path, const char* const argv[], int input, int output) {
+  if (path == nullptr || argv == nullptr) return FailWith(EINVAL);
+  const UniqueFd tools_input(fcntl(input, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  const UniqueFd tools_output(fcntl(output, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (!tools_input || !tools_output) return AnswerOfRefused(path);
+  ToolStreams streams;
+  streams.input = tools_input.get();
+  streams.output = tools_output.get();
+  RunningTool tool(PlanToolOnFiles(path, argv, output), streams);
   if (tool.Start(UniqueFd()) != 0) return AnswerOfRefused(path);
   tool.Wait();
   return AnswerOf(tool.plan(), tool.outcome());
@@ -132,6 +148,11 @@ FILE* OpenStream(const char* path, const char* mode, const char* const argv[]) {
 }
 
 }  // namespace
+
+int RunToolOnFiles(const char* path, const char* const argv[], int input, int output) {
+  return NoThrow(-1, [&] { return RunOnFiles(path, argv, input, output); });
+}
+
 }  // namespace vexaplatform
 
 int VLIBCExecv(const char* path, const char* const argv[], int /*flag*/) {

@@ -101,6 +101,7 @@ int Signalled(int signal, int machine_error) {
 }
 
 bool IsResultWhole(const ToolPlan& plan) {
+  if (plan.output >= 0) return IsWholePicture("/proc/self/fd/" + std::to_string(plan.output));
   const bool writes_picture = plan.paths.understood && !plan.paths.destination.path.empty();
   return !writes_picture || plan.tool == Tool::kMv || IsWholePicture(plan.paths.destination.path);
 }

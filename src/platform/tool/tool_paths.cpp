@@ -54,6 +54,7 @@ const Options& OptionsOf(Tool tool) {
       return ffmpegthumbnailer;
     case Tool::kMv:
       return mv;
+    case Tool::kOnFiles:
     case Tool::kOther:
       break;
   }

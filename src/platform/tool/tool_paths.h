@@ -15,6 +15,7 @@ enum class Tool {
   kFfmpeg,
   kFfmpegThumbnailer,
   kMv,
+  kOnFiles,  // whatever it is: it has two open files, and by its name it is none
   kOther
 };
 

@@ -75,7 +75,8 @@ void Confine(ToolPlan* plan) {
   ToolOrder& order = plan->order;
   order.confined = true;
   if (HasSeccomp()) order.filter = ToolFilter(plan->tool);
-  if (!plan->paths.understood) order.limits.file_size = 0;  // for want of Landlock
+  const bool may_write = plan->paths.understood || plan->tool == Tool::kOnFiles;
+  if (!may_write) order.limits.file_size = 0;  // for want of Landlock
   if (LandlockVersion() == 0) return;
   AllowSystem(plan);
   if (plan->paths.understood) AllowPaths(plan);
@@ -108,20 +109,38 @@ bool PlanPaths(const ToolSettings& settings, ToolPlan* plan) {
   return GiveAliases(plan->paths, &order);
 }
 
-}  // namespace
-
-std::unique_ptr<ToolPlan> PlanTool(const char* program, const char* const argv[]) {
-  const auto settings = CurrentSettings();
+std::unique_ptr<ToolPlan> BeginPlan(const ToolSettings& settings, const char* program,
+                                    const char* const argv[]) {
   auto plan = std::make_unique<ToolPlan>();
   ToolOrder& order = plan->order;
   order.program = program;
   for (; *argv != nullptr; ++argv) order.arguments.emplace_back(*argv);
-  order.limits = LimitsOf(settings->tools, order.program);
+  order.limits = LimitsOf(settings, order.program);
+  return plan;
+}
+
+}  // namespace
+
+std::unique_ptr<ToolPlan> PlanTool(const char* program, const char* const argv[]) {
+  const auto settings = CurrentSettings();
+  auto plan = BeginPlan(settings->tools, program, argv);
+  ToolOrder& order = plan->order;
   plan->tool = ToolOf(order.program);
   plan->paths = FindToolPaths(plan->tool, order.arguments);
   if (plan->paths.understood && !PlanPaths(settings->tools, plan.get())) return nullptr;
   if (plan->tool != Tool::kOther && settings->tools.confinement) Confine(plan.get());
   order.environment = ToolEnvironment(plan->tool, plan->paths, order.limits, order.private_folder);
+  return plan;
+}
+
+std::unique_ptr<ToolPlan> PlanToolOnFiles(const char* program, const char* const argv[],
+                                          int output) {
+  const auto settings = CurrentSettings();
+  auto plan = BeginPlan(settings->tools, program, argv);
+  plan->tool = Tool::kOnFiles;
+  plan->output = output;
+  if (settings->tools.confinement) Confine(plan.get());
+  plan->order.environment = ToolEnvironment(plan->tool, {}, plan->order.limits, "");
   return plan;
 }
 

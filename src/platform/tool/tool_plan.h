@@ -14,6 +14,7 @@ struct ToolPlan {
   Tool tool = Tool::kOther;
   ToolPaths paths;     // of the caller's vector
   std::string staged;  // what mv writes, to be renamed to its destination; may be empty
+  int output = -1;     // the caller's descriptor of what a tool on files writes
   ToolOrder order;
 };
 
@@ -22,6 +23,11 @@ struct ToolPlan {
 // the vector is not understood. Null with errno when it
 // must not be run. Throws std::bad_alloc only.
 std::unique_ptr<ToolPlan> PlanTool(const char* program, const char* const argv[]);
+
+// The same for a program that reads one open file and writes another, the caller's descriptor
+// `output`: confined to these, whichever program it is.
+std::unique_ptr<ToolPlan> PlanToolOnFiles(const char* program, const char* const argv[],
+                                          int output);
 
 }  // namespace vexaplatform
 

@@ -53,6 +53,7 @@ json Describe(const Entry& entry, const std::string& folder, const std::string& 
     described["width"] = entry.pixels->width;
     described["height"] = entry.pixels->height;
   }
+  if (entry.is_damaged) described["damaged"] = true;
   return described;
 }
 
@@ -72,7 +73,7 @@ json ListSharedFolder(const Request& request, const SharedFile& folder) {
   const Page page = {
       static_cast<size_t>(query.Number("offset", 0, kLastOffset).value_or(0)),
       static_cast<size_t>(query.Number("limit", 1, kMostEntries).value_or(kUsualEntries))};
-  const auto listing = ListFolder(folder.file.handle.get(), order, page);
+  const auto listing = ListFolder(folder.file.handle.get(), folder.file.path, order, page);
   if (!listing) throw NotFound();
 
   const std::string share = PercentEncode(folder.share.name) + "/";

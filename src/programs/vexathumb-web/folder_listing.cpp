@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "common/util/util.h"
+#include "service/build/stored_facts.h"
 #include "service/picture/media_names.h"
 
 namespace vexathumb::web {
@@ -25,14 +26,27 @@ Folder OpenFolder(int handle) {
   return folder;
 }
 
-// Takes size and time. False when the entry has gone or is a link by now.
-bool Examine(const Folder& folder, Entry* entry) {
+// Takes size and time. Nothing when the entry has gone or is a link by now.
+std::optional<struct stat> Examine(const Folder& folder, Entry* entry) {
   struct stat st = {};
-  if (fstatat(dirfd(folder.get()), entry->name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
-    return false;
+  if (fstatat(dirfd(folder.get()), entry->name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+    return std::nullopt;
+  }
   entry->size = st.st_size;
   entry->mtime = st.st_mtim;
-  return entry->kind == EntryKind::kFolder ? S_ISDIR(st.st_mode) : S_ISREG(st.st_mode);
+  const bool is_kept =
+      entry->kind == EntryKind::kFolder ? S_ISDIR(st.st_mode) : S_ISREG(st.st_mode);
+  return is_kept ? std::make_optional(st) : std::nullopt;
+}
+
+// By its smallest thumbnail, which is asked for together with the listing.
+void TakeFacts(const Folder& folder, const std::string& path, const struct stat& status,
+               Entry* entry) {
+  const auto facts = service::StoredFacts(path + "/" + entry->name, status, {kSmall});
+  entry->is_damaged = facts && facts->is_damaged;
+  entry->pixels = service::DisplayedPixelsIn(dirfd(folder.get()), entry->name);
+  // Of a type that the library does not know.
+  if (facts && !entry->pixels) entry->pixels = service::Pixels{facts->width, facts->height};
 }
 
 unsigned char TypeOf(const Folder& folder, const dirent& item) {
@@ -75,7 +89,8 @@ bool IsBefore(const Entry& one, const Entry& other, SortOrder order) {
 
 }  // namespace
 
-std::optional<FolderListing> ListFolder(int handle, SortOrder order, const Page& page) {
+std::optional<FolderListing> ListFolder(int handle, const std::string& path, SortOrder order,
+                                        const Page& page) {
   const Folder folder = OpenFolder(handle);
   if (!folder) return std::nullopt;
   std::vector<Entry> entries;
@@ -97,9 +112,9 @@ std::optional<FolderListing> ListFolder(int handle, SortOrder order, const Page&
   const size_t last = first + std::min(page.limit, entries.size() - first);
   for (size_t i = first; i < last; ++i) {
     Entry& entry = entries[i];
-    if (!Examine(folder, &entry)) continue;
-    if (entry.kind == EntryKind::kImage)
-      entry.pixels = service::DisplayedPixelsIn(dirfd(folder.get()), entry.name);
+    const auto status = Examine(folder, &entry);
+    if (!status) continue;
+    if (entry.kind == EntryKind::kImage) TakeFacts(folder, path, *status, &entry);
     listing.entries.push_back(std::move(entry));
   }
   return listing;

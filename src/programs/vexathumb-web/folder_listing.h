@@ -19,6 +19,7 @@ struct Entry {
   int64_t size = 0;
   timespec mtime = {};
   std::optional<service::Pixels> pixels;  // as displayed, of images where they are known
+  bool is_damaged = false;                // of an image: its thumbnails show what can be read of it
 };
 
 enum class SortOrder {
@@ -38,8 +39,11 @@ struct FolderListing {
 
 // What an open folder holds (O_PATH will do): folders first, then pictures and videos, by their
 // names' kind. Hidden entries, links and all other files are left out. Only the entries of the page
-// are opened. Nothing when the folder cannot be read.
-std::optional<FolderListing> ListFolder(int handle, SortOrder order, const Page& page);
+// are opened. `path` is the folder's, by which thumbnails are found that tell of their sources;
+// what they say counts for the very files of the open folder only. Nothing when the folder cannot
+// be read.
+std::optional<FolderListing> ListFolder(int handle, const std::string& path, SortOrder order,
+                                        const Page& page);
 
 }  // namespace vexathumb::web
 

@@ -25,7 +25,7 @@ Json ToJson(const BuiltSize& size) {
   answer.picture = size.picture;
   answer.milliseconds = size.milliseconds;
   Json entry = ToJson(answer);
-  for (const char* of_the_file : {"file", "mime", "error"}) entry.erase(of_the_file);
+  for (const char* of_the_file : {"file", "mime", "damaged", "error"}) entry.erase(of_the_file);
   entry["state"] = NameOf(size.state);
   return entry;
 }
@@ -37,6 +37,7 @@ Json ToJson(const SourceReport& report) {
           {"state", NameOf(report.state)},
           {"error", TextOrNull(report.cause.text)},
           {"known", report.is_known_failure},
+          {"damaged", report.is_damaged},
           {"bytes", report.bytes},
           {"ms", Milliseconds(report.milliseconds)},
           {"thumbnails", thumbnails}};
@@ -74,12 +75,18 @@ void BuildReport::Tell(const SourceReport& report) {
   const bool is_news = !report.cause.text.empty() &&
                        (!report.is_known_failure || report.state == BuildState::kPostponed);
   if (is_news) TellFailure(report);
+  if (report.is_damaged && report.state == BuildState::kBuilt) TellDamage(report);
   if (form_ == BuildForm::kJson) PrintLine(ToJson(report));
   if (form_ == BuildForm::kTable) AddRows(report);
   if (form_ == BuildForm::kText && report.state == BuildState::kDue) {
     progress_.Clear();
     std::cout << ForOutput(report.source) << ": " << LabelsOf(report, BuildState::kDue) << "\n";
   }
+}
+
+void BuildReport::TellDamage(const SourceReport& report) const {
+  progress_.Clear();
+  PrintError(report.source, service::cause::kShownAsFarAsRead);
 }
 
 void BuildReport::TellFailure(const SourceReport& report) const {

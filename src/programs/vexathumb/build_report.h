@@ -48,6 +48,7 @@ class BuildReport : public service::IndexObserver {
   size_t Count(service::BuildState state) const { return counts_[static_cast<size_t>(state)]; }
 
   void Tell(const service::SourceReport& report);
+  void TellDamage(const service::SourceReport& report) const;
   void TellFailure(const service::SourceReport& report) const;
   void AddRows(const service::SourceReport& report);
   void NoteDuration(const service::SourceReport& report);

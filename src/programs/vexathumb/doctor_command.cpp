@@ -27,7 +27,7 @@ const char* LevelText(Level level) {
 std::vector<Finding> AllFindings(const std::string& folder) {
   std::vector<Finding> all = CheckTools();
   for (const auto& findings :
-       {CheckFormats(), CheckStore(folder), CheckSettings(),
+       {CheckFormats(), CheckEngines(), CheckStore(folder), CheckSettings(),
         CheckConfinement(vexaplatform::AskConfinement()), CheckSurroundings()}) {
     all.insert(all.end(), findings.begin(), findings.end());
   }

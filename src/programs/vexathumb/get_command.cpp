@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <chrono>
 #include <iostream>
@@ -16,6 +18,7 @@
 #include "service/serve/delivery.h"
 #include "service/serve/library_answer.h"
 #include "service/serve/obtain.h"
+#include "service/store/source_mark.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::program {
@@ -104,6 +107,7 @@ Thumbnail Obtain(const ThumbnailRequest& request, const GetOptions& options) {
   service::ObtainOptions obtain = service::ObtainOptionsFrom(settings->service);
   // Whoever asks by hand may have mended the machine, and wants to be told again where not.
   obtain.use_failure_record = false;
+  obtain.build.is_for_one = true;
   obtain.build.outside_store = service::OutsideStore::kMakeWithoutStore;
   // What the tools complain of is not for whoever asked for a thumbnail.
   const service::SilencedDescriptor silent_tools(stderr);
@@ -150,6 +154,16 @@ void Report(const Answer& answer, const GetOptions& options) {
   }
 }
 
+// Whether it says so itself, or has its mark.
+bool IsDamaged(const Thumbnail& thumbnail, const ThumbnailRequest& request) {
+  struct stat status = {};
+  if (thumbnail.owner != service::Owner::kStore || stat(request.source.c_str(), &status) != 0) {
+    return thumbnail.is_damaged;
+  }
+  const auto facts = service::ReadMarkedFacts(thumbnail.path, status);
+  return facts && facts->is_damaged;
+}
+
 // Fills in the answer as far as it comes; throws Failure when there is no thumbnail.
 void Answering(const GetOptions& options, Answer& answer) {
   const ThumbnailRequest request = RequestOf(options);
@@ -170,6 +184,8 @@ void Answering(const GetOptions& options, Answer& answer) {
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   answer.from = thumbnail.from;
   answer.mime = thumbnail.mime;
+  answer.is_damaged = IsDamaged(thumbnail, request);
+  if (*answer.is_damaged) PrintError(options.file, service::cause::kShownAsFarAsRead);
   answer.output = options.out.empty() ? thumbnail.path : service::AbsolutePath(options.out);
   if (!options.out.empty()) Deliver(thumbnail, request, options);
   if (options.json) answer.picture = service::ReadPictureFacts(answer.output);

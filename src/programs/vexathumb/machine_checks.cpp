@@ -10,6 +10,9 @@
 #include <sstream>
 
 #include "service/base/silenced_descriptor.h"
+#include "service/build/animation.h"
+#include "service/build/engine.h"
+#include "service/picture/picture_renderer.h"
 #include "service/store/store_place_check.h"
 #include "thumb/thumb_convert_cmd.h"
 #include "vexaplatform/settings.h"
@@ -127,6 +130,10 @@ std::vector<Finding> CheckTools() {
   };
   std::vector<Finding> findings;
   for (const Tool& tool : tools) findings.push_back(CheckTool(tool));
+  // convert stands in for it.
+  findings.push_back(
+      CheckTool({service::kGifsicle, "--version", 0, "gifsicle", "makes animations quickly"}));
+  if (findings.back().level == Level::kFail) findings.back().level = Level::kWarn;
   return findings;
 }
 
@@ -146,6 +153,38 @@ std::vector<Finding> CheckFormats() {
   findings.push_back({has_dcraw ? Level::kOk : Level::kWarn, "format raw",
                       has_dcraw ? "previews of raw files can be read" : "cannot be read",
                       has_dcraw ? "" : "install the package dcraw"});
+  return findings;
+}
+
+std::vector<Finding> CheckEngines() {
+  if (vexaplatform::CurrentSettings()->service.engine == vexaplatform::Engine::kTools) {
+    return {{Level::kOk, "renderer", "not used: engine is tools in the settings", ""}};
+  }
+  const std::string program = service::RendererProgram();
+  if (program.empty()) {
+    return {
+        {Level::kWarn, "renderer",
+         "not installed: pictures come from the tools, slower and without their colour profiles",
+         "build with libvips 8.14 or newer"}};
+  }
+  const ToolRun run = RunTool({program.c_str(), "--types"});
+  if (run.ending != 0) {
+    return {{Level::kFail, "renderer", program + " does not work",
+             "install libvips, or set engine = tools under [service] in the settings"}};
+  }
+  std::vector<Finding> findings = {{Level::kOk, "renderer", program, ""}};
+  for (const service::EngineChoice& choice : service::EngineChoices()) {
+    const bool is_rendered = choice.engine == service::Engine::kRenderer;
+    const bool is_loaded = run.output.find(std::string(choice.type) + "\n") != std::string::npos;
+    const std::string subject = std::string("engine for ") + choice.name;
+    if (is_rendered && !is_loaded) {
+      findings.push_back({Level::kOk, subject, "the tools: this libvips has no loader for it", ""});
+    } else {
+      findings.push_back(
+          {Level::kOk, subject,
+           std::string(is_rendered ? "the renderer: " : "the tools: ") + choice.because, ""});
+    }
+  }
   return findings;
 }
 

@@ -21,6 +21,9 @@ std::vector<Finding> CheckTools();
 // Which formats can be read here.
 std::vector<Finding> CheckFormats();
 
+// Whether the renderer works, and which engine makes the thumbnails of which type here, and why.
+std::vector<Finding> CheckEngines();
+
 // Whether thumbnails of the pictures in `folder`, an absolute path, can be stored. Leaves nothing
 // behind.
 std::vector<Finding> CheckStore(const std::string& folder);

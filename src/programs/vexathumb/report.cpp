@@ -31,6 +31,7 @@ Json ToJson(const Answer& answer) {
       {"width", NumberOrNull(answer.picture.width)},
       {"height", NumberOrNull(answer.picture.height)},
       {"bytes", NumberOrNull(answer.picture.bytes)},
+      {"damaged", answer.is_damaged ? Json(*answer.is_damaged) : Json()},
       {"ms", milliseconds},
       {"error", TextOrNull(answer.error)},
   };

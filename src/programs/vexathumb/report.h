@@ -24,6 +24,7 @@ struct Answer {
   std::string output;
   std::string mime;
   service::PictureFacts picture;
+  std::optional<bool> is_damaged;  // shows what can be read of a source that is cut short
   std::optional<double> milliseconds;
   std::string error;
 };

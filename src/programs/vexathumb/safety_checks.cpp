@@ -60,12 +60,6 @@ Finding CheckSignals(const Confinement& confinement) {
 }
 
 Finding CheckUsage(const Confinement& confinement) {
-  if (confinement.usage && geteuid() == 0) {
-    return {Level::kWarn, "usage",
-            "what a tool writes in all, and its threads, are limited by looking 50 times a second: "
-            "the kernel does not limit the threads of root",
-            "run services as a user of their own"};
-  }
   if (confinement.usage) {
     return {Level::kOk, "usage", "what a tool writes in all, and its threads, are limited", ""};
   }
@@ -130,7 +124,9 @@ std::vector<Finding> CheckConfinement(const Confinement& confinement) {
 std::vector<Finding> CheckSurroundings() {
   std::vector<Finding> findings;
   if (geteuid() == 0) {
-    findings.push_back({Level::kWarn, "user", "runs as root",
+    findings.push_back({Level::kWarn, "user",
+                        "runs as root, whose threads the kernel does not limit: those of tools are "
+                        "counted 50 times a second",
                         "run services as a user of their own, as the systemd units do"});
   }
   if (!ProtectsLinks()) {

@@ -15,8 +15,9 @@ enum class OutsideStore {
 };
 
 struct BuildOptions {
-  bool compaction = true;  // re-encode BMP data as JPEG
-  int quality = 85;        // of that JPEG, 1 to 100
+  bool compaction = true;   // re-encode BMP data as JPEG
+  int quality = 85;         // of JPEGs that are not the library's, 1 to 100
+  bool is_for_one = false;  // this process makes one picture: what takes time to start does not pay
   FreeBoxLimits free_boxes;
   OutsideStore outside_store = OutsideStore::kMake;
 };

@@ -116,7 +116,8 @@ std::optional<Thumbnail> WhyNotProved(const FailedAttempt& attempt,
   const bool is_developed = std::any_of(runs.begin(), runs.end(), [](const ToolReport& run) {
     return run.program == ThumbConvertCmd::kDcraw;
   });
-  if (!runs.empty() && (is_developed || !attempt.develops)) return std::nullopt;
+  const bool is_tried = is_developed || attempt.rendered || !attempt.develops;
+  if (!runs.empty() && is_tried) return std::nullopt;
   Thumbnail none = Postponed({"no program could be run for it", kDoctor});
   none.pauses = true;
   return none;
@@ -148,12 +149,13 @@ std::optional<Cause> SourceObstacle(const std::string& source) {
 }
 
 Thumbnail WhyThereIsNone(const FailedAttempt& attempt, const Cause& otherwise) {
-  const std::vector<ToolReport> runs = vexaplatform::ToolRuns();
+  std::vector<ToolReport> runs = vexaplatform::ToolRuns();
+  if (attempt.rendered) runs.push_back(*attempt.rendered);
   if (access(attempt.source.c_str(), F_OK) != 0 && !IsMachineError(errno)) {
     return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
   }
   if (const auto obstacle = ObstacleFound(attempt, runs)) return Postponed(*obstacle);
-  if (!attempt.version.IsCurrent()) {
+  if (!attempt.version.IsCurrent() || attempt.is_unfinished) {
     return Thumbnail::None(Outcome::kSourceChanged, cause::kBeingWritten);
   }
   if (attempt.write_error == ENAMETOOLONG) {

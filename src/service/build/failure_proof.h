@@ -7,6 +7,7 @@
 #include "service/build/thumbnail.h"
 #include "service/picture/inspection.h"
 #include "service/picture/source_version.h"
+#include "vexaplatform/tool_report.h"
 
 namespace vexathumb::service {
 
@@ -22,6 +23,8 @@ struct FailedAttempt {
   const SourceVersion& version;  // from before
   int write_error = 0;           // errno of the attempt's own writing, apart from the tools
   bool develops = false;         // raw development, which needs the store, was to come first
+  std::optional<vexaplatform::ToolReport> rendered = {};  // how the renderer ended, if it decides
+  bool is_unfinished = false;  // it seems cut short, and was written a moment ago
 };
 
 // kMissing, kSourceChanged, kPostponed or kUnusable; `otherwise` is the cause where no tool has met

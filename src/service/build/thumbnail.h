@@ -44,6 +44,8 @@ struct Thumbnail {
                           // is stored once for all turns, and turned on its way out
   bool bmp_data = false;  // under a JPEG's name: the fast JPEG path's, not compacted yet
 
+  bool is_damaged = false;  // shows what can be read of a source that is cut short
+
   // The sum of what its store has of free boxes, where this is one that has come to it.
   uint64_t free_box_bytes = 0;
 

@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
 
 #include "common/util/util.h"
-#include "service/base/atomic_file.h"
 #include "service/base/machine_error.h"
 #include "service/build/avatar.h"
 #include "service/build/failure_proof.h"
@@ -23,7 +23,6 @@
 #include "service/store/sweeping.h"
 #include "vexaplatform/expected_file.h"
 #include "vexaplatform/tool_report.h"
-#include "vexaplatform/whole_picture.h"
 
 namespace vexathumb::service {
 namespace {
@@ -41,7 +40,16 @@ Thumbnail OwnedByCaller(const std::string& path, const std::string& mime, const 
 
 ThumbnailBuilder::ThumbnailBuilder(const std::string& source, const SourceVersion& version,
                                    const BuildOptions& options)
-    : source_(source), version_(version), options_(options), series_(source, options) {}
+    : source_(source),
+      version_(version),
+      options_(options),
+      rendering_(source, version, options.quality),
+      tools_(version, options) {}
+
+void ThumbnailBuilder::Expect(const ThumbnailRequest& request, const ThumbInfo& info) {
+  const std::string stored = BuiltPath(request, info);
+  if (!stored.empty()) rendering_.Expect(request, info, InStore(stored));
+}
 
 Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbInfo& info) {
   vexaplatform::ForgetToolRuns();
@@ -65,6 +73,8 @@ Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbIn
   FailedAttempt attempt = {source_, version_};
   attempt.write_error = write_error_;
   attempt.develops = !request.avatar && !info.IsWebAcceptable();
+  attempt.rendered = rendering_.end();
+  attempt.is_unfinished = rendering_.IsUnfinished();
   return WhyThereIsNone(attempt, info.IsGood() ? cause::kNoTool : cause::kUnknownContent);
 }
 
@@ -99,26 +109,31 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
     write_error_ = ENAMETOOLONG;  // what else the platform refuses has been found out before
     return std::nullopt;
   }
-  AtomicFile entry(stored, OpenStoreDirectory(source_, version_.status()));
-  const auto made = Make(request, info, entry.path());
+  auto made = Make(request, info, InStore(stored));
   if (!made || !version_.IsCurrent()) return std::nullopt;
+  AtomicFile& entry = *made->file;
   const bool is_kept = options_.outside_store == OutsideStore::kNever ||
                        !(made->is_oversized || version_.IsFresh() || IsTooMuch(request, entry));
-  const auto facts = info.IsGood() ? std::optional(SourceFacts::Of(info)) : std::nullopt;
+  auto facts = info.IsGood() ? std::optional(SourceFacts::Of(info)) : std::nullopt;
+  if (facts) facts->is_damaged = made->is_damaged;
   const auto attributes = StoredAttributes(version_.status(), facts);
-  if (!is_kept) {
-    if (!IsWritten(entry.HandOut(attributes))) return std::nullopt;
-    return OwnedByCaller(entry.path(), made->mime, kFromDocdeck);
-  }
-  if (!IsWritten(entry.Commit(attributes))) return std::nullopt;
-  if (!request.avatar) series_.KeepAt(stored);
-  if (request.IsOfChosenBox()) {
-    EvictFreeBoxes(source_, version_.status(), options_.free_boxes, stored);
-  }
   Thumbnail thumbnail;
-  thumbnail.path = stored;
-  thumbnail.mime = made->mime;
-  thumbnail.from = kFromDocdeck;
+  if (is_kept) {
+    if (!IsWritten(entry.Commit(attributes))) return std::nullopt;
+    // What the renderer has no loader for it reads as a thumbnail.
+    if (made->is_by_tools && made->mime == kJpegType) rendering_.GoOnWith(stored);
+    if (made->mime == kGifType) tools_.GoOnWith(stored);
+    if (request.IsOfChosenBox()) {
+      EvictFreeBoxes(source_, version_.status(), options_.free_boxes, stored);
+    }
+    thumbnail.path = stored;
+    thumbnail.mime = made->mime;
+    thumbnail.from = kFromDocdeck;
+  } else {
+    if (!IsWritten(entry.HandOut(attributes))) return std::nullopt;
+    thumbnail = OwnedByCaller(entry.path(), made->mime, kFromDocdeck);
+  }
+  thumbnail.is_damaged = made->is_damaged;
   return thumbnail;
 }
 
@@ -128,37 +143,63 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeOutsideStore(const ThumbnailReque
                                                             const ThumbInfo& info) {
   // A name that tells whose it is, with something random before it: two machines may have one
   // folder there, and the same process number. It has no extension.
-  AtomicFile entry(file::GetVarTmpPath(request.avatar ? info.GetAvatarThumbEAName()
-                                                      : info.GetDocdeckTmpThumbEAName()));
+  const std::string name = file::GetVarTmpPath(request.avatar ? info.GetAvatarThumbEAName()
+                                                              : info.GetDocdeckTmpThumbEAName());
   ThumbnailRequest without_preview = request;
   without_preview.use_preview = false;
-  const auto made = Make(without_preview, info, entry.path());
+  auto made = Make(without_preview, info, [name] { return std::make_unique<AtomicFile>(name); });
   if (!made || !version_.IsCurrent()) return std::nullopt;
-  if (!IsWritten(entry.HandOut(StoredAttributes(version_.status())))) return std::nullopt;
-  return OwnedByCaller(entry.path(), made->mime, kFromVarTmp);
+  if (!IsWritten(made->file->HandOut(StoredAttributes(version_.status())))) return std::nullopt;
+  Thumbnail thumbnail = OwnedByCaller(made->file->path(), made->mime, kFromVarTmp);
+  thumbnail.is_damaged = made->is_damaged;
+  return thumbnail;
 }
 
-std::optional<SizeSeries::Made> ThumbnailBuilder::Make(const ThumbnailRequest& request,
-                                                       const ThumbInfo& info,
-                                                       const std::string& path) {
-  if (request.avatar) return MakeAvatarPicture(request, info, path);
-  if (request.use_preview && MakeFromEmbeddedPreview(request, version_, path)) {
-    return SizeSeries::Made{info.GetOutputMimeType()};
+std::optional<MadePicture> ThumbnailBuilder::Make(const ThumbnailRequest& request,
+                                                  const ThumbInfo& info, const NewFile& new_file) {
+  if (!request.avatar && request.use_preview) {
+    MadePicture made = {new_file(), info.GetOutputMimeType()};
+    if (MakeFromEmbeddedPreview(request, version_, made.file->path())) return made;
   }
-  auto made = series_.Make(request, info, path);
-  // A raw file's preview comes as it is.
-  return made && vexaplatform::IsWholePicture(path) ? made : std::nullopt;
+  for (const Engine engine : Engines(request, info)) {
+    if (auto made = MakeByEngine(engine, request, info, new_file)) return made;
+    if (rendering_.end() || rendering_.IsUnfinished()) break;
+  }
+  return std::nullopt;
 }
 
-std::optional<SizeSeries::Made> ThumbnailBuilder::MakeAvatarPicture(const ThumbnailRequest& request,
-                                                                    const ThumbInfo& info,
-                                                                    const std::string& path) {
+std::vector<Engine> ThumbnailBuilder::Engines(const ThumbnailRequest& request,
+                                              const ThumbInfo& info) const {
+  if (rendering_.HasLarger() && !request.avatar) return {Engine::kRenderer, Engine::kTools};
+  return EnginesFor(request, info, options_);
+}
+
+std::optional<MadePicture> ThumbnailBuilder::MakeByEngine(Engine engine,
+                                                          const ThumbnailRequest& request,
+                                                          const ThumbInfo& info,
+                                                          const NewFile& new_file) {
+  if (engine == Engine::kRenderer) return rendering_.Make(request, info, new_file);
+  if (request.avatar) return MakeAvatarPicture(request, info, new_file);
+  return engine == Engine::kDjpeg ? tools_.Decode(request, info, new_file)
+                                  : tools_.Make(request, info, new_file);
+}
+
+std::optional<MadePicture> ThumbnailBuilder::MakeAvatarPicture(const ThumbnailRequest& request,
+                                                               const ThumbInfo& info,
+                                                               const NewFile& new_file) {
   // Each by itself: an avatar asks for the small sizes first.
   const auto build_fitted = [this](const ThumbnailRequest& fitted, const ThumbInfo& fitted_info) {
     return ThumbnailBuilder(source_, version_, options_).TryBuild(fitted, fitted_info);
   };
-  if (!MakeAvatar(request, info, build_fitted, path)) return std::nullopt;
-  return SizeSeries::Made{info.GetOutputMimeType()};
+  MadePicture made = {new_file(), info.GetOutputMimeType()};
+  if (!MakeAvatar(request, info, build_fitted, made.file->path())) return std::nullopt;
+  return made;
+}
+
+NewFile ThumbnailBuilder::InStore(const std::string& stored) const {
+  return [this, stored] {
+    return std::make_unique<AtomicFile>(stored, OpenStoreDirectory(source_, version_.status()));
+  };
 }
 
 // Notes why not.

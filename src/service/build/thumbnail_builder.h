@@ -3,12 +3,16 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "service/base/atomic_file.h"
 #include "service/build/build_settings.h"
-#include "service/build/size_series.h"
+#include "service/build/engine.h"
+#include "service/build/made_picture.h"
+#include "service/build/rendering.h"
 #include "service/build/thumbnail.h"
 #include "service/build/thumbnail_request.h"
+#include "service/build/tool_pictures.h"
 #include "service/picture/source_version.h"
 
 namespace vexathumb::service {
@@ -25,6 +29,9 @@ class ThumbnailBuilder {
   ThumbnailBuilder(const std::string& source, const SourceVersion& version,
                    const BuildOptions& options);
 
+  // That this thumbnail will be asked for as well: what can be made with another in one decode, is.
+  void Expect(const ThumbnailRequest& request, const ThumbInfo& info);
+
   // Builds the thumbnail, unless that very file is stored by now. `info` is the request's
   // description after its inspection. Without a picture the outcome says whose fault it is. Throws
   // nothing on account of the source.
@@ -35,10 +42,14 @@ class ThumbnailBuilder {
   std::optional<Thumbnail> FindOrCompact(const ThumbnailRequest& request, const ThumbInfo& info);
   std::optional<Thumbnail> MakeForStore(const ThumbnailRequest& request, const ThumbInfo& info);
   std::optional<Thumbnail> MakeOutsideStore(const ThumbnailRequest& request, const ThumbInfo& info);
-  std::optional<SizeSeries::Made> Make(const ThumbnailRequest& request, const ThumbInfo& info,
-                                       const std::string& path);
-  std::optional<SizeSeries::Made> MakeAvatarPicture(const ThumbnailRequest& request,
-                                                    const ThumbInfo& info, const std::string& path);
+  std::optional<MadePicture> Make(const ThumbnailRequest& request, const ThumbInfo& info,
+                                  const NewFile& new_file);
+  std::optional<MadePicture> MakeByEngine(Engine engine, const ThumbnailRequest& request,
+                                          const ThumbInfo& info, const NewFile& new_file);
+  std::optional<MadePicture> MakeAvatarPicture(const ThumbnailRequest& request,
+                                               const ThumbInfo& info, const NewFile& new_file);
+  std::vector<Engine> Engines(const ThumbnailRequest& request, const ThumbInfo& info) const;
+  NewFile InStore(const std::string& stored) const;
   bool IsWritten(bool success);
   bool IsStoreAtFault() const;
   bool MayMakeOutsideStore() const;
@@ -47,7 +58,8 @@ class ThumbnailBuilder {
   const std::string source_;
   const SourceVersion& version_;
   const BuildOptions options_;
-  SizeSeries series_;
+  Rendering rendering_;
+  ToolPictures tools_;
   bool is_swept_ = false;
   int write_error_ = 0;  // of the last attempt, apart from the tools
 };

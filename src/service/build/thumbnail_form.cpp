@@ -2,6 +2,7 @@
 
 #include "service/base/atomic_file.h"
 #include "service/build/reencoding.h"
+#include "service/build/rendering.h"
 #include "service/picture/content_type.h"
 #include "service/picture/inspection.h"
 #include "service/store/store_files.h"
@@ -14,6 +15,7 @@ bool FitIntoBox(const ThumbnailRequest& request, const std::string& picture) {
   ThumbInfo info = Describe(of_picture);
   if (!Inspect(&info).IsUsable()) return false;
   if (!info.IsNeedConvert()) return true;
+  if (FitByRenderer(info, request.box, picture)) return true;
   AtomicFile fitted(picture);
   return ConvertCmd(info, picture, fitted.path()).exec() && fitted.Commit();
 }

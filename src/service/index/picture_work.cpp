@@ -50,6 +50,9 @@ void PictureWork::MakeDue(const std::vector<BuiltSize>& due, BackgroundSlot* slo
   BuildOptions build = options().build;
   build.outside_store = OutsideStore::kNever;
   ThumbnailBuilder builder(source(), version(), build);
+  for (const BuiltSize& size : largest_first) {
+    builder.Expect(RequestFor(source(), size.size), inspected().ForSize(size.size));
+  }
   bool is_first = true;
   for (const BuiltSize& size : largest_first) {
     if (!is_first && (options().is_stopping() || !slot->GiveWay(options().is_stopping))) {
@@ -65,6 +68,7 @@ void PictureWork::MakeDue(const std::vector<BuiltSize>& due, BackgroundSlot* slo
         builder.Build(RequestFor(source(), size.size), inspected().ForSize(size.size));
     // What the largest size fails for, the others would fail for.
     if (thumbnail.outcome != Outcome::kPicture) return EndWithout(thumbnail);
+    if (thumbnail.is_damaged) NoteDamage();
     CountAsBuilt(size.output,
                  std::chrono::duration<double, std::milli>(Clock::now() - start).count());
   }

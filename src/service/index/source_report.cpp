@@ -68,7 +68,8 @@ std::string Pack(const SourceReport& report) {
   for (const BuiltSize& size : report.sizes) sizes.push_back(Listed(size));
   const json list = {
       report.source,       static_cast<int>(report.state), sizes,        report.cause.text,
-      report.cause.advice, report.is_known_failure,        report.bytes, report.milliseconds};
+      report.cause.advice, report.is_known_failure,        report.bytes, report.milliseconds,
+      report.is_damaged};
   std::string bytes;
   json::to_cbor(list, bytes);
   return bytes;
@@ -84,6 +85,7 @@ SourceReport Unpack(const std::string& bytes) {
   report.is_known_failure = list.at(5);
   report.bytes = list.at(6);
   report.milliseconds = list.at(7);
+  report.is_damaged = list.at(8);
   return report;
 }
 

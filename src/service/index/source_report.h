@@ -37,8 +37,9 @@ struct SourceReport {
   BuildState state = BuildState::kCurrent;  // kBuilt when any size was built and none failed
   std::vector<BuiltSize> sizes;             // as they were asked for
   Cause cause;                              // of kFailed and kPostponed
-  bool is_known_failure = false;            // remembered from before, and not tried again
-  uint64_t bytes = 0;                       // of what was built
+  bool is_damaged = false;        // what was built, or is there, shows what can be read of it
+  bool is_known_failure = false;  // remembered from before, and not tried again
+  uint64_t bytes = 0;             // of what was built
   double milliseconds = 0;
 };
 

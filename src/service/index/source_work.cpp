@@ -123,6 +123,7 @@ bool SourceWork::Inspect(Reading reading) {
   if (reading == Reading::kOfStoreOrSource && MediaKindOf(source_) != MediaKind::kVideo) {
     if (const auto facts = StoredFacts(source_, version_->status(), Labels())) {
       inspected_.emplace(source_, true, *facts);
+      report_.is_damaged = facts->is_damaged;
       return true;
     }
   }

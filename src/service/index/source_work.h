@@ -43,6 +43,8 @@ class SourceWork {
   const SourceVersion& version() const { return *version_; }
   const InspectedSource& inspected() const { return *inspected_; }
 
+  void NoteDamage() { report_.is_damaged = true; }
+
   // Two sizes may be one file, which is built once.
   void CountAsBuilt(const std::string& stored, double milliseconds);
   void CountAsCurrent(const std::string& stored);

@@ -22,5 +22,7 @@ const Cause kNoneStored = {"no thumbnail of it is stored",
 const Cause kNoScreenshot = {"a video without a stored screenshot",
                              "let the video application store one"};
 const Cause kUnshownOriginal = {"browsers do not show its type", "ask for a smaller --size"};
+const Cause kShownAsFarAsRead = {"it is damaged: its thumbnails show what can be read of it",
+                                 "restore it from a copy"};
 
 }  // namespace vexathumb::service::cause

@@ -28,6 +28,7 @@ extern const Cause kPathTooLong;       // for a store
 extern const Cause kNoneStored;        // only stored thumbnails were asked for
 extern const Cause kNoScreenshot;      // of a video
 extern const Cause kUnshownOriginal;   // browsers do not show the source itself
+extern const Cause kShownAsFarAsRead;  // no failure: a thumbnail of a source that is cut short
 
 }  // namespace cause
 

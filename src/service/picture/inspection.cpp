@@ -7,6 +7,7 @@
 #include "common/error/error.h"
 #include "service/base/path_name.h"
 #include "service/picture/metadata_process.h"
+#include "service/picture/picture_renderer.h"
 #include "thumb/libvexathumb.h"
 
 namespace vexathumb::service {
@@ -55,6 +56,19 @@ Inspection WhyNotRead(MetadataError error, const std::string& text) {
 bool IsPreviewOf(pid_t process, const std::string& path) {
   const std::string prefix = "/tmp/thumb." + std::to_string(process) + ".";
   return path.compare(0, prefix.size(), prefix) == 0 && path.find('/', 5) == std::string::npos;
+}
+
+// What the library cannot read, the renderer may.
+Inspection ReadOtherwise(const std::string& path, const Inspection& failed, ThumbInfo* info) {
+  if (failed.result != InspectionResult::kUnknownContent &&
+      failed.result != InspectionResult::kDamaged) {
+    return failed;
+  }
+  const posix::UniqueFd file = OpenSource(path);
+  const auto facts = file ? FactsByRenderer(file.get()) : std::nullopt;
+  if (!facts) return failed;
+  facts->ApplyTo(info);
+  return {};
 }
 
 Inspection ReadMetadata(int file, WithPreview preview, ThumbInfo* info) {
@@ -107,7 +121,9 @@ Inspection Inspect(ThumbInfo* info, WithPreview preview, const SourceVersion* ve
   if (S_ISDIR(SourceFacts::StatusOf(*info).st_mode)) {
     return {InspectionResult::kUnknownContent, cause::kUnknownContent};
   }
-  return ReadMetadata(file.get(), preview, info);
+  // The same file by another descriptor, whose offset the renderer may move.
+  const std::string again = "/proc/self/fd/" + std::to_string(file.get());
+  return ReadOtherwise(again, ReadMetadata(file.get(), preview, info), info);
 }
 
 InspectedSource::InspectedSource(const std::string& path, bool allow_gif,

@@ -13,7 +13,7 @@ using Extensions = std::unordered_set<std::string>;
 }  // namespace
 
 MediaKind MediaKindOf(const std::string& path) {
-  static const Extensions kFurtherPictures = {"webp", "avif", "jxl", "cr3"};
+  static const Extensions kFurtherPictures = {"webp", "avif", "jxl", "cr3", "j2k", "hif"};
   const std::string name = LastComponent(path);
   if (name.find('.') == std::string::npos) return MediaKind::kNone;
   if (IsSupportVideo(name)) return MediaKind::kVideo;

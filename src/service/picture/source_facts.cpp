@@ -3,14 +3,25 @@
 #include <sstream>
 
 namespace vexathumb {
+namespace {
+
+constexpr char kDamaged[] = " damaged";
+
+}  // namespace
 
 SourceFacts SourceFacts::Of(const ThumbInfo& info) {
-  return {info.mime_, info.width_, info.height_, info.rotate_, info.flop_};
+  SourceFacts facts;
+  facts.mime = info.mime_;
+  facts.width = info.width_;
+  facts.height = info.height_;
+  facts.rotate = info.rotate_;
+  facts.flop = info.flop_;
+  return facts;
 }
 
 std::string SourceFacts::Text() const {
   return mime + " " + std::to_string(width) + " " + std::to_string(height) + " " +
-         std::to_string(rotate) + (flop ? " 1" : " 0");
+         std::to_string(rotate) + (flop ? " 1" : " 0") + (is_damaged ? kDamaged : "");
 }
 
 std::optional<SourceFacts> SourceFacts::Parse(const std::string& text) {
@@ -18,7 +29,11 @@ std::optional<SourceFacts> SourceFacts::Parse(const std::string& text) {
   SourceFacts facts;
   int flop = -1;
   words >> facts.mime >> facts.width >> facts.height >> facts.rotate >> flop;
-  const bool is_whole = !words.fail() && words.eof();
+  bool is_whole = !words.fail();
+  std::string rest;
+  std::getline(words, rest);
+  facts.is_damaged = rest == kDamaged;
+  is_whole = is_whole && (rest.empty() || facts.is_damaged);
   if (!is_whole || facts.rotate < 0 || facts.rotate > 3 || flop < 0 || flop > 1) {
     return std::nullopt;
   }

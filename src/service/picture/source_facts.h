@@ -19,11 +19,13 @@ struct SourceFacts {
   uint32_t height = 0;
   int rotate = 0;  // clockwise quarter turns, 0 to 3
   bool flop = false;
+  bool is_damaged = false;  // its thumbnails show what can be read of it
 
   // `info` has been inspected, with success.
   static SourceFacts Of(const ThumbInfo& info);
 
-  // In one line: "image/jpeg 4000 3000 1 0". Nothing where the text is none of these.
+  // In one line: "image/jpeg 4000 3000 1 0", or with "damaged" at its end. Nothing where the text
+  // is none of these.
   std::string Text() const;
   static std::optional<SourceFacts> Parse(const std::string& text);
 

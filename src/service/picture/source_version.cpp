@@ -12,6 +12,7 @@ namespace {
 using std::chrono::system_clock;
 
 constexpr std::chrono::seconds kFresh{2};
+constexpr std::chrono::seconds kSettled{60};
 
 system_clock::time_point ModificationOf(const struct stat& st) {
   const auto since_epoch =
@@ -46,6 +47,11 @@ bool SourceVersion::IsFresh() const {
   const time_t now = system_clock::to_time_t(system_clock::now());
   if (status_.st_mtime > now || status_.st_mtime + kFresh.count() < now) return false;
   return system_clock::now() < ModificationOf(status_) + kFresh;
+}
+
+bool SourceVersion::IsSettled() const {
+  const system_clock::time_point now = system_clock::now();
+  return ModificationOf(status_) > now || ModificationOf(status_) + kSettled < now;
 }
 
 void SourceVersion::WaitWhileFresh() const {

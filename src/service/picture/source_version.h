@@ -28,7 +28,11 @@ class SourceVersion {
   // of such a source is not to be kept. A time to come is a wrong clock's, and no reason to wait.
   bool IsFresh() const;
 
-  // Returns when it is not, for those for whom nobody waits.
+  // Whether it was modified more than a minute ago, by this machine's clock: nobody is in the
+  // middle of writing it.
+  bool IsSettled() const;
+
+  // Returns when it is not fresh, for those for whom nobody waits.
   void WaitWhileFresh() const;
 
  private:

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "service/base/path_name.h"
+#include "service/build/engine.h"
 #include "service/store/current_entry.h"
 #include "service/store/store_place_check.h"
 
@@ -35,16 +36,30 @@ std::string SizeText(const EmbeddedPreview& preview) {
   return std::to_string(preview.width) + "x" + std::to_string(preview.height);
 }
 
-// The tools in the order in which they are tried.
-std::string ToolsFor(const ThumbInfo& info) {
-  std::string tools;
-  const auto add = [&tools](const char* tool) {
-    tools += (tools.empty() ? "" : ", then ") + std::string(tool);
+// What makes it, in the order in which one takes the place of the other.
+std::string MakersFor(const std::string& source, const ThumbInfo& info) {
+  std::string makers;
+  const auto add = [&makers](const char* maker) {
+    makers += (makers.empty() ? "" : ", then ") + std::string(maker);
   };
-  if (info.IsGood() && info.GetMimeType() == "image/jpeg") add("djpeg");
-  if (!info.IsWebAcceptable()) add("dcraw");
-  if (info.IsGood()) add("convert");
-  return tools;
+  ThumbnailRequest request;
+  request.source = source;
+  BuildOptions options;
+  options.is_for_one = true;
+  const std::vector<Engine> engines = EnginesFor(request, info, options);
+  for (const Engine engine : engines) {
+    if (engine == Engine::kRenderer) {
+      add("the renderer");
+      continue;
+    }
+    if (engine == Engine::kDjpeg || engines.front() == Engine::kTools) {
+      if (info.IsGood() && info.GetMimeType() == "image/jpeg") add("djpeg");
+    }
+    if (engine == Engine::kDjpeg) continue;
+    if (!info.IsWebAcceptable()) add("dcraw");
+    if (info.IsGood()) add("convert");
+  }
+  return makers;
 }
 
 Forecast OriginalForecast(const InspectedSource& source) {
@@ -103,11 +118,12 @@ Forecast ForecastFor(const InspectedSource& source, const std::string& label,
     return {"Original", source.path(), "browsers show it and it needs no scaling or turning"};
   }
   if (!place.volume_fits) {
-    return {"DocdeckVarTmp", "",
-            "made by " + ToolsFor(info) + " and not kept: its volume holds no store"};
+    return {
+        "DocdeckVarTmp", "",
+        "made by " + MakersFor(source.path(), info) + " and not kept: its volume holds no store"};
   }
   if (!place.obstacle.empty()) return {"", "", "its store cannot be written: " + place.obstacle};
-  return {kDocdeck, result, "made by " + ToolsFor(info)};
+  return {kDocdeck, result, "made by " + MakersFor(source.path(), info)};
 }
 
 }  // namespace vexathumb::service

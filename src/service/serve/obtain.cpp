@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "service/build/engine.h"
 #include "service/build/failure_proof.h"
 #include "service/build/stored_facts.h"
 #include "service/build/stored_thumbnail.h"
@@ -30,6 +31,7 @@ class Obtaining {
   Thumbnail Run() {
     if (auto stored = StoredByEarlierInspection()) return *stored;
     if (auto failed = UninspectableByRecord()) return *failed;
+    PrepareEngine(request_);
     if (auto answer = AnswerAtOnce()) return *answer;
     if (auto failed = AnswerFromFailureRecord()) return *failed;
     const std::string& directory = options_.lock_directory;

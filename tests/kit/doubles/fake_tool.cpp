@@ -41,25 +41,31 @@ std::string ReadAll(const std::string& path) {
   return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "";
 }
 
+std::string ReadInput() { return std::string(std::istreambuf_iterator<char>(std::cin), {}); }
+
 struct Order {
   std::string verb;
   std::string value;
   std::string bytes;
 };
 
+Order OrderOf(const std::string& text) {
+  const size_t line = text.find('\n');
+  const std::string first = text.substr(0, line);
+  const size_t blank = first.find(' ');
+  return {first.substr(0, blank), blank == std::string::npos ? "" : first.substr(blank + 1),
+          line == std::string::npos ? "" : text.substr(line + 1)};
+}
+
 Order ReadOrder(const std::vector<std::string>& arguments) {
+  if (arguments.empty()) return OrderOf(ReadInput());
   for (size_t i = 0; i < arguments.size(); ++i) {
     if (i > 0 && arguments[i - 1] == "-outfile") continue;
     std::string path = arguments[i];
     if (path.size() > 3 && path.compare(path.size() - 3, 3, "[0]") == 0)
       path.resize(path.size() - 3);
     const std::string text = path[0] == '-' ? "" : ReadAll(path);
-    if (text.empty()) continue;
-    const size_t line = text.find('\n');
-    const std::string first = text.substr(0, line);
-    const size_t blank = first.find(' ');
-    return {first.substr(0, blank), blank == std::string::npos ? "" : first.substr(blank + 1),
-            line == std::string::npos ? "" : text.substr(line + 1)};
+    if (!text.empty()) return OrderOf(text);
   }
   return {};
 }

@@ -87,6 +87,7 @@ class ExchangedFolder : public testing::Test {
   static SiteOptions Options() {
     SiteOptions options;
     options.delivery = Delivery::kByWorker;
+    options.engine = "auto";
     return options;
   }
 

@@ -94,8 +94,8 @@ void WebSite::WriteSettings() const {
   kit::WriteFile(State("platform.ini"),
                  "[store]\n" + options_.store + "[share photos]\npath = " + State("photos") +
                      "\n[share indexed]\npath = " + State("indexed") +
-                     "\nindexed = yes\n[service]\nlock_dir = " + State("lock") + "\n" +
-                     options_.service + "[http]\n" + http);
+                     "\nindexed = yes\n[service]\nengine = " + options_.engine +
+                     "\nlock_dir = " + State("lock") + "\n" + options_.service + "[http]\n" + http);
 }
 
 // A program that starts vexathumb-web with the environment of the options.
@@ -124,13 +124,12 @@ void WebSite::Start() {
 void WebSite::StartLighttpd() {
   kit::WriteFile(
       State("lighttpd.conf"),
-      kit::RunTool({DEPLOY "/render", DEPLOY "/lighttpd.conf.in", "ADDRESS=127.0.0.1",
-                    "PORT=" + std::to_string(port_), "PAGE=" + State("page"),
-                    "STATE=" + State("run"), "LOG=" + State("run/log"), "PROGRAM=" + WriteProgram(),
-                    "SETTINGS=" + State("platform.ini"),
-                    "WORKERS=" + std::to_string(options_.workers),
-                    "FOLDERS=\"" + State("photos") + "\", \"" + State("indexed") + "\"",
-                    "LINKS=disable"}));
+      kit::RunTool(
+          {DEPLOY "/render", DEPLOY "/lighttpd.conf.in", "ADDRESS=127.0.0.1",
+           "PORT=" + std::to_string(port_), "PAGE=" + State("page"), "STATE=" + State("run"),
+           "LOG=" + State("run/log"), "PROGRAM=" + WriteProgram(),
+           "SETTINGS=" + State("platform.ini"), "WORKERS=" + std::to_string(options_.workers),
+           "FOLDERS=\"" + State("photos") + "\", \"" + State("indexed") + "\"", "LINKS=disable"}));
   server_ = StartProgram({"/usr/sbin/lighttpd", "-D", "-f", State("lighttpd.conf")});
 }
 

@@ -18,6 +18,7 @@ struct SiteOptions {
   WebServer server = WebServer::kLighttpd;
   Delivery delivery = Delivery::kByServer;
   int workers = 4;
+  std::string engine = "tools";               // or "auto"
   std::string service = {};                   // lines of the settings' section
   std::vector<std::string> environment = {};  // "NAME=value" of the workers
   std::string store = "layout = beside\n";    // lines of the settings' section

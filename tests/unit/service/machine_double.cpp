@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "vexaplatform/tool_on_files.h"
 #include "vlibc/process.h"
 
 #define SEEN_BY_LIBRARIES __attribute__((visibility("default")))
@@ -18,7 +19,8 @@
 namespace vexathumb::service {
 namespace {
 
-const std::vector<std::string> kPrograms = {"convert", "djpeg", "jpegtran", "dcraw", "cjpeg"};
+const std::vector<std::string> kPrograms = {"convert", "djpeg", "jpegtran",
+                                            "dcraw",   "cjpeg", "gifsicle"};
 
 // Shared by all processes that are forked off.
 struct Counters {
@@ -125,6 +127,20 @@ using vexathumb::service::IsOfFolderClock;
 using vexathumb::service::Real;
 using vexathumb::service::SubstituteFor;
 using vexathumb::service::TextsOf;
+
+namespace vexaplatform {
+
+SEEN_BY_LIBRARIES int RunToolOnFiles(const char* path, const char* const argv[], int input,
+                                     int output) {
+  static auto* const real =
+      Real<decltype(RunToolOnFiles)>("_ZN12vexaplatform14RunToolOnFilesEPKcPKS1_ii");
+  if (current == nullptr) return real(path, argv, input, output);
+  const auto substitute = SubstituteFor(current->Run(path, TextsOf(argv)), path);
+  return real(substitute.path.c_str(), substitute.argv.empty() ? argv : substitute.argv.data(),
+              input, output);
+}
+
+}  // namespace vexaplatform
 
 extern "C" {
 

@@ -134,12 +134,18 @@ ServiceTest::ServiceTest() {
 
 ServiceTest::~ServiceTest() { unsetenv("VEXATHUMB_CONFIG"); }
 
-void ServiceTest::SetIndexed(bool indexed) const {
+void ServiceTest::SetIndexed(bool indexed) {
   // The library takes the second component of a path for the share's name.
   const size_t name = share_.path().find('/', 1) + 1;
   const std::string folder = share_.path().substr(name, share_.path().find('/', name) - name);
   kit::WriteFile(elsewhere_ / "platform.ini", "[share " + folder + "]\npath = " + share_.path() +
-                                                  "\nindexed = " + (indexed ? "yes" : "no") + "\n");
+                                                  "\nindexed = " + (indexed ? "yes" : "no") +
+                                                  "\n[service]\nengine = " + engine_ + "\n");
+}
+
+void ServiceTest::SetEngine(const char* engine) {
+  engine_ = engine;
+  SetIndexed(false);
 }
 
 std::string ServiceTest::StorePath(const std::string& picture, const std::string& entry) {

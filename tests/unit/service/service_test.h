@@ -55,7 +55,10 @@ class ServiceTest : public testing::Test {
   ~ServiceTest() override;
 
   // "indexed=yes" for the share under which the library looks the pictures up.
-  void SetIndexed(bool indexed) const;
+  void SetIndexed(bool indexed);
+
+  // "auto" or "tools", which it is otherwise: what fails, and is counted, are tools.
+  void SetEngine(const char* engine);
 
   std::string Picture(const std::string& name) const { return share_ / name; }
   // The path of an entry of the picture's store directory.
@@ -69,6 +72,7 @@ class ServiceTest : public testing::Test {
   // Without looking what is stored or recorded before; nothing when no picture can be made.
   std::optional<Thumbnail> Build(const ThumbnailRequest& request) const;
 
+  const char* engine_ = "tools";
   kit::TempDir share_;
   kit::TempDir elsewhere_;
   MachineDouble machine_;

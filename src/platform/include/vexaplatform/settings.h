@@ -20,16 +20,23 @@ struct ShareSettings {
   bool indexed = false;
 };
 
+// What makes thumbnails in our programs.
+enum class Engine {
+  kAuto,   // the renderer where it is installed and has a loader, else the tools
+  kTools,  // the library's tools alone
+};
+
 // What our programs do around the library; the platform itself does not use them.
 struct ServiceSettings {
   std::string lock_dir = "/run/lock/vexathumb";  // absolute; shared by all users that build
-  int builders = 0;         // builds at once on the machine, 0 to 1024; 0: as many as processors
-  int waiting = 100;        // builds that may wait for their turn besides, 0 to 10000
-  int patience = 10;        // for which a web request waits for its turn, 1 to 3600 seconds
-  bool compaction = true;   // re-encode thumbnails that the fast path left as BMP data
-  int quality = 85;         // of that JPEG, 1 to 100
-  int free_boxes = 16;      // thumbnails of free boxes kept for one source, 0 to 1000
-  int free_box_space = 32;  // MB of these, of one source, 1 to 1048576
+  int builders = 0;   // builds at once on the machine, 0 to 1024; 0: as many as processors
+  int waiting = 100;  // builds that may wait for their turn besides, 0 to 10000
+  int patience = 10;  // for which a web request waits for its turn, 1 to 3600 seconds
+  Engine engine = Engine::kAuto;
+  bool compaction = true;           // re-encode thumbnails that the fast path left as BMP data
+  int quality = 85;                 // of JPEGs that our programs encode, 1 to 100
+  int free_boxes = 16;              // thumbnails of free boxes kept for one source, 0 to 1000
+  int free_box_space = 32;          // MB of these, of one source, 1 to 1048576
   int free_box_store_space = 2048;  // MB of these, of all sources of a share, 1 to 1048576
 };
 
@@ -55,8 +62,9 @@ struct ToolSettings {
   std::string temp_dir = "/var/tmp";  // absolute; holds a private folder for each run of convert
   // By the program's file name; "other" is for all that have no entry of their own.
   std::map<std::string, ToolLimits> limits = {
-      {"convert", {}},  {"djpeg", {768}}, {"jpegtran", {768}}, {"cjpeg", {768}},
-      {"dcraw", {768}}, {"mv", {768}},    {"other", {}}};
+      {"convert", {}},  {"djpeg", {768}},    {"jpegtran", {768}}, {"cjpeg", {768}},
+      {"dcraw", {768}}, {"gifsicle", {768}}, {"mv", {768}},       {"vexathumb-render", {768}},
+      {"other", {}}};
 };
 
 struct Settings {

@@ -32,7 +32,7 @@ void SetTime(const std::string& path, time_t time) {
 
 std::optional<FolderListing> List(const TempDir& folder, SortOrder order, const Page& page) {
   const posix::UniqueFd handle(open(folder.path().c_str(), O_PATH | O_DIRECTORY));
-  return ListFolder(handle.get(), order, page);
+  return ListFolder(handle.get(), folder.path(), order, page);
 }
 
 std::vector<std::string> Names(const FolderListing& listing) {
@@ -144,8 +144,8 @@ TEST(FolderListing, IsNothingForWhatIsNoFolder) {
   const TempDir folder;
   WriteFile(folder / "a.jpg", "");
   EXPECT_FALSE(ListFolder(posix::UniqueFd(open((folder / "a.jpg").c_str(), O_PATH)).get(),
-                          SortOrder::kName, kAll));
-  EXPECT_FALSE(ListFolder(-1, SortOrder::kName, kAll));
+                          folder.path(), SortOrder::kName, kAll));
+  EXPECT_FALSE(ListFolder(-1, folder.path(), SortOrder::kName, kAll));
 }
 
 }  // namespace

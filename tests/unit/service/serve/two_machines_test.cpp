@@ -12,6 +12,7 @@
 #include "kit/case_name.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
+#include "service/build/animation.h"
 #include "unit/service/service_test.h"
 
 namespace vexathumb::service {
@@ -20,7 +21,10 @@ namespace {
 // Two machines that build for one photograph into one store know nothing of each other's locks.
 class TwoMachinesTest : public ServiceTest {
  protected:
-  TwoMachinesTest() : other_(options_) { other_.lock_directory = elsewhere_ / "other locks"; }
+  TwoMachinesTest() : other_(options_) {
+    other_.lock_directory = elsewhere_ / "other locks";
+    machine_.missing_program = kGifsicle;  // convert has an animation's full frames in a file
+  }
 
   ThumbnailRequest ForLabelAnimated(const std::string& label) const {
     ThumbnailRequest request = ForLabel(source_, label);

@@ -1,0 +1,107 @@
+#include "service/picture/picture_renderer.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <climits>
+#include <memory>
+#include <string>
+
+#include "vexaplatform/settings.h"
+
+namespace vexathumb::service {
+namespace {
+
+constexpr char kProgram[] = "vexathumb-render";
+constexpr uint64_t kMebibyte = uint64_t{1} << 20U;
+// The time that this many take is more than is allowed for one picture, whatever their type.
+constexpr uint64_t kMostPixels = uint64_t{1} << 30U;
+
+std::string FolderOfThisProgram() {
+  std::array<char, PATH_MAX> path = {};
+  const ssize_t size = readlink("/proc/self/exe", path.data(), path.size() - 1);
+  const std::string program(path.data(), size > 0 ? static_cast<size_t>(size) : 0);
+  return program.substr(0, program.rfind('/'));
+}
+
+std::unique_ptr<render::Renderer> FindRenderer() {
+  const std::string folder = FolderOfThisProgram();
+  for (const std::string& place :
+       {folder, folder + "/../libexec", std::string(VEXATHUMB_LIBEXEC)}) {
+    auto renderer = std::make_unique<render::Renderer>(place + "/" + kProgram);
+    if (renderer->IsInstalled()) return renderer;
+  }
+  return nullptr;
+}
+
+// Types of which the library knows nothing, or knows them by some of their brands only.
+bool IsShownByRenderer(const std::string& type) {
+  for (const char* shown : {"image/jxl", "image/avif", "image/heic", "image/heif", "image/jp2",
+                            "image/jpeg", "image/png", "image/webp"}) {
+    if (type == shown) return true;
+  }
+  return false;
+}
+
+// A TIFF with addresses of 64 bits, which no raw file is.
+bool IsBigTiff(int file) {
+  std::array<char, 4> head = {};
+  if (pread(file, head.data(), head.size(), 0) != static_cast<ssize_t>(head.size())) return false;
+  const std::string mark(head.data(), head.size());
+  return mark == std::string("II+\0", 4) || mark == std::string("MM\0+", 4);
+}
+
+}  // namespace
+
+render::Renderer* PictureRenderer() {
+  if (vexaplatform::CurrentSettings()->service.engine == vexaplatform::Engine::kTools) {
+    return nullptr;
+  }
+  static const std::unique_ptr<render::Renderer> renderer = FindRenderer();
+  return renderer.get();
+}
+
+std::string RendererProgram() {
+  const render::Renderer* const renderer = PictureRenderer();
+  return renderer == nullptr ? "" : renderer->program();
+}
+
+render::JobLimits RendererLimits() {
+  const auto settings = vexaplatform::CurrentSettings();
+  const vexaplatform::ToolLimits& tool = settings->tools.limits.at(kProgram);
+  render::JobLimits limits;
+  limits.memory = static_cast<uint64_t>(tool.address_space) * kMebibyte;
+  limits.cpu = std::chrono::seconds(tool.cpu_time);
+  limits.wall = std::chrono::seconds(tool.wall_time);
+  limits.pixels = kMostPixels;
+  limits.file_size = static_cast<uint64_t>(tool.file_size) * kMebibyte;
+  return limits;
+}
+
+std::optional<SourceFacts> FactsByRenderer(int file) {
+  render::Renderer* const renderer = PictureRenderer();
+  if (renderer == nullptr) return std::nullopt;
+  render::Job job;
+  job.source = file;
+  job.orientation = 1;
+  job.takes_damaged = true;
+  job.limits = RendererLimits();
+  const render::Answer answer = renderer->Run(job);
+  if (answer.ending != render::Ending::kDone) return std::nullopt;
+  if (!IsShownByRenderer(answer.type) && !IsBigTiff(file)) return std::nullopt;
+  SourceFacts facts;
+  facts.mime = answer.type;
+  facts.width = answer.width;
+  facts.height = answer.height;
+  return facts;
+}
+
+int ExifOrientation(int quarter_turns, bool flop) {
+  constexpr std::array<int, 4> kTurned = {1, 6, 3, 8};
+  constexpr std::array<int, 4> kTurnedAndMirrored = {2, 5, 4, 7};
+  const size_t turns = static_cast<size_t>(quarter_turns) % 4;
+  return flop ? kTurnedAndMirrored[turns] : kTurned[turns];
+}
+
+}  // namespace vexathumb::service
