@@ -99,6 +99,8 @@ bool MakeHarmless(AnswerRecord* answer) {
       answer->ending > Ending::kStopped || answer->picture_count > kMostPictures) {
     return false;
   }
+  constexpr int32_t kMostErrors = 4096;
+  if (answer->error < 0 || answer->error >= kMostErrors) answer->error = 0;
   MakeOneLine(answer->type.data(), answer->type.size());
   MakeOneLine(answer->detail.data(), answer->detail.size());
   return true;
@@ -107,6 +109,7 @@ bool MakeHarmless(AnswerRecord* answer) {
 Answer ReadAnswer(const AnswerRecord& record) {
   Answer answer;
   answer.ending = record.ending;
+  answer.error = record.error;
   answer.detail = record.detail.data();
   answer.type = record.type.data();
   answer.width = record.width;

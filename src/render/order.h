@@ -13,7 +13,7 @@ namespace vexathumb::render {
 // the source, and the files in the pictures' order. The answer is one AnswerRecord.
 
 constexpr uint32_t kOrderMagic = 0x56585231;
-constexpr uint32_t kOrderVersion = 1;
+constexpr uint32_t kOrderVersion = 2;
 
 constexpr size_t kReplyDescriptor = 0;
 constexpr size_t kSourceDescriptor = 1;
@@ -51,6 +51,7 @@ struct AnswerRecord {
   uint32_t width;
   uint32_t height;
   uint32_t frames;
+  int32_t error;
   Ending ending;
   uint8_t has_alpha;
   uint8_t is_damaged;

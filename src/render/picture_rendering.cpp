@@ -122,7 +122,7 @@ class Rendering {
     const int error = answer_.ending == Ending::kDone || answer_.ending == Ending::kLimited
                           ? 0
                           : ErrorOfReading(source_);
-    if (error != 0) End(Ending::kStopped, "the source: " + std::generic_category().message(error));
+    if (error != 0) EndByMachine("the source: ", error);
     return answer_;
   }
 
@@ -130,6 +130,11 @@ class Rendering {
   void End(Ending ending, const std::string& detail) {
     answer_.ending = ending;
     SetText(answer_.detail.data(), answer_.detail.size(), detail.c_str());
+  }
+
+  void EndByMachine(const std::string& what, int error) {
+    End(Ending::kStopped, what + std::generic_category().message(error));
+    answer_.error = error;
   }
 
   // Whether there is more to do.
@@ -226,8 +231,7 @@ class Rendering {
       return false;
     }
     const int error = Write(file, data, size);
-    if (error != 0)
-      End(Ending::kStopped, "cannot write: " + std::generic_category().message(error));
+    if (error != 0) EndByMachine("cannot write: ", error);
     return error == 0;
   }
 

@@ -65,6 +65,7 @@ struct Size {
 
 struct Answer {
   Ending ending = Ending::kStopped;
+  int error = 0;  // of kStopped: errno of writing a file or reading the source, where it was that
   std::string detail;  // one line: the decoder's message, the limit's name, the signal; or nothing
   // Of the source, where its header could be read: whatever the ending is.
   std::string type;                // "image/jpeg"; empty when it is of none that is rendered

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <filesystem>
 #include <string>
+#include <tuple>
 
 #include "kit/case_name.h"
 #include "kit/doubles/failing_volume.h"
@@ -35,9 +36,11 @@ struct VolumeFault {
 
 void PrintTo(const VolumeFault& fault, std::ostream* out) { *out << fault.name; }
 
-class FailingVolumeTest : public ::testing::TestWithParam<VolumeFault> {
+class FailingVolumeTest : public ::testing::TestWithParam<std::tuple<const char*, VolumeFault>> {
  protected:
-  FailingVolumeTest() : volume_(album_.pictures()) {}
+  FailingVolumeTest() : volume_(album_.pictures()) { album_.UseEngine(std::get<0>(GetParam())); }
+
+  static const VolumeFault& Fault() { return std::get<1>(GetParam()); }
 
   void SetUp() override {
     if (!volume_.IsMounted()) GTEST_SKIP() << "no file system of one's own can be mounted here";
@@ -57,17 +60,17 @@ class FailingVolumeTest : public ::testing::TestWithParam<VolumeFault> {
     return album_.Run({"build", "--sizes", "small", what});
   }
 
-  const Album album_;
+  Album album_;
   kit::FailingVolume volume_;
 };
 
 TEST_P(FailingVolumeTest, PostponesAndCostsNothingOnceItIsMended) {
-  GetParam().spoil(volume_);
+  Fault().spoil(volume_);
   for (const char* name : {"a.jpg", "d.png", "e.tif", "f.dng"}) {
     const RunResult spoiled = Build(album_ / name);
     EXPECT_EQ(spoiled.exit_code, 75) << name << ": " << spoiled.err << spoiled.out;
-    EXPECT_THAT(spoiled.err, AllOf(HasSubstr(GetParam().cause), Not(HasSubstr("right")),
-                                   Not(HasSubstr("damaged"))))
+    EXPECT_THAT(spoiled.err,
+                AllOf(HasSubstr(Fault().cause), Not(HasSubstr("right")), Not(HasSubstr("damaged"))))
         << name;
     EXPECT_THAT(spoiled.leftovers, IsEmpty()) << name;
     const RunResult got = album_.Run({"get", album_ / name, "--size", "small"});
@@ -139,27 +142,31 @@ void FailStatus(kit::FailingVolume& volume) {
 
 INSTANTIATE_TEST_SUITE_P(
     , FailingVolumeTest,
-    ::testing::Values(
-        VolumeFault{"no_room_for_a_folder", FailFolders<ENOSPC>, "no room"},
-        VolumeFault{"no_quota_for_a_folder", FailFolders<EDQUOT>, "no room"},
-        VolumeFault{"read_only_for_a_folder", FailFolders<EROFS>, "Read-only file system"},
-        VolumeFault{"io_error_at_a_folder", FailFolders<EIO>, "Input/output error"},
-        VolumeFault{"no_room_for_a_file", FailNewFiles<ENOSPC>, "No space left on device"},
-        VolumeFault{"no_quota_for_a_file", FailNewFiles<EDQUOT>, "Disk quota exceeded"},
-        VolumeFault{"no_room_for_data", FailWrites<ENOSPC>, ""},
-        VolumeFault{"no_quota_for_data", FailWrites<EDQUOT>, ""},
-        VolumeFault{"io_error_at_data", FailWrites<EIO>, ""},
-        VolumeFault{"no_room_for_a_name", FailRenames<ENOSPC>, ""},
-        VolumeFault{"io_error_at_a_name", FailRenames<EIO>, ""},
-        VolumeFault{"source_io_error", FailReads<EIO>, "Input/output error"},
-        VolumeFault{"source_stale", FailReads<ESTALE>, "Stale file handle"},
-        VolumeFault{"source_half_io_error", FailHalfOfReads<EIO>, "Input/output error"},
-        VolumeFault{"source_half_stale", FailHalfOfReads<ESTALE>, "Stale file handle"},
-        VolumeFault{"source_open_io_error", FailOpening<EIO>, "Input/output error"},
-        VolumeFault{"source_open_stale", FailOpening<ESTALE>, "Stale file handle"},
-        VolumeFault{"source_gone_stale", FailStatus<ESTALE>, "Stale file handle"},
-        VolumeFault{"source_gone_io_error", FailStatus<EIO>, "Input/output error"}),
-    kit::CaseName());
+    ::testing::Combine(
+        ::testing::Values("auto", "tools"),
+        ::testing::Values(
+            VolumeFault{"no_room_for_a_folder", FailFolders<ENOSPC>, "no room"},
+            VolumeFault{"no_quota_for_a_folder", FailFolders<EDQUOT>, "no room"},
+            VolumeFault{"read_only_for_a_folder", FailFolders<EROFS>, "Read-only file system"},
+            VolumeFault{"io_error_at_a_folder", FailFolders<EIO>, "Input/output error"},
+            VolumeFault{"no_room_for_a_file", FailNewFiles<ENOSPC>, "No space left on device"},
+            VolumeFault{"no_quota_for_a_file", FailNewFiles<EDQUOT>, "Disk quota exceeded"},
+            VolumeFault{"no_room_for_data", FailWrites<ENOSPC>, ""},
+            VolumeFault{"no_quota_for_data", FailWrites<EDQUOT>, ""},
+            VolumeFault{"io_error_at_data", FailWrites<EIO>, ""},
+            VolumeFault{"no_room_for_a_name", FailRenames<ENOSPC>, ""},
+            VolumeFault{"io_error_at_a_name", FailRenames<EIO>, ""},
+            VolumeFault{"source_io_error", FailReads<EIO>, "Input/output error"},
+            VolumeFault{"source_stale", FailReads<ESTALE>, "Stale file handle"},
+            VolumeFault{"source_half_io_error", FailHalfOfReads<EIO>, "Input/output error"},
+            VolumeFault{"source_half_stale", FailHalfOfReads<ESTALE>, "Stale file handle"},
+            VolumeFault{"source_open_io_error", FailOpening<EIO>, "Input/output error"},
+            VolumeFault{"source_open_stale", FailOpening<ESTALE>, "Stale file handle"},
+            VolumeFault{"source_gone_stale", FailStatus<ESTALE>, "Stale file handle"},
+            VolumeFault{"source_gone_io_error", FailStatus<EIO>, "Input/output error"})),
+    [](const auto& test) {
+      return std::string(std::get<1>(test.param).name) + "_by_" + std::get<0>(test.param);
+    });
 
 }  // namespace
 }  // namespace vexathumb::system_test

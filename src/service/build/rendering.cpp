@@ -42,6 +42,7 @@ ToolReport ReportOf(const render::Answer& answer) {
   if (answer.ending == Ending::kStopped) {
     report.ending = ToolEnding::kSignalled;
     report.detail = SIGKILL;
+    report.machine_error = answer.error;
   }
   return report;
 }

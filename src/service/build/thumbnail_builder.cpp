@@ -210,6 +210,7 @@ bool ThumbnailBuilder::IsWritten(bool success) {
 
 bool ThumbnailBuilder::IsStoreAtFault() const {
   const auto runs = vexaplatform::ToolRuns();
+  if (rendering_.end() && rendering_.end()->machine_error != 0) return true;
   return write_error_ != 0 || !HasStoreRoom(source_) ||
          std::any_of(runs.begin(), runs.end(), [](const vexaplatform::ToolReport& run) {
            return run.machine_error != 0 || (run.ending == vexaplatform::ToolEnding::kNotStarted &&
