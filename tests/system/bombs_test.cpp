@@ -38,6 +38,12 @@ struct Bomb {
   Answer answer;
 };
 
+#ifdef VEXATHUMB_SANITIZED  // the tools are not, and what leads to them is elsewhere
+const auto kEngines = testing::Values("auto");
+#else
+const auto kEngines = testing::Values("auto", "tools");
+#endif
+
 void PrintTo(const Bomb& bomb, std::ostream* out) { *out << bomb.name; }
 
 // A sound picture with a megabyte of something else behind it.
@@ -117,9 +123,7 @@ TEST_P(BombTest, EndsWithinItsLimitsWithTheRightAnswer) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, BombTest,
-                         ::testing::Combine(::testing::Values("auto", "tools"),
-                                            ::testing::ValuesIn(kBombs)),
+INSTANTIATE_TEST_SUITE_P(Files, BombTest, ::testing::Combine(kEngines, ::testing::ValuesIn(kBombs)),
                          [](const auto& test) {
                            return std::string(std::get<1>(test.param).name) + "_by_" +
                                   std::get<0>(test.param);
