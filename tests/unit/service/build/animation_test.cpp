@@ -321,7 +321,16 @@ TEST_P(NameOfAnimation, IsNoMatterToGifsicle) {
   EXPECT_EQ(kit::Corners(target_), "red blue red blue");
 }
 
-INSTANTIATE_TEST_SUITE_P(, NameOfAnimation, testing::ValuesIn(kit::HazardousNames()), CaseName());
+// It gets no name: a few of them show that.
+std::vector<kit::HazardousName> SomeNames() {
+  constexpr size_t kEach = 12;
+  std::vector<kit::HazardousName> some;
+  const auto all = kit::HazardousNames();
+  for (size_t i = 0; i < all.size(); i += kEach) some.push_back(all[i]);
+  return some;
+}
+
+INSTANTIATE_TEST_SUITE_P(, NameOfAnimation, testing::ValuesIn(SomeNames()), CaseName());
 
 }  // namespace
 }  // namespace vexathumb::service

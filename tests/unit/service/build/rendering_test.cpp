@@ -114,7 +114,7 @@ TEST_P(RenderedTypeTest, IsBuiltInAllSizesWithoutATool) {
 
 // The camera's turns and mirrors, and the user's on top.
 TEST_P(RenderedTypeTest, LooksAsTheToolsHaveItWhicheverWayItLies) {
-  for (int orientation = 1; orientation <= 8; ++orientation) {
+  for (const int orientation : {2, 5, 6, 8}) {
     const std::string source = Picture(GetParam().file);
     GetParam().write(source, orientation);
     SetModificationTime(source, kSourceTime);

@@ -143,7 +143,6 @@ INSTANTIATE_TEST_SUITE_P(
                                      SharingCase{"TurnedTiff", "a.tif", 8, Entries("_r3.jpg")},
                                      SharingCase{"Webp", "a.webp", 1, Entries(".jpg")},
                                      SharingCase{"Bmp", "a.bmp", 1, Entries(".jpg")},
-                                     SharingCase{"Heic", "a.heic", 1, Entries(".jpg")},
                                      SharingCase{"Raw", "a.dng", 1, Entries(".jpg")})),
     [](const auto& test) {
       return std::string(std::get<1>(test.param).name) + "By" + std::get<0>(test.param);
