@@ -163,7 +163,8 @@ std::optional<MadePicture> ThumbnailBuilder::Make(const ThumbnailRequest& reques
   }
   for (const Engine engine : Engines(request, info)) {
     if (auto made = MakeByEngine(engine, request, info, new_file)) return made;
-    if (rendering_.end() || rendering_.IsUnfinished()) break;
+    const bool is_end = rendering_.end() || rendering_.IsUnfinished();
+    if (engine == Engine::kRenderer && is_end) break;
   }
   return std::nullopt;
 }
