@@ -6,6 +6,7 @@
 #include <string>
 
 #include "service/base/atomic_file.h"
+#include "service/picture/source_version.h"
 
 namespace vexathumb::service {
 
@@ -20,6 +21,11 @@ struct MadePicture {
 
 // Where pictures of a request go: each call is for another attempt.
 using NewFile = std::function<std::unique_ptr<AtomicFile>()>;
+
+// To appear at a path; in the store of a source, of which `version` outlives it.
+NewFile NewFileAt(const std::string& path);
+NewFile NewFileInStore(const std::string& source, const SourceVersion& version,
+                       const std::string& stored);
 
 }  // namespace vexathumb::service
 

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "common/util/util.h"
 #include "service/base/machine_error.h"
@@ -48,7 +48,7 @@ ThumbnailBuilder::ThumbnailBuilder(const std::string& source, const SourceVersio
 
 void ThumbnailBuilder::Expect(const ThumbnailRequest& request, const ThumbInfo& info) {
   const std::string stored = BuiltPath(request, info);
-  if (!stored.empty()) rendering_.Expect(request, info, InStore(stored));
+  if (!stored.empty()) rendering_.Expect(request, info, NewFileInStore(source_, version_, stored));
 }
 
 Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbInfo& info) {
@@ -109,7 +109,7 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
     write_error_ = ENAMETOOLONG;  // what else the platform refuses has been found out before
     return std::nullopt;
   }
-  auto made = Make(request, info, InStore(stored));
+  auto made = Make(request, info, NewFileInStore(source_, version_, stored));
   if (!made || !version_.IsCurrent()) return std::nullopt;
   AtomicFile& entry = *made->file;
   const bool is_kept = options_.outside_store == OutsideStore::kNever ||
@@ -147,7 +147,7 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeOutsideStore(const ThumbnailReque
                                                               : info.GetDocdeckTmpThumbEAName());
   ThumbnailRequest without_preview = request;
   without_preview.use_preview = false;
-  auto made = Make(without_preview, info, [name] { return std::make_unique<AtomicFile>(name); });
+  auto made = Make(without_preview, info, NewFileAt(name));
   if (!made || !version_.IsCurrent()) return std::nullopt;
   if (!IsWritten(made->file->HandOut(StoredAttributes(version_.status())))) return std::nullopt;
   Thumbnail thumbnail = OwnedByCaller(made->file->path(), made->mime, kFromVarTmp);
@@ -162,9 +162,9 @@ std::optional<MadePicture> ThumbnailBuilder::Make(const ThumbnailRequest& reques
     if (MakeFromEmbeddedPreview(request, version_, made.file->path())) return made;
   }
   for (const Engine engine : Engines(request, info)) {
-    if (auto made = MakeByEngine(engine, request, info, new_file)) return made;
+    auto made = MakeByEngine(engine, request, info, new_file);
     const bool is_end = rendering_.end() || rendering_.IsUnfinished();
-    if (engine == Engine::kRenderer && is_end) break;
+    if (made || (engine == Engine::kRenderer && is_end)) return made;
   }
   return std::nullopt;
 }
@@ -192,15 +192,11 @@ std::optional<MadePicture> ThumbnailBuilder::MakeAvatarPicture(const ThumbnailRe
   const auto build_fitted = [this](const ThumbnailRequest& fitted, const ThumbInfo& fitted_info) {
     return ThumbnailBuilder(source_, version_, options_).TryBuild(fitted, fitted_info);
   };
-  MadePicture made = {new_file(), info.GetOutputMimeType()};
-  if (!MakeAvatar(request, info, build_fitted, made.file->path())) return std::nullopt;
+  std::optional<MadePicture> made(std::in_place);
+  made->file = new_file();
+  made->mime = info.GetOutputMimeType();
+  if (!MakeAvatar(request, info, build_fitted, made->file->path())) made.reset();
   return made;
-}
-
-NewFile ThumbnailBuilder::InStore(const std::string& stored) const {
-  return [this, stored] {
-    return std::make_unique<AtomicFile>(stored, OpenStoreDirectory(source_, version_.status()));
-  };
 }
 
 // Notes why not.

@@ -49,7 +49,6 @@ class ThumbnailBuilder {
   std::optional<MadePicture> MakeAvatarPicture(const ThumbnailRequest& request,
                                                const ThumbInfo& info, const NewFile& new_file);
   std::vector<Engine> Engines(const ThumbnailRequest& request, const ThumbInfo& info) const;
-  NewFile InStore(const std::string& stored) const;
   bool IsWritten(bool success);
   bool IsStoreAtFault() const;
   bool MayMakeOutsideStore() const;
