@@ -28,8 +28,7 @@ bool IsRawFile(const ThumbnailRequest& request, const ThumbInfo& info) {
 
 // djpeg has made one small picture while the renderer is still being started.
 bool IsMadeSooner(const ThumbnailRequest& request, const ThumbInfo& info) {
-  const bool is_upright = (info.GetRotate() + info.GetUserRotate()) % 4 == 0 && !info.GetFlop();
-  return info.GetMimeType() == kJpegType && is_upright && !request.avatar &&
+  return info.GetMimeType() == kJpegType && IsUpright(info) && !request.avatar &&
          !PictureRenderer()->IsStarted();
 }
 

@@ -60,8 +60,7 @@ bool MakeFromEmbeddedPreview(const ThumbnailRequest& request, const SourceVersio
   // Of a file that was cut short the preview may be too.
   if (!vexaplatform::IsWholePicture(inspection.preview())) return false;
   const ThumbInfo& info = inspection.info();
-  const bool upright = (info.GetRotate() + info.GetUserRotate()) % 4 == 0 && !info.GetFlop();
-  const bool as_it_is = upright && info.GetMimeType() == kJpegType &&
+  const bool as_it_is = IsUpright(info) && info.GetMimeType() == kJpegType &&
                         ContentTypeOf(inspection.preview()) == kJpegType;
   if (as_it_is && Copy(inspection.preview(), path)) return true;
   if (!as_it_is && ConvertCmd(info, inspection.preview(), path).exec()) return true;

@@ -43,6 +43,10 @@ ThumbInfo Describe(const ThumbnailRequest& request) {
   return info;
 }
 
+bool IsUpright(const ThumbInfo& info) {
+  return (info.GetRotate() + info.GetUserRotate()) % 4 == 0 && !info.GetFlop();
+}
+
 void ApplyWishes(const ThumbnailRequest& request, ThumbInfo* info) {
   info->SetSize(request.IsFreeBox() ? "__CUSTOM_SIZE__" : request.label);
   info->SetDimension(request.box);

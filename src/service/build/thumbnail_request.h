@@ -50,6 +50,9 @@ std::string FormOfSize(const ThumbnailRequest& request);
 // status cannot be had.
 ThumbInfo Describe(const ThumbnailRequest& request);
 
+// Whether nothing is to be turned or mirrored, for the source or its user.
+bool IsUpright(const ThumbInfo& info);
+
 // Makes a description of the request's source, inspected or not, one for this request.
 void ApplyWishes(const ThumbnailRequest& request, ThumbInfo* info);
 
