@@ -22,6 +22,12 @@ namespace {
 using vips::VError;
 using vips::VImage;
 
+// The smaller a picture, the more it loses by colours of half its resolution, so that those of up
+// to so many pixels a side have them in full. With a little more quality they look better than
+// usual ones of as many bytes.
+constexpr int kSmallSide = 160;
+constexpr int kMoreQualityOfSmall = 3;
+
 struct BlobUnref {
   void operator()(VipsBlob* blob) const { vips_area_unref(VIPS_AREA(blob)); }
 };
@@ -81,16 +87,22 @@ VImage Smaller(const VImage& picture, const Size& size) {
 
 Blob Encoded(const VImage& picture, const PictureRecord& order) {
   if (order.coding == Coding::kPng) {
-    return Blob(picture.pngsave_buffer(VImage::option()->set("strip", true)));
+    // 2 to 5 % more bytes than the usual level, in half of its time.
+    constexpr int kLevel = 4;
+    return Blob(
+        picture.pngsave_buffer(VImage::option()->set("compression", kLevel)->set("strip", true)));
   }
   const VImage opaque =
       picture.has_alpha()
           ? picture.flatten(VImage::option()->set("background", std::vector<double>{255}))
           : picture;
-  return Blob(opaque.jpegsave_buffer(VImage::option()
-                                         ->set("Q", static_cast<int>(order.quality))
-                                         ->set("optimize_coding", true)
-                                         ->set("strip", true)));
+  auto* const options = VImage::option()->set("optimize_coding", true)->set("strip", true);
+  int quality = order.quality;
+  if (std::max(picture.width(), picture.height()) <= kSmallSide) {
+    options->set("subsample_mode", VIPS_FOREIGN_SUBSAMPLE_OFF);
+    quality = std::min(quality + kMoreQualityOfSmall, 100);
+  }
+  return Blob(opaque.jpegsave_buffer(options->set("Q", quality)));
 }
 
 // 0 or an error.

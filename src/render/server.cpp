@@ -6,6 +6,7 @@
 #include <sys/sysinfo.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vips/vips.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -36,6 +37,12 @@ void Refuse(const Message& message) {
 bool IsWhole(const Message& message, const OrderRecord& order) {
   return message.size == sizeof(order) && !message.lacks_descriptors && IsValid(order) &&
          message.descriptors.size() == kFirstFileDescriptor + order.picture_count;
+}
+
+// While one decodes the others scale, convert and encode. More than these have nothing to do.
+int ThreadsOfJobAlone() {
+  constexpr int kMost = 4;
+  return std::min(get_nprocs(), kMost);
 }
 
 class Loop {
@@ -105,6 +112,7 @@ class Loop {
       Refuse(message);
     } else {
       LoadModulesFor(message.descriptors[kSourceDescriptor].get());
+      vips_concurrency_set(running_.empty() ? ThreadsOfJobAlone() : 1);
       running_.emplace_back(order, std::move(message.descriptors));
       if (running_.back().has_started()) return;
       running_.back().AnswerNotStarted();

@@ -35,7 +35,6 @@ bool Scale() {
 
 bool WarmUp(const char* program) {
   if (vips_init(program) != 0) return false;
-  vips_concurrency_set(1);
   vips_cache_set_max(0);
   AllowLoaders();
   try {

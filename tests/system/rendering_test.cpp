@@ -11,6 +11,7 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
+#include "kit/pictures/colour_profile.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
 #include "kit/run_tool.h"
@@ -98,6 +99,25 @@ TEST_F(RenderedAlbum, IsBuiltByTheToolsWhereTheSettingsSaySo) {
   EXPECT_THAT(kit::ReadFile(album_.Aside("journal")), HasSubstr("djpeg"));
   EXPECT_THAT(album_.Run({"doctor"}).out,
               HasSubstr("ok    renderer: not used: engine is tools in the settings"));
+}
+
+// One upright JPEG is otherwise decoded by djpeg, which drops the profile.
+TEST_F(RenderedAlbum, HasTrueColoursWhoeverAsksFirst) {
+  constexpr int kRedInAdobeRgb = 80;
+  kit::WriteFile(album_.Aside("adobe.icc"), kit::AdobeRgbProfile());
+  kit::RunTool({"/usr/bin/convert", "-size", "1600x1200", "xc:rgb(80,160,80)", "-profile",
+                "ICM:" + album_.Aside("adobe.icc"), "JPEG:" + album_ / "a.jpg"});
+  kit::Age(album_ / "a.jpg");
+  fs::copy_file(album_ / "a.jpg", album_ / "b.jpg");
+  kit::Age(album_ / "b.jpg");
+  ASSERT_EQ(album_.Run({"get", album_ / "a.jpg", "--size", "small"}).exit_code, 0);
+  ASSERT_EQ(album_.Run({"build", album_ / "b.jpg"}).exit_code, 0);
+  const kit::Raster by_get = kit::ReadRaster(album_.Stored("a.jpg", "VEXAFILE_THUMB_S.jpg"));
+  const kit::Raster by_build = kit::ReadRaster(album_.Stored("b.jpg", "VEXAFILE_THUMB_S.jpg"));
+  for (int channel = 0; channel < 3; ++channel) {
+    EXPECT_NEAR(by_get.At(60, 45, channel), by_build.At(60, 45, channel), 3) << channel;
+  }
+  EXPECT_LT(by_get.At(60, 45, 0), kRedInAdobeRgb - 30);
 }
 
 TEST_F(RenderedAlbum, IsToldOfByDoctorTypeByType) {

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "service/picture/colour_profile.h"
 #include "service/picture/content_type.h"
+#include "service/picture/inspection.h"
 #include "service/picture/picture_renderer.h"
 
 namespace vexathumb::service {
@@ -26,10 +28,11 @@ bool IsRawFile(const ThumbnailRequest& request, const ThumbInfo& info) {
   return extension != "tif" && extension != "tiff";
 }
 
-// djpeg has made one small picture while the renderer is still being started.
+// djpeg has made one small picture while the renderer is still being started. It keeps the numbers
+// of colours and drops what they mean.
 bool IsMadeSooner(const ThumbnailRequest& request, const ThumbInfo& info) {
   return info.GetMimeType() == kJpegType && IsUpright(info) && !request.avatar &&
-         !PictureRenderer()->IsStarted();
+         !PictureRenderer()->IsStarted() && !HasOwnColours(OpenSource(request.source).get());
 }
 
 }  // namespace
@@ -58,9 +61,8 @@ void PrepareEngine(const ThumbnailRequest& request) {
 const std::vector<EngineChoice>& EngineChoices() {
   static const std::vector<EngineChoice> kChoices = {
       {"image/jpeg", "JPEG", Engine::kRenderer,
-       "all sizes in one decode, in true colours; one upright picture by `vexathumb get` comes "
-       "from "
-       "djpeg, which has made it before the renderer has started"},
+       "all sizes in one decode, in true colours; one upright picture in sRGB by `vexathumb get` "
+       "comes from djpeg, which has made it before the renderer has started"},
       {"image/png", "PNG", Engine::kRenderer, kInOneDecode},
       {"image/tiff", "TIFF", Engine::kRenderer, kInOneDecode},
       {"image/webp", "WebP", Engine::kRenderer, kInOneDecode},
