@@ -9,7 +9,7 @@ import struct
 import time
 
 from .measuring import Cost
-from .process_tree import MemoryPeaks, MemoryWatch, processor_seconds
+from .process_tree import MemoryPeaks, MemoryWatch, children_of, name_of, processor_seconds
 from .workplace import Unavailable, Workplace
 
 VERSION = 1
@@ -87,7 +87,7 @@ class Worker:
     def request(self, address: str, peaks: MemoryPeaks | None = None) -> tuple[Cost, bytes]:
         """Asks for a picture: from the connection to the last byte. Its processor time is told in
         hundredths of a second by the system, and so means something in the mean of rounds only."""
-        before = processor_seconds(self.pid)
+        before = self._processor_seconds()
         begun = time.perf_counter()
         with socket.socket(socket.AF_UNIX) as stream:
             stream.settimeout(600)
@@ -96,14 +96,21 @@ class Worker:
             if peaks is None:
                 answer = _answer(stream)
             else:
-                with MemoryWatch(lambda: [self.pid], peaks):
+                with MemoryWatch(self._processes, peaks):
                     answer = _answer(stream)
         seconds = time.perf_counter() - begun
         head, _, body = answer.partition(b"\r\n\r\n")
         if b"Content-Type: image/" not in head and b"Content-type: image/" not in head:
             lines = answer.decode(errors="replace").splitlines()
             raise Unavailable(f"vexathumb-web answers: {lines[-1][:200] if lines else 'nothing'}")
-        return Cost(seconds, processor_seconds(self.pid) - before), body
+        return Cost(seconds, self._processor_seconds() - before), body
+
+    def _processes(self) -> list[int]:
+        """The worker, and the renderer, which is nobody's child before it is adopted here."""
+        return [self.pid, *(child for child in children_of(os.getpid()) if name_of(child) == "vexathumb-rende")]
+
+    def _processor_seconds(self) -> float:
+        return sum(map(processor_seconds, self._processes()))
 
     def stop(self) -> None:
         os.kill(self.pid, signal.SIGTERM)

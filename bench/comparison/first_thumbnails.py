@@ -63,17 +63,19 @@ def _judge(judge: Judge, comparison: Comparison, contestants: list[FirstThumbnai
             measured.bytes = measured.looks.bytes
         except Unavailable as reason:
             measured.series.why_not = f"its picture cannot be read: {reason}"
-    own, peer = comparison.of(COLD), comparison.of(VIPS)
-    if own and peer and own.looks and peer.looks:
-        own.bytes_at_same_ssim = _bytes_at_same_ssim(judge, own, peer, contestants[0], comparison.task)
+    peer = comparison.of(VIPS)
+    for contestant in contestants:
+        own = comparison.measured[contestant.name]
+        if contestant.name in OWN and peer:
+            own.bytes_at_same_ssim = _bytes_at_same_ssim(judge, own, peer, contestant, comparison.task)
 
 
 def _bytes_at_same_ssim(
-    judge: Judge, own: Measured, peer: Measured, cold: FirstThumbnail, task: Task
+    judge: Judge, own: Measured, peer: Measured, contestant: FirstThumbnail, task: Task
 ) -> float | None:
     if not task.tags & {"12mp", "small-png", "own"} or own.looks is None or peer.looks is None:
         return None
-    written = picture_type(cold.picture)
+    written = picture_type(contestant.picture)
     if written == "png":  # nothing is lost that could be bought back by bytes
         return own.looks.bytes / peer.looks.bytes
     if own.looks.ssim is None or written == "gif":

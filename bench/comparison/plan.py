@@ -71,7 +71,7 @@ class Plan:
 
     def looks_at(self, contestant: str) -> bool:
         """Whether its pictures are compared with references."""
-        return not self.quick or contestant in (COLD, VIPS)
+        return not self.quick or contestant in (COLD, WARM, VIPS)
 
     @property
     def jobs(self) -> tuple[int, ...]:

@@ -31,6 +31,14 @@ def children_of(pid: int) -> list[int]:
     return children
 
 
+def name_of(pid: int) -> str:
+    """Its first 15 characters, which is what the system keeps."""
+    try:
+        return Path(f"/proc/{pid}/comm").read_text().strip()
+    except (FileNotFoundError, ProcessLookupError):
+        return ""
+
+
 def tree_of(pid: int) -> list[int]:
     found = [pid]
     for known in found:  # grows while it is walked

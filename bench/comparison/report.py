@@ -200,27 +200,24 @@ def _memory(measured: Measured | None) -> str:
 
 
 def _results_of_firsts(comparisons: list[Comparison]) -> list[str]:
-    head = ["source, size", "memory, MB (tree, process): get", "web", "vipsthumbnail", "pixels", "bytes", "vipsthumbnail's",
-            "bytes at the same SSIM", "SSIM", "vipsthumbnail's", "ΔE", "vipsthumbnail's"]  # fmt: skip
+    head = ["source, size", "memory, MB (tree, process): get", "web", "vipsthumbnail", "pixels: get", "web", "bytes: get",
+            "web", "vipsthumbnail's", "bytes at the same SSIM: get", "web", "SSIM: get", "web", "vipsthumbnail's",
+            "ΔE: get", "web", "vipsthumbnail's"]  # fmt: skip
     rows = []
     for comparison in comparisons:
         cold, warm, peer = (comparison.of(name) for name in (COLD, WARM, VIPS))
         if comparison.why_not or cold is None:
             continue
-        looks, peers = cold.looks, peer.looks if peer else None
+        own = (cold, warm)
+        everybody = [measured.looks if measured else None for measured in (*own, peer)]
         rows.append([
             comparison.task.title,
-            _memory(cold),
-            _memory(warm),
-            _memory(peer),
-            f"{looks.width} × {looks.height}" if looks else NOTHING,
-            f"{looks.bytes}" if looks else NOTHING,
-            f"{peers.bytes}" if peers else NOTHING,
-            _number(cold.bytes_at_same_ssim),
-            _number(looks.ssim if looks else None, ".4f"),
-            _number(peers.ssim if peers else None, ".4f"),
-            _number(looks.delta_e if looks else None),
-            _number(peers.delta_e if peers else None),
+            *map(_memory, (*own, peer)),
+            *(f"{looks.width} × {looks.height}" if looks else NOTHING for looks in everybody[:2]),
+            *(f"{looks.bytes}" if looks else NOTHING for looks in everybody),
+            *(_number(measured.bytes_at_same_ssim if measured else None) for measured in own),
+            *(_number(looks.ssim if looks else None, ".4f") for looks in everybody),
+            *(_number(looks.delta_e if looks else None) for looks in everybody),
         ])  # fmt: skip
     return _table(head, rows)
 
