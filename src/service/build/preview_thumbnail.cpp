@@ -8,8 +8,10 @@
 #include <system_error>
 
 #include "posix/unique_fd.h"
+#include "service/build/rendering.h"
 #include "service/picture/content_type.h"
 #include "service/picture/inspection.h"
+#include "service/picture/picture_renderer.h"
 #include "vexaplatform/whole_picture.h"
 
 namespace vexathumb::service {
@@ -51,6 +53,23 @@ bool Copy(const std::string& from, const std::string& to) {
   return std::filesystem::copy_file(from, to, error);
 }
 
+// `convert` has fitted a small preview while the renderer is still being started.
+bool IsFittedSooner(const std::string& preview) {
+  constexpr uintmax_t kSmallBytes = 65'536;
+  std::error_code error;
+  return !PictureRenderer()->IsStarted() &&
+         std::filesystem::file_size(preview, error) <= kSmallBytes;
+}
+
+bool Fit(const ThumbInfo& info, const ThumbDimension& box, const std::string& preview,
+         const std::string& path) {
+  if (PictureRenderer() != nullptr && !IsFittedSooner(preview) &&
+      FitByRenderer(info, box, preview, path)) {
+    return true;
+  }
+  return ConvertCmd(info, preview, path).exec();
+}
+
 }  // namespace
 
 bool MakeFromEmbeddedPreview(const ThumbnailRequest& request, const SourceVersion& version,
@@ -63,7 +82,7 @@ bool MakeFromEmbeddedPreview(const ThumbnailRequest& request, const SourceVersio
   const bool as_it_is = IsUpright(info) && info.GetMimeType() == kJpegType &&
                         ContentTypeOf(inspection.preview()) == kJpegType;
   if (as_it_is && Copy(inspection.preview(), path)) return true;
-  if (!as_it_is && ConvertCmd(info, inspection.preview(), path).exec()) return true;
+  if (!as_it_is && Fit(info, request.box, inspection.preview(), path)) return true;
   unlink(path.c_str());
   return false;
 }

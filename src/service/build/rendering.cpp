@@ -143,10 +143,11 @@ bool Rendering::IsUsable(const render::Answer& answer, const ThumbInfo& info) {
   return !is_unfinished_;
 }
 
-bool FitByRenderer(const ThumbInfo& info, const ThumbDimension& box, const std::string& picture) {
+bool FitByRenderer(const ThumbInfo& info, const ThumbDimension& box, const std::string& picture,
+                   const std::string& fitted) {
   if (PictureRenderer() == nullptr) return false;
   const posix::UniqueFd source = OpenSource(picture);
-  AtomicFile fitted(picture);
+  AtomicFile file(fitted);
   render::Job job;
   job.source = source.get();
   job.orientation = ExifOrientation(info.GetRotate(), info.GetFlop());
@@ -158,10 +159,10 @@ bool FitByRenderer(const ThumbInfo& info, const ThumbDimension& box, const std::
   order.coding =
       info.GetOutputMimeType() == kPngType ? render::Coding::kPng : render::Coding::kJpeg;
   order.quality = vexaplatform::CurrentSettings()->service.quality;
-  order.file = fitted.Create();
+  order.file = file.Create();
   if (!source || order.file < 0) return false;
   job.pictures = {order};
-  return PictureRenderer()->Run(job).ending == Ending::kDone && fitted.Commit();
+  return PictureRenderer()->Run(job).ending == Ending::kDone && file.Commit();
 }
 
 }  // namespace vexathumb::service

@@ -15,7 +15,7 @@ bool FitIntoBox(const ThumbnailRequest& request, const std::string& picture) {
   ThumbInfo info = Describe(of_picture);
   if (!Inspect(&info).IsUsable()) return false;
   if (!info.IsNeedConvert()) return true;
-  if (FitByRenderer(info, request.box, picture)) return true;
+  if (FitByRenderer(info, request.box, picture, picture)) return true;
   AtomicFile fitted(picture);
   return ConvertCmd(info, picture, fitted.path()).exec() && fitted.Commit();
 }

@@ -15,6 +15,7 @@
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
 #include "service/picture/content_type.h"
+#include "service/picture/picture_renderer.h"
 #include "unit/service/processes.h"
 #include "unit/service/service_test.h"
 
@@ -70,6 +71,20 @@ TEST_P(UprightPreviewTest, IsStoredUprightWithTheSourcesTime) {
   EXPECT_EQ(kit::Corners(picture->path), GetParam().corners);
   EXPECT_EQ(ModificationTimeOf(picture->path), kSourceTime);
   EXPECT_EQ(machine_.Runs() == 0, GetParam().copied);
+  EXPECT_THAT(Stored(source_), ElementsAre(GetParam().entry));
+}
+
+TEST_P(UprightPreviewTest, IsMadeWithNoToolByARendererThatRuns) {
+  SetEngine("auto");
+  if (PictureRenderer() == nullptr) GTEST_SKIP() << "built without libvips";
+  PictureRenderer()->Start();
+  WriteWithPreview(source_, GetParam().orientation);
+  ThumbnailRequest request = ForLabel(source_, kSmall);
+  request.turns = GetParam().turns;
+  const auto picture = Build(request);
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(kit::Corners(picture->path), GetParam().corners);
+  EXPECT_EQ(machine_.Runs(), 0);
   EXPECT_THAT(Stored(source_), ElementsAre(GetParam().entry));
 }
 
