@@ -95,9 +95,9 @@ class Maker:
     def path(self) -> str:
         return find_command(self.program)
 
-    def words(self, template: str, **replaced: str) -> list[str]:
-        if "{profile}" in template:
-            replaced["profile"] = profile_option()
+    def words(self, template: str, *, has_profile: bool = False, **replaced: str) -> list[str]:
+        """Colours are converted where there is a profile: of others that takes time and moves them."""
+        template = template.replace("{profile}", f"{profile_option()} srgb" if has_profile else "")
         return [self.path(), *(word.format(**replaced) for word in template.split())]
 
 
@@ -107,8 +107,8 @@ MAKERS = [
     Maker(
         VIPS,
         "vipsthumbnail",
-        "--size {side}x{side}> {profile} srgb -o {to}{options} {from}",
-        many="--size {side}x{side}> {profile} srgb -o {folder}/%s.{type}{options}",
+        "--size {side}x{side}> {profile} -o {to}{options} {from}",
+        many="--size {side}x{side}> {profile} -o {folder}/%s.{type}{options}",
         writes=("jpg", "png", "gif"),
         rounds_at_most=1000,
     ),
@@ -184,6 +184,7 @@ class Peer(FirstThumbnail):
     def work(self, peaks: MemoryPeaks | None) -> Cost:
         words = self._maker.words(
             self._maker.one,
+            has_profile=self._input.kind == "wide-gamut",
             **{"from": str(self._input.path), "to": str(self.picture), "side": str(self._side)},
             twice=str(2 * self._side),
             options=options_of(self._maker, self._type),

@@ -121,7 +121,8 @@ class Judge:
             points = []
             for quality in self._qualities:
                 target = self._folder / "peer.jpg"
-                call(find_command("vipsthumbnail"), "--size", f"{side}x{side}>", profile_option(), "srgb",
+                profile = [profile_option(), "srgb"] if self._wide else []
+                call(find_command("vipsthumbnail"), "--size", f"{side}x{side}>", *profile,
                      "-o", f"{target}[Q={quality},strip]", self._input.path)  # fmt: skip
                 looks = self.look(target)
                 if looks.ssim is not None:
