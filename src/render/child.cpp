@@ -9,16 +9,14 @@
 #include <exception>
 #include <new>
 #include <string>
-#include <system_error>
 
+#include "posix/error_text.h"
 #include "render/allocation.h"
 #include "render/confinement.h"
 #include "render/picture_rendering.h"
 
 namespace vexathumb::render {
 namespace {
-
-std::string TextOfError(int error) { return std::generic_category().message(error); }
 
 // As a process begins that nobody has told anything.
 void ResetSignals() {
@@ -42,7 +40,7 @@ AnswerRecord AnswerFor(const OrderRecord& order, const std::vector<int>& files) 
   }
   if (!AreFiles(files)) return MakeAnswer(Ending::kStopped, "what was passed is no regular file");
   if (!KeepOnly(files) || !Confine({order.memory, order.cpu_milliseconds, order.file_size})) {
-    const std::string detail = "a process cannot be confined: " + TextOfError(errno);
+    const std::string detail = "a process cannot be confined: " + posix::TextOfError(errno);
     return MakeAnswer(Ending::kStopped, detail.c_str());
   }
   return Render(order, files);

@@ -95,9 +95,9 @@ bool EnterLandlock() {
 
 }  // namespace
 
-void PrepareConfinement() {
-  Filter();
+bool PrepareConfinement() {
   MemoryAtStart();
+  return vexaplatform::HasSeccomp() && !Filter().empty();
 }
 
 bool KeepOnly(std::vector<int> descriptors) {

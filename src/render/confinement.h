@@ -12,8 +12,9 @@ struct ProcessLimits {
   uint64_t file_size;         // bytes of each file
 };
 
-// Makes what confining takes: once, before the processes are forked that confine themselves.
-void PrepareConfinement();
+// Makes what confining takes: once, before the processes are forked that confine themselves. False
+// with errno where none could be confined, as in a container that refuses filters.
+bool PrepareConfinement();
 
 // Closes all descriptors of this process but these, and puts /dev/null in place of the standard
 // streams. False with errno.

@@ -57,8 +57,12 @@ int main(int argc, char* argv[]) {
   signal(SIGPIPE, SIG_IGN);
   SetEnvironment();
   LimitStacks();
-  if (chdir("/") != 0 || !vexathumb::render::WarmUp(argv[0])) _exit(EXIT_FAILURE);
-  vexathumb::render::PrepareConfinement();
-  vexathumb::render::Serve(kJobs);
+  if (chdir("/") != 0 || !vexathumb::render::WarmUp(argv[0])) {
+    vexathumb::render::Decline(kJobs, "libvips cannot be prepared");
+  } else if (!vexathumb::render::PrepareConfinement()) {
+    vexathumb::render::Decline(kJobs, "no process can be confined: the kernel refuses filters");
+  } else {
+    vexathumb::render::Serve(kJobs);
+  }
   _exit(EXIT_SUCCESS);
 }

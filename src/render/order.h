@@ -10,15 +10,16 @@ namespace vexathumb::render {
 
 // What goes through the sockets between a program and its renderer, both of one machine and one
 // release. A job is one message: an OrderRecord, and these descriptors: where to send the answer,
-// the source, and the files in the pictures' order. The answer is one AnswerRecord.
+// the source, and the files in the pictures' order. The answer is one AnswerRecord. The renderer
+// sends one more by the socket that jobs come from, when it is ready or cannot become so; nobody
+// takes it from there, so that all who share the socket see it.
 
 constexpr uint32_t kOrderMagic = 0x56585231;
-constexpr uint32_t kOrderVersion = 2;
+constexpr uint32_t kOrderVersion = 3;
 
 constexpr size_t kReplyDescriptor = 0;
 constexpr size_t kSourceDescriptor = 1;
 constexpr size_t kFirstFileDescriptor = 2;
-constexpr size_t kMostDescriptors = kFirstFileDescriptor + kMostPictures;
 
 struct PictureRecord {
   uint32_t width;

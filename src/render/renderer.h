@@ -7,8 +7,11 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "posix/unique_fd.h"
 
 namespace vexathumb::render {
 
@@ -92,8 +95,9 @@ struct Answer {
 // one program; no other thread may be in Start() or Run() at a fork.
 class Renderer {
  public:
-  // `program` is an absolute path.
-  explicit Renderer(std::string program);
+  // `program` is an absolute path. It has `patience` to become ready.
+  explicit Renderer(std::string program,
+                    std::chrono::milliseconds patience = std::chrono::seconds(10));
   Renderer(const Renderer&) = delete;
   Renderer& operator=(const Renderer&) = delete;
   ~Renderer();
@@ -107,22 +111,43 @@ class Renderer {
   // while there is something else to do. Does nothing where it has been started.
   void Start();
 
+  // Has the processes that will be forked from this one share a program that this process starts
+  // when the first of them wants it: StartIfWanted() is to be called, at once, when something can
+  // be read from the descriptor, which stays this object's; -1 when there is nothing to wait for.
+  // One who meets a shared program that has gone starts another for itself. For one object a
+  // process.
+  int Offer();
+  void StartIfWanted();
+
   // Whether it has been started, so that a job need not wait for that.
   bool IsStarted();
 
   // Whether there is such a program that may be executed.
   bool IsInstalled() const;
 
+  // Why jobs are of no use for some minutes: the program never became ready here, and did not when
+  // one was tried last. One that has been ready once is only ever started anew.
+  std::optional<std::string> WhyNotStarted();
+
   const std::string& program() const { return program_; }
 
  private:
   class Server;
 
-  std::shared_ptr<const Server> Connect(const Server* gone, int* error);
+  std::shared_ptr<Server> Connect(const Server* gone, int* error);
+  int MakeServer(posix::UniqueFd* programs_end);
+  int StartServer(posix::UniqueFd programs_end);
+  void NoteReady();
+  Answer NotStarted(const std::string& why);
 
   const std::string program_;
+  const std::chrono::milliseconds patience_;
   std::mutex mutex_;
-  std::shared_ptr<const Server> server_;
+  std::shared_ptr<Server> server_;
+  posix::UniqueFd offered_;  // the program's end of the connection to one that is not started yet
+  bool has_been_ready_ = false;
+  std::string why_not_started_;
+  std::chrono::steady_clock::time_point tried_;
 };
 
 }  // namespace vexathumb::render

@@ -1,18 +1,17 @@
 #include "render/running_job.h"
 
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <string>
-#include <system_error>
 #include <utility>
 
+#include "posix/error_text.h"
+#include "posix/message.h"
+#include "posix/process_end.h"
 #include "render/child.h"
-#include "render/message.h"
 
 namespace vexathumb::render {
 namespace {
@@ -21,26 +20,6 @@ constexpr char kOutOfMemory[] = "memory";
 constexpr char kOutOfProcessorTime[] = "processor time";
 constexpr char kOutOfTime[] = "time";
 constexpr char kTooLargeFile[] = "size of a file";
-
-std::string TextOfSignal(int signal) {
-  return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal);
-}
-
-// A signal that a process brings upon itself. One for what is mapped of a file that was cut
-// meanwhile, or cannot be read, is none of these.
-bool IsOwnFault(int signal) {
-  return signal == SIGSEGV || signal == SIGABRT || signal == SIGFPE || signal == SIGILL ||
-         signal == SIGSYS || signal == SIGTRAP;
-}
-
-// Whether the machine would have given what the limit did not.
-bool HasMachine(uint64_t memory) {
-  void* const place =
-      mmap(nullptr, memory, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (place == MAP_FAILED) return false;
-  munmap(place, memory);
-  return true;
-}
 
 std::chrono::milliseconds ProcessorTime(const rusage& usage) {
   const auto sum = [](const timeval& time) {
@@ -95,35 +74,33 @@ AnswerRecord RunningJob::AnswerOf(int status, const rusage& usage) const {
   };
   const int signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
   if (is_out_of_time_) return end(Ending::kLimited, kOutOfTime);
-  if (notes.met_memory_limit != 0 && (is_answered || IsOwnFault(signal) || signal == 0)) {
-    return HasMachine(order_.memory) ? end(Ending::kLimited, kOutOfMemory)
-                                     : end(Ending::kStopped, "got too little memory");
+  if (notes.met_memory_limit != 0 && (is_answered || posix::IsOwnFault(signal) || signal == 0)) {
+    return posix::MachineHasMemory(order_.memory) ? end(Ending::kLimited, kOutOfMemory)
+                                                  : end(Ending::kStopped, "got too little memory");
   }
   if (is_answered) return answer;
-  if (signal == 0) {
-    return end(Ending::kCrashed, "left with status " + std::to_string(WEXITSTATUS(status)));
-  }
+  if (signal == 0) return end(Ending::kCrashed, posix::TextOfEnd(status));
   const bool has_used_its_time =
       ProcessorTime(usage) >= std::chrono::milliseconds(order_.cpu_milliseconds);
   if (signal == SIGPROF || signal == SIGXCPU || (signal == SIGKILL && has_used_its_time)) {
     return end(Ending::kLimited, kOutOfProcessorTime);
   }
   if (signal == SIGXFSZ) return end(Ending::kLimited, kTooLargeFile);
-  return end(IsOwnFault(signal) ? Ending::kCrashed : Ending::kStopped, TextOfSignal(signal));
+  return end(posix::IsOwnFault(signal) ? Ending::kCrashed : Ending::kStopped,
+             posix::TextOfEnd(status));
 }
 
 void RunningJob::Answer(int status, const rusage& usage) const {
   if (!descriptors_[kReplyDescriptor]) return;
   AnswerRecord answer = AnswerOf(status, usage);
   answer.peak_memory = static_cast<uint64_t>(usage.ru_maxrss) * 1024;
-  SendMessage(reply(), &answer, sizeof(answer), {});
+  posix::SendMessage(reply(), &answer, sizeof(answer), {});
 }
 
 void RunningJob::AnswerNotStarted() const {
-  const std::string detail =
-      "no process can be started: " + std::generic_category().message(start_error_);
+  const std::string detail = "no process can be started: " + posix::TextOfError(start_error_);
   const AnswerRecord answer = MakeAnswer(Ending::kStopped, detail.c_str());
-  SendMessage(reply(), &answer, sizeof(answer), {});
+  posix::SendMessage(reply(), &answer, sizeof(answer), {});
 }
 
 }  // namespace vexathumb::render

@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include "posix/message.h"
 #include "posix/unique_fd.h"
-#include "render/message.h"
 #include "render/modules.h"
 #include "render/order.h"
 #include "render/running_job.h"
@@ -25,13 +25,14 @@
 namespace vexathumb::render {
 namespace {
 
+using posix::Message;
 using Clock = RunningJob::Clock;
 
 // Whoever sends rubbish gets an answer if there is a place to send it to.
 void Refuse(const Message& message) {
   if (message.descriptors.empty()) return;
   const AnswerRecord answer = MakeAnswer(Ending::kStopped, "the renderer does not know such a job");
-  SendMessage(message.descriptors[kReplyDescriptor].get(), &answer, sizeof(answer), {});
+  posix::SendMessage(message.descriptors[kReplyDescriptor].get(), &answer, sizeof(answer), {});
 }
 
 bool IsWhole(const Message& message, const OrderRecord& order) {
@@ -105,7 +106,7 @@ class Loop {
 
   void TakeJob() {
     OrderRecord order = {};
-    Message message = ReceiveMessage(jobs_, &order, sizeof(order));
+    Message message = posix::ReceiveMessage(jobs_, &order, sizeof(order));
     if (message.size <= 0) {
       is_over_ = true;
     } else if (!IsWhole(message, order)) {
@@ -129,6 +130,15 @@ class Loop {
 
 }  // namespace
 
-void Serve(int socket) { Loop(socket).Run(); }
+void Serve(int socket) {
+  const AnswerRecord greeting = MakeAnswer(Ending::kDone, "");
+  posix::SendMessage(socket, &greeting, sizeof(greeting), {});
+  Loop(socket).Run();
+}
+
+void Decline(int socket, const char* why) {
+  const AnswerRecord greeting = MakeAnswer(Ending::kStopped, why);
+  posix::SendMessage(socket, &greeting, sizeof(greeting), {});
+}
 
 }  // namespace vexathumb::render

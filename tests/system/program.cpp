@@ -113,11 +113,12 @@ std::unique_ptr<RunningProgram> Album::Start(const std::vector<std::string>& arg
                                              const RunOptions& options) const {
   const bool drops_rights = options.as_ordinary_user && geteuid() == 0;
 
-  std::vector<std::string> command = {VEXATHUMB_PROGRAM};
+  std::vector<std::string> command = {runs_copy_ ? dir_ / "program/vexathumb" : VEXATHUMB_PROGRAM};
   if (drops_rights) {
     command = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
                dir_ / "program/vexathumb"};
   }
+  command.insert(command.begin(), options.runner.begin(), options.runner.end());
   command.insert(command.end(), arguments.begin(), arguments.end());
 
   std::map<std::string, std::string> variables = options.environment;
@@ -126,7 +127,7 @@ std::unique_ptr<RunningProgram> Album::Start(const std::vector<std::string>& arg
   variables["ASAN_OPTIONS"] =
       std::string(sanitizer == nullptr ? "" : sanitizer) + ":verify_asan_link_order=0:exitcode=99";
   variables["VEXATHUMB_CONFIG"] = dir_ / "platform.ini";
-  if (drops_rights) variables["LD_LIBRARY_PATH"] = dir_ / "program";
+  if (drops_rights || runs_copy_) variables["LD_LIBRARY_PATH"] = dir_ / "program";
   std::vector<std::string> environment;
   for (char** variable = environ; *variable != nullptr; ++variable) {
     const std::string text = *variable;
@@ -212,7 +213,19 @@ void RunningProgram::KillAll() {
   for (const pid_t process : family) kill(process, SIGKILL);
 }
 
+void Album::ReplaceRenderer(const std::string& script) {
+  CopyProgram();
+  runs_copy_ = true;
+  kit::WriteFile(dir_ / "program/vexathumb-render", script);
+  chmod((dir_ / "program/vexathumb-render").c_str(), 0755);
+}
+
 void Album::OpenToOrdinaryUser() const {
+  CopyProgram();
+  for (const std::string& folder : {dir_.path(), dir_ / "program"}) chmod(folder.c_str(), 0755);
+}
+
+void Album::CopyProgram() const {
   const std::string program = dir_ / "program";
   fs::create_directory(program);
   fs::copy_file(VEXATHUMB_PROGRAM, program + "/vexathumb");
@@ -221,7 +234,6 @@ void Album::OpenToOrdinaryUser() const {
     const std::string name = fs::path(library).filename();
     fs::copy_file(library, program + "/" + name.substr(0, name.find(".so")) + ".so.1");
   }
-  for (const std::string& folder : {dir_.path(), program}) chmod(folder.c_str(), 0755);
 }
 
 std::map<std::string, std::string> Album::Spied(const std::string& variable,

@@ -41,6 +41,7 @@ struct RunOptions {
   bool as_ordinary_user = false;  // of rights; effective when the tests run as root
   std::string input = "/dev/null";
   unsigned open_files = 0;  // descriptors that it may have at once; as many as we when 0
+  std::vector<std::string> runner = {};  // a command that runs the one that comes after it
 };
 
 // A run of the program that is under way. It is killed when this goes.
@@ -107,12 +108,18 @@ class Album {
   // Gives an ordinary user, where the tests run as root, the album and a copy of the program.
   void OpenToOrdinaryUser() const;
 
+  // Runs a copy of the program from here on, with this script in place of the renderer beside it.
+  void ReplaceRenderer(const std::string& script);
+
   // The environment that preloads the spy.
   std::map<std::string, std::string> Spied(const std::string& variable,
                                            const std::string& value) const;
 
  private:
+  void CopyProgram() const;
+
   const char* engine_ = "tools";
+  bool runs_copy_ = false;
   kit::TempDir dir_;
   std::string pictures_;
 };

@@ -24,6 +24,9 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+// Beside the program.
+const std::string kRenderer = fs::path(VEXATHUMB_PROGRAM).replace_filename("vexathumb-render");
+
 class RenderedAlbum : public testing::Test {
  protected:
   RenderedAlbum() { album_.UseEngine("auto"); }
@@ -125,6 +128,63 @@ TEST_F(RenderedAlbum, IsToldOfByDoctorTypeByType) {
   for (const char* line : {"engine for JPEG: the renderer: ", "engine for HEIC: the renderer: ",
                            "engine for BMP: the tools: ", "engine for raw files: the tools: "}) {
     EXPECT_THAT(out, HasSubstr(line));
+  }
+}
+
+struct BrokenRenderer {
+  const char* name;
+  const char* script;
+  const char* told;  // by doctor
+};
+
+void PrintTo(const BrokenRenderer& broken, std::ostream* out) { *out << broken.name; }
+
+class AlbumWithBrokenRenderer : public testing::TestWithParam<BrokenRenderer> {
+ protected:
+  AlbumWithBrokenRenderer() {
+    album_.UseEngine("auto");
+    album_.ReplaceRenderer(GetParam().script);
+  }
+
+  Album album_;
+};
+
+TEST_P(AlbumWithBrokenRenderer, IsBuiltByTheToolsAndShown) {
+  kit::WriteJpeg(album_ / "a.jpg", {{1600, 1200}});
+  kit::WritePng(album_ / "b.png", {{1600, 1200}});
+  const RunResult shown = album_.Run({"get", "--size", "small", album_ / "b.png"});
+  EXPECT_EQ(shown.exit_code, 0) << shown.err;
+  const RunResult built = album_.Run({"build", album_.pictures()});
+  EXPECT_EQ(built.exit_code, 0) << built.err;
+  EXPECT_EQ(kit::Corners(album_.Stored("a.jpg", "VEXAFILE_THUMB_M.jpg")), kit::kPictureCorners);
+  EXPECT_THAT(album_.Run({"build", album_.pictures()}).out, HasSubstr("0 built, "));
+}
+
+TEST_P(AlbumWithBrokenRenderer, IsToldWhyByDoctor) {
+  const RunResult run = album_.Run({"doctor"});
+  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_THAT(run.out, HasSubstr("FAIL  renderer: /"));
+  EXPECT_THAT(run.out, HasSubstr(GetParam().told));
+}
+
+constexpr BrokenRenderer kBrokenRenderers[] = {
+    {"WithoutALibrary", "#!/bin/sh\necho 'libvips-cpp.so.42: no such file' >&2\nexit 127\n",
+     "does not work: libvips-cpp.so.42: no such file; pictures come from the tools"},
+    {"ThatServesNobody", "#!/bin/sh\n[ \"$1\" = --types ]\n",
+     "cannot be started: it left with status 1; pictures come from the tools"},
+    {"OfAnotherMachine", "\177ELF", "does not work"},
+};
+INSTANTIATE_TEST_SUITE_P(Renderers, AlbumWithBrokenRenderer, testing::ValuesIn(kBrokenRenderers),
+                         kit::CaseName());
+
+TEST_F(RenderedAlbum, IsBuiltByOneRendererForAllJobsAndByNoneTheSecondTime) {
+  const std::string journal = album_.Aside("journal");
+  album_.ReplaceRenderer("#!/bin/sh\necho started >> " + journal + "\nexec " + kRenderer + "\n");
+  constexpr int kPictures = 12;
+  for (int i = 0; i < kPictures; ++i) WriteJpeg(std::to_string(i) + ".jpg", {640, 480});
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(album_.Run({"build", "--jobs", "3", album_.pictures()}).exit_code, 0);
+    EXPECT_EQ(kit::ReadFile(journal), "started\n");
   }
 }
 

@@ -43,6 +43,8 @@ ToolRun RunTool(const std::vector<const char*>& arguments) {
   return run;
 }
 
+std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
 struct Tool {
   std::string path;
   const char* question;  // the argument that makes it answer and do nothing; null for none
@@ -157,7 +159,7 @@ std::vector<Finding> CheckFormats() {
 }
 
 std::vector<Finding> CheckEngines() {
-  if (vexaplatform::CurrentSettings()->service.engine == vexaplatform::Engine::kTools) {
+  if (vexaplatform::CurrentSettings()->service.engine == vexaplatform::EngineSetting::kTools) {
     return {{Level::kOk, "renderer", "not used: engine is tools in the settings", ""}};
   }
   const std::string program = service::RendererProgram();
@@ -167,9 +169,12 @@ std::vector<Finding> CheckEngines() {
          "not installed: pictures come from the tools, slower and without their colour profiles",
          "build with libvips 8.14 or newer"}};
   }
-  const ToolRun run = RunTool({program.c_str(), "--types"});
-  if (run.ending != 0) {
-    return {{Level::kFail, "renderer", program + " does not work",
+  // What the loader of its libraries has to say comes before its own first word.
+  const ToolRun run = RunTool({"/bin/sh", "-c", "exec \"$0\" --types 2>&1", program.c_str()});
+  const std::string why_not = run.ending != 0 ? program + " does not work: " + FirstLine(run.output)
+                                              : service::WhyRendererCannotWork().value_or("");
+  if (!why_not.empty()) {
+    return {{Level::kFail, "renderer", why_not + "; pictures come from the tools",
              "install libvips, or set engine = tools under [service] in the settings"}};
   }
   std::vector<Finding> findings = {{Level::kOk, "renderer", program, ""}};

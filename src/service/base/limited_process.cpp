@@ -1,7 +1,6 @@
 #include "service/base/limited_process.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -11,17 +10,18 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 #include <optional>
 #include <utility>
 
-#include "service/base/machine_error.h"
+#include "posix/again.h"
+#include "posix/error_text.h"
+#include "posix/message.h"
+#include "posix/process_end.h"
 
 namespace vexathumb::service {
 namespace {
@@ -33,37 +33,10 @@ constexpr char kDone = 'd';
 constexpr char kNoMemory = 'm';
 
 constexpr int kConversation = 3;
-constexpr size_t kRoomForOneFile = CMSG_SPACE(sizeof(int));
 
 struct timeval TimeOf(milliseconds time) {
   return {static_cast<time_t>(time.count() / 1000),
           static_cast<suseconds_t>(time.count() % 1000 * 1000)};
-}
-
-template <typename Call>
-ssize_t Again(Call call) {
-  ssize_t count = 0;
-  do {
-    count = call();
-  } while (count < 0 && errno == EINTR);
-  return count;
-}
-
-bool SendTask(int socket, int file, const std::string& task) {
-  alignas(struct cmsghdr) std::array<char, kRoomForOneFile> room = {};
-  struct iovec text = {const_cast<char*>(task.data()), task.size()};
-  struct msghdr message = {};
-  message.msg_iov = &text;
-  message.msg_iovlen = 1;
-  message.msg_control = room.data();
-  message.msg_controllen = room.size();
-  struct cmsghdr* const header = CMSG_FIRSTHDR(&message);
-  header->cmsg_level = SOL_SOCKET;
-  header->cmsg_type = SCM_RIGHTS;
-  header->cmsg_len = CMSG_LEN(sizeof(file));
-  memcpy(CMSG_DATA(header), &file, sizeof(file));
-  return Again([&] { return sendmsg(socket, &message, MSG_NOSIGNAL); }) ==
-         static_cast<ssize_t>(task.size());
 }
 
 struct Task {
@@ -73,19 +46,10 @@ struct Task {
 
 // Nothing when the other end has gone.
 std::optional<Task> ReceiveTask(int socket, std::string* buffer) {
-  alignas(struct cmsghdr) std::array<char, kRoomForOneFile> room = {};
-  struct iovec text = {buffer->data(), buffer->size()};
-  struct msghdr message = {};
-  message.msg_iov = &text;
-  message.msg_iovlen = 1;
-  message.msg_control = room.data();
-  message.msg_controllen = room.size();
-  const ssize_t count = Again([&] { return recvmsg(socket, &message, MSG_CMSG_CLOEXEC); });
-  const struct cmsghdr* const header = CMSG_FIRSTHDR(&message);
-  if (count <= 0 || header == nullptr || header->cmsg_type != SCM_RIGHTS) return std::nullopt;
-  int file = -1;
-  memcpy(&file, CMSG_DATA(header), sizeof(file));
-  return Task{posix::UniqueFd(file), buffer->substr(0, static_cast<size_t>(count))};
+  auto message = posix::ReceiveMessage(socket, buffer->data(), buffer->size());
+  if (message.size <= 0 || message.descriptors.size() != 1) return std::nullopt;
+  const size_t size = std::min(static_cast<size_t>(message.size), buffer->size());
+  return Task{std::move(message.descriptors[0]), buffer->substr(0, size)};
 }
 
 // Data and stack, in bytes; 0 when it cannot be told.
@@ -140,25 +104,11 @@ void KeepOnly(int conversation) {
   close_range(kConversation + 1, ~0U, 0);
 }
 
-// Whether the machine would have given what the limit did not.
-bool HasMachine(size_t memory) {
-  void* const place =
-      mmap(nullptr, memory, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (place == MAP_FAILED) return false;
-  munmap(place, memory);
-  return true;
-}
-
 LimitedProcess::End EndOf(int status) {
   using End = LimitedProcess::End;
   if (WIFEXITED(status)) return End::kCrashed;
   if (WTERMSIG(status) == SIGPROF) return End::kOutOfTime;
-  return IsOwnFault(WTERMSIG(status)) ? End::kCrashed : End::kStopped;
-}
-
-std::string TextOfEnd(int status) {
-  return WIFEXITED(status) ? "left with status " + std::to_string(WEXITSTATUS(status))
-                           : "was ended by " + TextOfSignal(WTERMSIG(status));
+  return posix::IsOwnFault(WTERMSIG(status)) ? End::kCrashed : End::kStopped;
 }
 
 }  // namespace
@@ -182,22 +132,24 @@ LimitedProcess::Result LimitedProcess::Run(int file, const std::string& task) {
 LimitedProcess::Result LimitedProcess::RunOnce(int file, const std::string& task) {
   Result result;
   // One that was killed while it had nothing to do is replaced.
-  if (socket_ && !SendTask(socket_.get(), file, task)) Bury();
-  if (!socket_ && !(Start() && SendTask(socket_.get(), file, task))) {
-    result.answer = "cannot be started: " + TextOfError(errno);
+  if (socket_ && !posix::SendMessage(socket_.get(), task.data(), task.size(), {file})) Bury();
+  if (!socket_ &&
+      !(Start() && posix::SendMessage(socket_.get(), task.data(), task.size(), {file}))) {
+    result.answer = "cannot be started: " + posix::TextOfError(errno);
     if (socket_) Bury();
     return result;
   }
   result.process = process_;
   static thread_local std::string buffer(kLongestText, '\0');
-  const ssize_t count = Again([&] { return recv(socket_.get(), buffer.data(), buffer.size(), 0); });
+  const ssize_t count =
+      posix::Again([&] { return recv(socket_.get(), buffer.data(), buffer.size(), 0); });
   if (count > 0 && buffer[0] == kDone) {
     result.end = End::kAnswered;
     result.answer = buffer.substr(1, static_cast<size_t>(count) - 1);
     return result;
   }
   if (count > 0) {
-    result.end = HasMachine(limits_.memory) ? End::kOutOfMemory : End::kStopped;
+    result.end = posix::MachineHasMemory(limits_.memory) ? End::kOutOfMemory : End::kStopped;
     result.answer = "got too little memory";
     Bury();
   } else if (count < 0) {
@@ -206,7 +158,7 @@ LimitedProcess::Result LimitedProcess::RunOnce(int file, const std::string& task
   } else {
     const int status = Bury();
     result.end = EndOf(status);
-    result.answer = TextOfEnd(status);
+    result.answer = posix::TextOfEnd(status);
   }
   return result;
 }
@@ -261,7 +213,7 @@ int LimitedProcess::Bury() {
   int status = 0;
   socket_.Close();
   kill(process_, SIGKILL);  // no matter where it is dead already
-  Again([&] { return waitpid(process_, &status, 0); });
+  posix::Again([&] { return waitpid(process_, &status, 0); });
   process_ = -1;
   return status;
 }

@@ -7,9 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <system_error>
 #include <vector>
 
 #include "posix/unique_fd.h"
@@ -50,17 +47,22 @@ bool IsMachineError(int error) {
   }
 }
 
-int MachineErrorOfReading(const std::string& path) {
+int ErrorOfReading(int file) {
   constexpr off_t kEnd = off_t{128} << 20U;
+  struct stat st = {};
+  if (fstat(file, &st) != 0) return errno;
+  const off_t start = std::min(st.st_size, kEnd);
+  const int error = ReadThrough(file, 0, start);
+  return error != 0 ? error : ReadThrough(file, std::max(start, st.st_size - kEnd), st.st_size);
+}
+
+int MachineErrorOfReading(const std::string& path) {
   struct stat st = {};
   if (stat(path.c_str(), &st) != 0) return IsMachineError(errno) ? errno : 0;
   if (!S_ISREG(st.st_mode)) return 0;
   const posix::UniqueFd file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (!file) return IsMachineError(errno) ? errno : 0;
-  const off_t start = std::min(st.st_size, kEnd);
-  const int error = ReadThrough(file.get(), 0, start);
-  return error != 0 ? error
-                    : ReadThrough(file.get(), std::max(start, st.st_size - kEnd), st.st_size);
+  return ErrorOfReading(file.get());
 }
 
 bool HasRoom(const std::string& folder) {
@@ -71,17 +73,6 @@ bool HasRoom(const std::string& folder) {
   const bool counts_files = volume.f_files > 0;
   return uint64_t{volume.f_bavail} * volume.f_frsize >= kBytes &&
          (!counts_files || volume.f_favail >= kFiles);
-}
-
-bool IsOwnFault(int signal) {
-  return signal == SIGSEGV || signal == SIGABRT || signal == SIGFPE || signal == SIGILL ||
-         signal == SIGSYS || signal == SIGTRAP;
-}
-
-std::string TextOfError(int error) { return std::generic_category().message(error); }
-
-std::string TextOfSignal(int signal) {
-  return "signal " + std::to_string(signal) + ", " + strsignal(signal);
 }
 
 }  // namespace vexathumb::service

@@ -15,7 +15,9 @@
 #include <thread>
 #include <utility>
 
-#include "service/base/machine_error.h"
+#include "posix/again.h"
+#include "posix/message.h"
+#include "posix/process_end.h"
 
 namespace vexathumb::service {
 namespace {
@@ -44,11 +46,7 @@ std::optional<std::string> Receive(int socket) {
 }
 
 bool Send(int socket, const std::string& message) {
-  ssize_t count = 0;
-  do {
-    count = send(socket, message.data(), message.size(), MSG_NOSIGNAL);
-  } while (count < 0 && errno == EINTR);
-  return count == static_cast<ssize_t>(message.size());
+  return posix::SendMessage(socket, message.data(), message.size(), {});
 }
 
 void SetHandler(int signal, void (*handler)(int)) {
@@ -71,13 +69,6 @@ void BecomeWorker(pid_t parent) {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(null, stream);
 }
 
-std::string DescribeDeath(int status) {
-  if (WIFSIGNALED(status)) {
-    return "was ended by " + TextOfSignal(WTERMSIG(status));
-  }
-  return "left with status " + std::to_string(WEXITSTATUS(status));
-}
-
 }  // namespace
 
 WorkerPool::WorkerPool(int workers, Job job) : job_(std::move(job)) {
@@ -93,8 +84,7 @@ WorkerPool::~WorkerPool() {
       kill(-worker.process, SIGTERM);
       std::this_thread::sleep_for(kBetweenInterruptions);
     }
-    while (!worker.task && waitpid(worker.process, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    if (!worker.task) posix::Again([&] { return waitpid(worker.process, nullptr, 0); });
   }
 }
 
@@ -119,11 +109,12 @@ void WorkerPool::Give(const std::string& task) {
 }
 
 std::vector<WorkerPool::End> WorkerPool::Wait(std::chrono::milliseconds at_most,
-                                              const sigset_t& signals) {
+                                              const sigset_t& signals, int other) {
   std::vector<struct pollfd> sockets;
   for (const Worker& worker : workers_) {
     sockets.push_back({worker.task ? worker.socket.get() : -1, POLLIN, 0});
   }
+  sockets.push_back({other, POLLIN, 0});
   const struct timespec timeout = {at_most.count() / 1000, (at_most.count() % 1000) * 1000000};
   std::vector<End> ends;
   if (ppoll(sockets.data(), sockets.size(), &timeout, &signals) <= 0) return ends;
@@ -185,10 +176,9 @@ void WorkerPool::Work(int socket) const {
 WorkerPool::End WorkerPool::Bury(Worker* worker) {
   int status = 0;
   kill(-worker->process, SIGKILL);
-  while (waitpid(worker->process, &status, 0) < 0 && errno == EINTR) {
-  }
+  posix::Again([&] { return waitpid(worker->process, &status, 0); });
   worker->socket.Close();
-  End end = {worker->task.value_or(""), std::nullopt, DescribeDeath(status),
+  End end = {worker->task.value_or(""), std::nullopt, posix::TextOfEnd(status),
              WIFSIGNALED(status) ? WTERMSIG(status) : 0};
   Start(worker);
   return end;

@@ -49,9 +49,10 @@ class WorkerPool {
   // Gives a task to an idle worker; there must be one.
   void Give(const std::string& task);
 
-  // Waits until tasks have ended, but no longer than that, and not on when a signal arrives.
-  // `signals` is the mask during the wait, so that a signal blocked before is not missed.
-  std::vector<End> Wait(std::chrono::milliseconds at_most, const sigset_t& signals);
+  // Waits until tasks have ended, but no longer than that, and not on when a signal arrives, or
+  // something can be read from the descriptor `other`. `signals` is the mask during the wait, so
+  // that a signal blocked before is not missed.
+  std::vector<End> Wait(std::chrono::milliseconds at_most, const sigset_t& signals, int other = -1);
 
   // Asks the workers to leave the tasks that they have: terminates the tools that they run, and
   // makes IsInterrupted() true for their jobs. A task that is about to start a tool starts it all

@@ -31,8 +31,10 @@ bool IsRawFile(const ThumbnailRequest& request, const ThumbInfo& info) {
 // djpeg has made one small picture while the renderer is still being started. It keeps the numbers
 // of colours and drops what they mean.
 bool IsMadeSooner(const ThumbnailRequest& request, const ThumbInfo& info) {
+  render::Renderer* const renderer = PictureRenderer();
   return info.GetMimeType() == kJpegType && IsUpright(info) && !request.avatar &&
-         !PictureRenderer()->IsStarted() && !HasOwnColours(OpenSource(request.source).get());
+         renderer != nullptr && !renderer->IsStarted() &&
+         !HasOwnColours(OpenSource(request.source).get());
 }
 
 }  // namespace
@@ -52,9 +54,8 @@ std::vector<Engine> EnginesFor(const ThumbnailRequest& request, const ThumbInfo&
 void PrepareEngine(const ThumbnailRequest& request) {
   const std::string extension = file::GetFileExt(request.source);
   for (const char* rendered : {"png", "tif", "tiff", "webp", "heic", "heif", "avif", "jxl"}) {
-    if (extension == rendered && !request.only_stored && PictureRenderer() != nullptr) {
-      PictureRenderer()->Start();
-    }
+    if (extension != rendered || request.only_stored) continue;
+    if (render::Renderer* const renderer = PictureRenderer()) renderer->Start();
   }
 }
 

@@ -7,6 +7,8 @@
 #include <csignal>
 #include <vector>
 
+#include "posix/error_text.h"
+#include "posix/process_end.h"
 #include "service/base/machine_error.h"
 #include "service/base/path_name.h"
 #include "service/store/store_files.h"
@@ -39,7 +41,7 @@ bool IsProof(const ToolReport& run) {
     case ToolEnding::kLimited:
       return true;
     case ToolEnding::kSignalled:
-      return IsOwnFault(run.detail);
+      return posix::IsOwnFault(run.detail);
     case ToolEnding::kNotStarted:
       return IsPathTooLong(run);
     case ToolEnding::kNone:
@@ -59,15 +61,16 @@ Cause WhyNoProof(const ToolReport& run) {
     return {program + " waited too long, and was ended after its " + run.limit, kLater};
   }
   if (run.machine_error != 0) {
-    return {program + " was stopped by the machine: " + TextOfError(run.machine_error), kLater};
+    return {program + " was stopped by the machine: " + posix::TextOfError(run.machine_error),
+            kLater};
   }
   if (run.ending == ToolEnding::kSignalled) {
     const bool is_killed = run.detail == SIGKILL;
-    return {program + " was ended by " + TextOfSignal(run.detail),
+    return {program + " was ended by " + posix::TextOfSignal(run.detail),
             is_killed ? "the machine may be short of memory" : kLater};
   }
   if (run.ending == ToolEnding::kNotStarted) {
-    return {program + " cannot be started: " + TextOfError(run.detail), kDoctor};
+    return {program + " cannot be started: " + posix::TextOfError(run.detail), kDoctor};
   }
   return {program + " has left no whole picture", kLater};
 }
@@ -110,7 +113,7 @@ std::optional<Thumbnail> WhyNotProved(const FailedAttempt& attempt,
     return none;
   }
   if (attempt.write_error != 0) {
-    return Postponed({"its thumbnail cannot be written: " + TextOfError(attempt.write_error),
+    return Postponed({"its thumbnail cannot be written: " + posix::TextOfError(attempt.write_error),
                       "'vexathumb info' tells where it is to lie"});
   }
   const bool is_developed = std::any_of(runs.begin(), runs.end(), [](const ToolReport& run) {
@@ -145,7 +148,7 @@ Thumbnail Proved(const std::vector<ToolReport>& runs, const Cause& otherwise) {
 std::optional<Cause> SourceObstacle(const std::string& source) {
   const int error = MachineErrorOfReading(source);
   if (error == 0) return std::nullopt;
-  return Cause{"it cannot be read at the moment: " + TextOfError(error), "check its volume"};
+  return Cause{"it cannot be read at the moment: " + posix::TextOfError(error), "check its volume"};
 }
 
 Thumbnail WhyThereIsNone(const FailedAttempt& attempt, const Cause& otherwise) {

@@ -56,17 +56,15 @@ bool Copy(const std::string& from, const std::string& to) {
 // `convert` has fitted a small preview while the renderer is still being started.
 bool IsFittedSooner(const std::string& preview) {
   constexpr uintmax_t kSmallBytes = 65'536;
+  render::Renderer* const renderer = PictureRenderer();
   std::error_code error;
-  return !PictureRenderer()->IsStarted() &&
+  return renderer != nullptr && !renderer->IsStarted() &&
          std::filesystem::file_size(preview, error) <= kSmallBytes;
 }
 
 bool Fit(const ThumbInfo& info, const ThumbDimension& box, const std::string& preview,
          const std::string& path) {
-  if (PictureRenderer() != nullptr && !IsFittedSooner(preview) &&
-      FitByRenderer(info, box, preview, path)) {
-    return true;
-  }
+  if (!IsFittedSooner(preview) && FitByRenderer(info, box, preview, path)) return true;
   return ConvertCmd(info, preview, path).exec();
 }
 

@@ -47,6 +47,20 @@ ToolReport ReportOf(const render::Answer& answer) {
   return report;
 }
 
+render::Coding CodingOf(const std::string& mime) {
+  return mime == kPngType ? render::Coding::kPng : render::Coding::kJpeg;
+}
+
+// Without pictures yet; `info` describes the open source.
+render::Job JobOn(const posix::UniqueFd& source, const ThumbInfo& info) {
+  render::Job job;
+  job.source = source.get();
+  job.orientation = ExifOrientation(info.GetRotate(), info.GetFlop());
+  job.turns = info.GetUserRotate() % 4;
+  job.limits = RendererLimits();
+  return job;
+}
+
 // Whether two pictures may be one, whichever way they lie.
 bool IsOfSize(const render::Answer& answer, const ThumbInfo& info) {
   const auto of_source = std::minmax({info.GetWidth(), info.GetHeight()});
@@ -95,7 +109,7 @@ std::optional<Rendering::Picture> Rendering::PictureFor(const ThumbnailRequest& 
   picture.order.width = box.width_;
   picture.order.height = box.height_;
   picture.order.fill = request.avatar;
-  picture.order.coding = mime == kPngType ? render::Coding::kPng : render::Coding::kJpeg;
+  picture.order.coding = CodingOf(mime);
   picture.order.quality = quality;
   picture.form = FormOfSize(request);
   picture.mime = mime;
@@ -106,17 +120,15 @@ std::optional<Rendering::Picture> Rendering::PictureFor(const ThumbnailRequest& 
 bool Rendering::Run(const std::vector<Picture>& pictures, const ThumbInfo& info) {
   end_.reset();
   is_unfinished_ = false;
+  render::Renderer* const renderer = PictureRenderer();
+  if (renderer == nullptr) return false;
   const posix::UniqueFd source = OpenSource(HasLarger() ? larger_ : source_);
   if (!source || (!HasLarger() && !version_.IsOf(source.get()))) return false;
-  render::Job job;
-  job.source = source.get();
+  render::Job job = JobOn(source, info);
   job.takes_damaged = true;
-  job.limits = RendererLimits();
   if (HasLarger()) {
     job.orientation = 1;
-  } else {
-    job.orientation = ExifOrientation(info.GetRotate(), info.GetFlop());
-    job.turns = info.GetUserRotate() % 4;
+    job.turns = 0;
   }
   std::map<std::string, MadePicture> made;
   for (const Picture& picture : pictures) {
@@ -127,7 +139,8 @@ bool Rendering::Run(const std::vector<Picture>& pictures, const ThumbInfo& info)
     job.pictures.push_back(order);
     made.emplace(picture.form, std::move(result));
   }
-  const render::Answer answer = PictureRenderer()->Run(job);
+  const render::Answer answer = renderer->Run(job);
+  if (PictureRenderer() == nullptr) return false;  // it could not be started
   if (!IsUsable(answer, info)) return false;
   for (auto& [form, picture] : made) picture.is_damaged = answer.is_damaged;
   made_ = std::move(made);
@@ -145,24 +158,20 @@ bool Rendering::IsUsable(const render::Answer& answer, const ThumbInfo& info) {
 
 bool FitByRenderer(const ThumbInfo& info, const ThumbDimension& box, const std::string& picture,
                    const std::string& fitted) {
-  if (PictureRenderer() == nullptr) return false;
+  render::Renderer* const renderer = PictureRenderer();
+  if (renderer == nullptr) return false;
   const posix::UniqueFd source = OpenSource(picture);
   AtomicFile file(fitted);
-  render::Job job;
-  job.source = source.get();
-  job.orientation = ExifOrientation(info.GetRotate(), info.GetFlop());
-  job.turns = info.GetUserRotate() % 4;
-  job.limits = RendererLimits();
+  render::Job job = JobOn(source, info);
   render::PictureOrder order;
   order.width = box.width_;
   order.height = box.height_;
-  order.coding =
-      info.GetOutputMimeType() == kPngType ? render::Coding::kPng : render::Coding::kJpeg;
+  order.coding = CodingOf(info.GetOutputMimeType());
   order.quality = vexaplatform::CurrentSettings()->service.quality;
   order.file = file.Create();
   if (!source || order.file < 0) return false;
   job.pictures = {order};
-  return PictureRenderer()->Run(job).ending == Ending::kDone && file.Commit();
+  return renderer->Run(job).ending == Ending::kDone && file.Commit();
 }
 
 }  // namespace vexathumb::service

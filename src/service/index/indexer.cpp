@@ -4,10 +4,11 @@
 #include <system_error>
 #include <utility>
 
+#include "posix/process_end.h"
 #include "service/base/background.h"
-#include "service/base/machine_error.h"
 #include "service/build/failure_proof.h"
 #include "service/index/source_work.h"
+#include "service/picture/picture_renderer.h"
 #include "service/store/failure_record.h"
 
 namespace vexathumb::service {
@@ -17,6 +18,7 @@ constexpr std::chrono::milliseconds kTick{500};
 constexpr int kCrashesUntilFailure = 2;  // the first may have been somebody's kill
 
 WorkerPool::Job JobOf(const IndexOptions& options) {
+  OfferRenderer();  // to the workers, before they are forked
   SourceBuildOptions build = options.build;
   build.is_stopping = WorkerPool::IsInterrupted;
   return [build](const std::string& source) {
@@ -63,7 +65,9 @@ bool Indexer::Run() {
     const bool waits_for_more = pool_.HasIdle() && ahead_.IsEmpty() && !sources_.AtEnd();
     const std::chrono::milliseconds at_most =
         waits_for_more && !IsStopping() ? sources_.AskAgainAfter() : kTick;
-    for (const WorkerPool::End& end : pool_.Wait(at_most, signals_.waiting_mask())) Handle(end);
+    const auto ends = pool_.Wait(at_most, signals_.waiting_mask(), OfferRenderer());
+    if (ends.empty()) StartRendererIfWanted();
+    for (const WorkerPool::End& end : ends) Handle(end);
     Tick();
   }
   return !HasMore();
@@ -129,7 +133,7 @@ void Indexer::HandleCrash(QueuedSource source, const WorkerPool::End& end) {
 void Indexer::RememberCrash(const QueuedSource& source, int signal, SourceReport* report) {
   const struct stat& tried = source.version->status();
   const std::string form = FormOf(source.path);
-  if (!IsOwnFault(signal) || !source.version->IsCurrent()) {
+  if (!posix::IsOwnFault(signal) || !source.version->IsCurrent()) {
     RecordPostponement(source.path, tried, form, report->cause.text, "");
     return;
   }

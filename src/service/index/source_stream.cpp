@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "posix/error_text.h"
 #include "service/base/machine_error.h"
 #include "service/base/source_path.h"
 #include "service/picture/media_names.h"
@@ -45,7 +46,7 @@ std::optional<SourceStream::Item> SourceStream::Next() {
         waiting_.push_back({Item::Kind::kUnreadableFolder,
                             folder.path,
                             0,
-                            TextOfError(folder.error),
+                            posix::TextOfError(folder.error),
                             {},
                             IsMachineError(folder.error)});
       }

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "posix/error_text.h"
 #include "service/base/machine_error.h"
 #include "service/build/failure_proof.h"
 #include "service/build/stored_facts.h"
@@ -193,7 +194,7 @@ void SourceWork::EndFailed(const std::string& form, const Thumbnail& none) {
   const int error = RecordFailure(source_, version_->status(), form, none.cause.text, none.tool);
   if (error == 0 || error == ENAMETOOLONG) return EndWith(BuildState::kFailed, none.cause);
   EndWith(BuildState::kPostponed,
-          {"its store cannot be written: " + TextOfError(error), "check its volume"});
+          {"its store cannot be written: " + posix::TextOfError(error), "check its volume"});
 }
 
 void SourceWork::EndWith(BuildState state, const Cause& cause) {

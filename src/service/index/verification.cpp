@@ -2,17 +2,16 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <optional>
-#include <vector>
 
 #include "posix/unique_fd.h"
 #include "service/base/folder_list.h"
+#include "service/base/machine_error.h"
 #include "service/build/likeness.h"
 #include "service/build/thumbnail_request.h"
 #include "service/picture/content_type.h"
@@ -29,13 +28,7 @@ namespace {
 bool IsReadable(const std::string& path) {
   const posix::UniqueFd file(
       open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!file) return false;
-  std::vector<char> buffer(size_t{1} << 18);
-  for (;;) {
-    const ssize_t count = read(file.get(), buffer.data(), buffer.size());
-    if (count == 0) return true;
-    if (count < 0 && errno != EINTR) return false;
-  }
+  return file && ErrorOfReading(file.get()) == 0;
 }
 
 // Whether the sides are in the proportion of the source's, turned or not, to a pixel or a fiftieth.

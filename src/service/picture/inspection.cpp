@@ -59,13 +59,14 @@ bool IsPreviewOf(pid_t process, const std::string& path) {
 }
 
 // What the library cannot read, the renderer may.
-Inspection ReadOtherwise(const std::string& path, const Inspection& failed, ThumbInfo* info) {
+Inspection ReadOtherwise(int file, const Inspection& failed, ThumbInfo* info) {
   if (failed.result != InspectionResult::kUnknownContent &&
       failed.result != InspectionResult::kDamaged) {
     return failed;
   }
-  const posix::UniqueFd file = OpenSource(path);
-  const auto facts = file ? FactsByRenderer(file.get()) : std::nullopt;
+  // The same file by another descriptor, whose offset the renderer may move.
+  const posix::UniqueFd again = OpenSource("/proc/self/fd/" + std::to_string(file));
+  const auto facts = again ? FactsByRenderer(again.get()) : std::nullopt;
   if (!facts) return failed;
   facts->ApplyTo(info);
   return {};
@@ -121,9 +122,7 @@ Inspection Inspect(ThumbInfo* info, WithPreview preview, const SourceVersion* ve
   if (S_ISDIR(SourceFacts::StatusOf(*info).st_mode)) {
     return {InspectionResult::kUnknownContent, cause::kUnknownContent};
   }
-  // The same file by another descriptor, whose offset the renderer may move.
-  const std::string again = "/proc/self/fd/" + std::to_string(file.get());
-  return ReadOtherwise(again, ReadMetadata(file.get(), preview, info), info);
+  return ReadOtherwise(file.get(), ReadMetadata(file.get(), preview, info), info);
 }
 
 InspectedSource::InspectedSource(const std::string& path, bool allow_gif,

@@ -1,13 +1,17 @@
 #include "service/picture/picture_renderer.h"
 
+#include <sys/mman.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
 #include <climits>
 #include <memory>
+#include <mutex>
 #include <string>
 
+#include "posix/unique_fd.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::service {
@@ -55,16 +59,44 @@ bool IsBigTiff(int file) {
 }  // namespace
 
 render::Renderer* PictureRenderer() {
-  if (vexaplatform::CurrentSettings()->service.engine == vexaplatform::Engine::kTools) {
+  if (vexaplatform::CurrentSettings()->service.engine == vexaplatform::EngineSetting::kTools) {
     return nullptr;
   }
   static const std::unique_ptr<render::Renderer> renderer = FindRenderer();
-  return renderer.get();
+  if (renderer == nullptr) return nullptr;
+  const auto why_not_started = renderer->WhyNotStarted();
+  if (!why_not_started) return renderer.get();
+  static std::once_flag is_told;
+  std::call_once(is_told, [&] {
+    syslog(LOG_ERR, "%s; pictures come from the tools", why_not_started->c_str());
+  });
+  return nullptr;
+}
+
+int OfferRenderer() {
+  render::Renderer* const renderer = PictureRenderer();
+  return renderer == nullptr ? -1 : renderer->Offer();
+}
+
+void StartRendererIfWanted() {
+  if (render::Renderer* const renderer = PictureRenderer()) renderer->StartIfWanted();
 }
 
 std::string RendererProgram() {
   const render::Renderer* const renderer = PictureRenderer();
   return renderer == nullptr ? "" : renderer->program();
+}
+
+std::optional<std::string> WhyRendererCannotWork() {
+  render::Renderer* const renderer = PictureRenderer();
+  const posix::UniqueFd nothing(memfd_create("nothing", MFD_CLOEXEC));
+  if (renderer == nullptr) return std::nullopt;
+  render::Job job;
+  job.source = nothing.get();
+  job.limits = RendererLimits();
+  const render::Answer answer = renderer->Run(job);
+  return answer.ending == render::Ending::kStopped ? std::make_optional(answer.detail)
+                                                   : std::nullopt;
 }
 
 render::JobLimits RendererLimits() {

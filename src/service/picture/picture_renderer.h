@@ -10,12 +10,23 @@
 namespace vexathumb::service {
 
 // The renderer of this process, and of those that it forks: a program beside this one, or where it
-// was installed. Null where it is not installed, and where the settings want the tools alone
-// (engine = tools). Started by its first job. Callable from any thread.
+// was installed. Null where it is not installed, where the settings want the tools alone (engine =
+// tools), and while it cannot be started, which is logged once. Started by its first job. Callable
+// from any thread.
 render::Renderer* PictureRenderer();
+
+// Has the processes that this one will fork share one renderer, which StartRendererIfWanted()
+// starts when the first of them wants it: when something can be read from this descriptor. -1 where
+// there is nothing to wait for (any more). Callable again and again.
+int OfferRenderer();
+void StartRendererIfWanted();
 
 // Its path; empty where there is none.
 std::string RendererProgram();
+
+// Tries a job of nothing. Why even that cannot be done; nothing where it can, and where there is no
+// renderer.
+std::optional<std::string> WhyRendererCannotWork();
 
 // What a job may take, by the settings.
 render::JobLimits RendererLimits();

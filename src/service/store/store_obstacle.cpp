@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "service/base/machine_error.h"
+#include "posix/error_text.h"
 #include "service/store/store_files.h"
 #include "service/store/store_place_check.h"
 
@@ -43,7 +43,7 @@ std::optional<StoreObstacle> FindStoreObstacle(const std::string& source) {
   }
   errno = 0;
   if (IsStoreWritable(source)) return std::nullopt;
-  return ObstacleOf(errno, place.directory + (errno == 0 ? "" : ": " + TextOfError(errno)));
+  return ObstacleOf(errno, place.directory + (errno == 0 ? "" : ": " + posix::TextOfError(errno)));
 }
 
 }  // namespace vexathumb::service

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "posix/error_text.h"
 #include "service/base/machine_error.h"
 #include "service/base/path_name.h"
 #include "service/picture/media_names.h"
@@ -126,7 +127,7 @@ std::optional<SourceItem> WatchedSources::LookThrough() {
     }
     auto file = walk_->Next();
     for (const UnreadableFolder& folder : walk_->TakeUnreadable()) {
-      note_(folder.path, TextOfError(folder.error));
+      note_(folder.path, posix::TextOfError(folder.error));
     }
     if (!file) {
       if (walk_->AtEnd()) walk_.reset();

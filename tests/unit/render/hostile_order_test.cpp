@@ -11,7 +11,7 @@
 
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
-#include "render/message.h"
+#include "posix/message.h"
 #include "render/order.h"
 #include "unit/render/render_test.h"
 
@@ -55,9 +55,9 @@ class HostileOrderTest : public RenderTest {
     UniqueFd other_end(ends[1]);
     std::vector<int> descriptors = {other_end.get()};
     descriptors.insert(descriptors.end(), rest.begin(), rest.end());
-    EXPECT_TRUE(SendMessage(server_.get(), data, size, descriptors));
+    EXPECT_TRUE(posix::SendMessage(server_.get(), data, size, descriptors));
     other_end.Close();
-    ReceiveMessage(own_end.get(), &answer, sizeof(answer));
+    posix::ReceiveMessage(own_end.get(), &answer, sizeof(answer));
     return answer;
   }
 
@@ -98,7 +98,7 @@ TEST_F(HostileOrderTest, WithOtherDescriptorsIsRefused) {
        {std::vector<int>{}, {source_.get()}, {source_.get(), file_.get(), file_.get()}}) {
     EXPECT_EQ(Send(&order, sizeof(order), descriptors).ending, Ending::kStopped);
   }
-  EXPECT_TRUE(SendMessage(server_.get(), &order, sizeof(order), {}));
+  EXPECT_TRUE(posix::SendMessage(server_.get(), &order, sizeof(order), {}));
   ExpectItServes();
 }
 

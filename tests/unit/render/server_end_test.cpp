@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -124,11 +125,109 @@ TEST_F(ServerTest, IsSharedByForkedProcesses) {
   EXPECT_EQ(Servers().size(), 1U);
 }
 
+// A process that does a job at a sign of its own.
+class Worker {
+ public:
+  explicit Worker(const std::function<bool()>& job) {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    sign_ = posix::UniqueFd(ends[1]);
+    process_ = fork();
+    if (process_ == 0) {
+      char sign = 0;
+      _exit(read(ends[0], &sign, 1) == 1 && job() ? 0 : 1);
+    }
+    close(ends[0]);
+  }
+
+  void Begin() const { EXPECT_EQ(write(sign_.get(), "", 1), 1); }
+
+  // Whether its job was done.
+  bool End() const {
+    int status = -1;
+    return waitpid(process_, &status, 0) == process_ && status == 0;
+  }
+
+ private:
+  posix::UniqueFd sign_;
+  pid_t process_ = -1;
+};
+
+class OfferedServerTest : public ServerTest {
+ protected:
+  Worker Fork() {
+    return Worker([this] { return Run("source", {}, renderer_).ending == Ending::kDone; });
+  }
+  void AwaitWish() {
+    pollfd wish = {renderer_.Offer(), POLLIN, 0};
+    EXPECT_EQ(poll(&wish, 1, 120000), 1);
+    renderer_.StartIfWanted();
+  }
+
+  Renderer renderer_{program_};
+};
+
+TEST_F(OfferedServerTest, StartsWhenTheFirstOfTheForkedProcessesWantsIt) {
+  EXPECT_GE(renderer_.Offer(), 0);
+  Worker first = Fork();
+  Worker second = Fork();
+  renderer_.StartIfWanted();
+  EXPECT_TRUE(Servers().empty());
+  first.Begin();
+  AwaitWish();
+  EXPECT_EQ(renderer_.Offer(), -1);
+  EXPECT_TRUE(first.End());
+  const std::vector<pid_t> servers = Servers();
+  EXPECT_EQ(servers.size(), 1U);
+  second.Begin();
+  EXPECT_TRUE(second.End());
+  EXPECT_EQ(Servers(), servers);
+  EXPECT_EQ(Run("source", {}, renderer_).ending, Ending::kDone);
+  EXPECT_EQ(Servers(), servers);
+}
+
+TEST_F(OfferedServerTest, IsReplacedByThoseWhoMeetItsEnd) {
+  renderer_.Offer();
+  Worker first = Fork();
+  Worker second = Fork();
+  Worker idle = Fork();  // which has the connection open and does nothing
+  first.Begin();
+  AwaitWish();
+  EXPECT_TRUE(first.End());
+  for (const pid_t server : Servers()) kill(server, SIGKILL);
+  EXPECT_TRUE(IsGone());
+  second.Begin();
+  EXPECT_TRUE(second.End());
+  idle.Begin();
+  EXPECT_TRUE(idle.End());
+}
+
+TEST_F(OfferedServerTest, OfAProgramThatIsNoneIsMissed) {
+  renderer_.Offer();
+  Worker worker = Fork();
+  fs::remove(program_);
+  worker.Begin();
+  AwaitWish();
+  EXPECT_FALSE(worker.End());
+}
+
 TEST_F(ServerTest, IsReplacedWhenItWasKilledBetweenJobs) {
   Renderer renderer(program_);
   Run("source", {}, renderer);
   for (const pid_t server : Servers()) kill(server, SIGKILL);
   EXPECT_TRUE(IsGone());
+  EXPECT_EQ(Run("source", JobOf(Fitting(120)), renderer).ending, Ending::kDone);
+}
+
+TEST_F(ServerTest, OfAProgramThatHasServedIsMissedForThatJobAlone) {
+  Renderer renderer(program_);
+  Run("source", {}, renderer);
+  const std::vector<pid_t> servers = Servers();
+  fs::remove(program_);
+  for (const pid_t server : servers) kill(server, SIGKILL);
+  EXPECT_TRUE(WaitFor([&] { return Run("source", {}, renderer).ending == Ending::kStopped; }));
+  EXPECT_FALSE(renderer.WhyNotStarted());
+  fs::copy_file(RENDERER, program_);
   EXPECT_EQ(Run("source", JobOf(Fitting(120)), renderer).ending, Ending::kDone);
 }
 

@@ -21,7 +21,7 @@ struct ShareSettings {
 };
 
 // What makes thumbnails in our programs.
-enum class Engine {
+enum class EngineSetting {
   kAuto,   // the renderer where it is installed and has a loader, else the tools
   kTools,  // the library's tools alone
 };
@@ -32,7 +32,7 @@ struct ServiceSettings {
   int builders = 0;   // builds at once on the machine, 0 to 1024; 0: as many as processors
   int waiting = 100;  // builds that may wait for their turn besides, 0 to 10000
   int patience = 10;  // for which a web request waits for its turn, 1 to 3600 seconds
-  Engine engine = Engine::kAuto;
+  EngineSetting engine = EngineSetting::kAuto;
   bool compaction = true;           // re-encode thumbnails that the fast path left as BMP data
   int quality = 85;                 // of JPEGs that our programs encode, 1 to 100
   int free_boxes = 16;              // thumbnails of free boxes kept for one source, 0 to 1000
