@@ -26,3 +26,13 @@ configure_file(cmake/vexathumb.pc.in vexathumb.pc @ONLY)
 configure_file(cmake/vexaplatform.pc.in vexaplatform.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vexathumb.pc ${CMAKE_CURRENT_BINARY_DIR}/vexaplatform.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+include(CMakePackageConfigHelpers)
+configure_package_config_file(cmake/vexathumb-config.cmake.in vexathumb-config.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vexathumb
+  PATH_VARS CMAKE_INSTALL_LIBDIR VEXATHUMB_INCLUDEDIR)
+write_basic_package_version_file(vexathumb-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/vexathumb-config.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/vexathumb-config-version.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vexathumb COMPONENT libvexathumb-dev)

@@ -24,11 +24,15 @@ inline std::string TextOfSignal(int signal) {
   return "signal " + std::to_string(signal) + ", " + strsignal(signal);
 }
 
-// What a process did at last, by the status that wait() tells: "was ended by signal 9, Killed",
-// "left with status 1".
+// What a process did at last: "was ended by signal 9, Killed", "left with status 1". By the status
+// that wait() tells, or by what waitid() does.
 inline std::string TextOfEnd(int status) {
   return WIFSIGNALED(status) ? "was ended by " + TextOfSignal(WTERMSIG(status))
                              : "left with status " + std::to_string(WEXITSTATUS(status));
+}
+inline std::string TextOfEnd(const siginfo_t& ended) {
+  return TextOfEnd(ended.si_code == CLD_EXITED ? W_EXITCODE(ended.si_status, 0)
+                                               : W_EXITCODE(0, ended.si_status));
 }
 
 // Whether the machine would give so many bytes: a process that had none left met its own limit.

@@ -5,12 +5,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "vexaplatform/quiet_tools.h"
+
 namespace vexaplatform {
 namespace {
 
 using vexathumb::posix::UniqueFd;
 
 constexpr int kFirstOther = STDERR_FILENO + 1;
+
+thread_local int quiet = 0;  // how many of these live
 
 int TakeEnds(int hosts_end, int tools_end, Channel* channel) {
   channel->hosts_end = UniqueFd(hosts_end);
@@ -47,8 +51,12 @@ int MakeSignChannel(Channel* channel) {
   return pipe2(ends, O_CLOEXEC) == 0 ? TakeEnds(ends[0], ends[1], channel) : -1;
 }
 
+QuietTools::QuietTools() { ++quiet; }
+
+QuietTools::~QuietTools() { --quiet; }
+
 bool HasErrorOutput() {
-  if (fcntl(STDERR_FILENO, F_GETFD) == -1) return false;
+  if (quiet > 0 || fcntl(STDERR_FILENO, F_GETFD) == -1) return false;
   struct stat output {};
   struct stat error {};
   // A terminal is both, and for the same eyes.

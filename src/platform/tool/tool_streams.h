@@ -40,8 +40,8 @@ int MakeOutputChannel(Channel* channel);
 // Nothing is sent but signs of life, from the tool's end to the host's.
 int MakeSignChannel(Channel* channel);
 
-// Whether this process has a standard error that a tool may write to: not what ends, in a pipe, a
-// socket or a file, in its standard output.
+// Whether this process has a standard error that a tool of this thread may write to: not what ends,
+// in a pipe, a socket or a file, in its standard output, and none while a QuietTools lives.
 bool HasErrorOutput();
 
 }  // namespace vexaplatform

@@ -13,8 +13,8 @@
 #include <system_error>
 
 #include "programs/vexathumb-web/answer.h"
-#include "programs/vexathumb-web/leftovers.h"
 #include "programs/vexathumb-web/workers.h"
+#include "service/serve/upkeep.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::web {
@@ -107,7 +107,7 @@ int ServeFastCgi(int socket) {
   CloseLocalConnectionsAtOnce(socket);
   if (FCGX_Init() != 0 || FCGX_InitRequest(&request, socket, 0) != 0) return EXIT_FAILURE;
   OnTerminationFinish();
-  SweepLeftoversHourly();
+  service::SweepLeftoversHourly();
   BeCounted();
   while (FCGX_Accept_r(&request) == 0) {
     {
@@ -115,8 +115,8 @@ int ServeFastCgi(int socket) {
       if (stream) AnswerRequest(request.envp);
     }
     FCGX_Finish_r(&request);
-    EvictNotedFreeBoxes();
-    SweepLeftoversHourly();
+    service::EvictNotedFreeBoxes();
+    service::SweepLeftoversHourly();
     BeCounted();
   }
   return EXIT_SUCCESS;

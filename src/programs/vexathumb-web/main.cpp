@@ -8,8 +8,8 @@
 
 #include "programs/vexathumb-web/answer.h"
 #include "programs/vexathumb-web/fastcgi_server.h"
-#include "programs/vexathumb-web/leftovers.h"
 #include "service/picture/metadata_warnings.h"
+#include "service/serve/upkeep.h"
 
 int main() {
   openlog("vexathumb-web", LOG_PID, LOG_USER);
@@ -23,7 +23,7 @@ int main() {
     return 2;
   }
   vexathumb::web::AnswerRequest(environ);
-  vexathumb::web::EvictNotedFreeBoxes();
-  vexathumb::web::SweepLeftoversHourly();
+  vexathumb::service::EvictNotedFreeBoxes();
+  vexathumb::service::SweepLeftoversHourly();
   return EXIT_SUCCESS;
 }

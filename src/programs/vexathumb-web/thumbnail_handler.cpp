@@ -7,13 +7,14 @@
 #include <optional>
 #include <string>
 
-#include "programs/vexathumb-web/leftovers.h"
 #include "programs/vexathumb-web/picture_sender.h"
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/shared_file.h"
 #include "programs/vexathumb-web/thumbnail_parameters.h"
 #include "programs/vexathumb-web/workers.h"
+#include "service/serve/delivery.h"
 #include "service/serve/obtain.h"
+#include "service/serve/upkeep.h"
 #include "vexaplatform/expected_file.h"
 
 namespace vexathumb::web {
@@ -57,18 +58,6 @@ service::ObtainOptions OptionsFrom(const vexaplatform::Settings& settings) {
   return options;
 }
 
-// The status of the file that is to be sent: the source as it was found, or a file of a store,
-// found again without following a link that somebody may have put in the place of a folder
-// meanwhile.
-struct stat StatusToSend(const service::Thumbnail& thumbnail, const SharedFile& source,
-                         const vexaplatform::Settings& settings) {
-  if (thumbnail.owner == service::Owner::kSource) return source.file.status;
-  auto status = service::StatusBeneath(source.share.path, thumbnail.path);
-  if (!status) status = service::StatusBeneath(settings.root, thumbnail.path);
-  if (!status) throw NotFound();
-  return *status;
-}
-
 }  // namespace
 
 void SendThumbnail(const Request& request, const vexaplatform::Settings& settings) {
@@ -81,12 +70,15 @@ void SendThumbnail(const Request& request, const vexaplatform::Settings& setting
   service::ObtainOptions options = OptionsFrom(settings);
   options.free_box_store = source.share.path;
   const service::Thumbnail thumbnail = service::ObtainThumbnail(asked, options);
-  NoteFreeBoxes(source.share.path, thumbnail.free_box_bytes);
+  service::NoteFreeBoxes(source.share.path, thumbnail.free_box_bytes);
   if (thumbnail.outcome != Outcome::kPicture) throw ProblemOf(thumbnail);
   std::optional<vexaplatform::ExpectedFile> expected;
   // What was made for this request has a name that nobody knows.
   if (thumbnail.owner != service::Owner::kCaller) {
-    expected.emplace(thumbnail.path, StatusToSend(thumbnail, source, settings));
+    const auto status =
+        StatusToDeliver(thumbnail, source.file.status, {source.share.path, settings.root});
+    if (!status) throw NotFound();
+    expected.emplace(thumbnail.path, *status);
   }
   SendPicture(thumbnail, asked, request);
 }

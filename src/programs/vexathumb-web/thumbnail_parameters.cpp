@@ -8,8 +8,7 @@
 namespace vexathumb::web {
 namespace {
 
-constexpr int kLargestSide = 4096;
-
+using service::kLargestSide;
 using service::ThumbnailRequest;
 
 void TakeLabel(const std::string& label, ThumbnailRequest* request) {

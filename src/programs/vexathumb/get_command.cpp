@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <chrono>
 #include <iostream>
@@ -18,7 +16,6 @@
 #include "service/serve/delivery.h"
 #include "service/serve/library_answer.h"
 #include "service/serve/obtain.h"
-#include "service/store/source_mark.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::program {
@@ -46,9 +43,6 @@ struct GetOptions {
   bool ToStandardOutput() const { return out == "-"; }
 };
 
-// Sides of a free box, in pixels.
-constexpr int kMaxBoxSide = 4096;
-
 std::optional<ThumbDimension> ParseBox(const std::string& text) {
   const size_t x = text.find('x');
   const auto side = [](const std::string& digits) {
@@ -59,7 +53,7 @@ std::optional<ThumbDimension> ParseBox(const std::string& text) {
   if (x == std::string::npos) return std::nullopt;
   const int width = side(text.substr(0, x));
   const int height = side(text.substr(x + 1));
-  const auto fits = [](int length) { return length >= 1 && length <= kMaxBoxSide; };
+  const auto fits = [](int length) { return length >= 1 && length <= service::kLargestSide; };
   if (!fits(width) || !fits(height)) return std::nullopt;
   return ThumbDimension(static_cast<uint32_t>(width), static_cast<uint32_t>(height));
 }
@@ -154,16 +148,6 @@ void Report(const Answer& answer, const GetOptions& options) {
   }
 }
 
-// Whether it says so itself, or has its mark.
-bool IsDamaged(const Thumbnail& thumbnail, const ThumbnailRequest& request) {
-  struct stat status = {};
-  if (thumbnail.owner != service::Owner::kStore || stat(request.source.c_str(), &status) != 0) {
-    return thumbnail.is_damaged;
-  }
-  const auto facts = service::ReadMarkedFacts(thumbnail.path, status);
-  return facts && facts->is_damaged;
-}
-
 // Fills in the answer as far as it comes; throws Failure when there is no thumbnail.
 void Answering(const GetOptions& options, Answer& answer) {
   const ThumbnailRequest request = RequestOf(options);
@@ -184,7 +168,7 @@ void Answering(const GetOptions& options, Answer& answer) {
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   answer.from = thumbnail.from;
   answer.mime = thumbnail.mime;
-  answer.is_damaged = IsDamaged(thumbnail, request);
+  answer.is_damaged = service::IsDamaged(thumbnail, request.source);
   if (*answer.is_damaged) PrintError(options.file, service::cause::kShownAsFarAsRead);
   answer.output = options.out.empty() ? thumbnail.path : service::AbsolutePath(options.out);
   if (!options.out.empty()) Deliver(thumbnail, request, options);

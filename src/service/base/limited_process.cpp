@@ -4,6 +4,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -37,6 +38,11 @@ constexpr int kConversation = 3;
 struct timeval TimeOf(milliseconds time) {
   return {static_cast<time_t>(time.count() / 1000),
           static_cast<suseconds_t>(time.count() % 1000 * 1000)};
+}
+
+// C++ programs cannot link the library's function in its release of Debian 12.
+posix::UniqueFd OpenProcess(pid_t process) {
+  return posix::UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
 }
 
 struct Task {
@@ -104,11 +110,12 @@ void KeepOnly(int conversation) {
   close_range(kConversation + 1, ~0U, 0);
 }
 
-LimitedProcess::End EndOf(int status) {
+LimitedProcess::End EndOf(const std::optional<siginfo_t>& ended) {
   using End = LimitedProcess::End;
-  if (WIFEXITED(status)) return End::kCrashed;
-  if (WTERMSIG(status) == SIGPROF) return End::kOutOfTime;
-  return posix::IsOwnFault(WTERMSIG(status)) ? End::kCrashed : End::kStopped;
+  if (!ended) return End::kStopped;
+  if (ended->si_code == CLD_EXITED) return End::kCrashed;
+  if (ended->si_status == SIGPROF) return End::kOutOfTime;
+  return posix::IsOwnFault(ended->si_status) ? End::kCrashed : End::kStopped;
 }
 
 }  // namespace
@@ -122,11 +129,24 @@ LimitedProcess::~LimitedProcess() {
 
 LimitedProcess::Result LimitedProcess::Run(int file, const std::string& task) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (owner_ != getpid()) socket_.Close();
+  LeaveToParent();
   const bool is_new = !socket_;
   Result result = RunOnce(file, task);
   if (result.end != End::kAnswered && !is_new) result = RunOnce(file, task);
   return result;
+}
+
+bool LimitedProcess::Prepare() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  LeaveToParent();
+  return socket_ || Start();
+}
+
+// In a fork of the host, what it has started is not ours.
+void LimitedProcess::LeaveToParent() {
+  if (owner_ == getpid()) return;
+  socket_.Close();
+  handle_.Close();
 }
 
 LimitedProcess::Result LimitedProcess::RunOnce(int file, const std::string& task) {
@@ -156,9 +176,9 @@ LimitedProcess::Result LimitedProcess::RunOnce(int file, const std::string& task
     result.answer = "waited too long";
     Bury();
   } else {
-    const int status = Bury();
-    result.end = EndOf(status);
-    result.answer = posix::TextOfEnd(status);
+    const auto ended = Bury();
+    result.end = EndOf(ended);
+    result.answer = ended ? posix::TextOfEnd(*ended) : "ended, nobody knows how";
   }
   return result;
 }
@@ -179,7 +199,13 @@ bool LimitedProcess::Start() {
   process_ = process;
   owner_ = getpid();
   socket_ = std::move(own_end);
-  return true;
+  handle_ = OpenProcess(process);
+  if (handle_) return true;
+  const int error = errno;
+  socket_.Close();  // which ends it
+  posix::Again([&] { return waitpid(process, nullptr, 0); });
+  errno = error;
+  return false;
 }
 
 void LimitedProcess::Serve(int socket) const {
@@ -208,14 +234,18 @@ void LimitedProcess::Serve(int socket) const {
   }
 }
 
-// Takes leave of the process. Its status.
-int LimitedProcess::Bury() {
-  int status = 0;
+// Takes leave of the process, and learns how it ended unless the host has been told in our place.
+std::optional<siginfo_t> LimitedProcess::Bury() {
+  siginfo_t ended = {};
   socket_.Close();
-  kill(process_, SIGKILL);  // no matter where it is dead already
-  posix::Again([&] { return waitpid(process_, &status, 0); });
-  process_ = -1;
-  return status;
+  syscall(SYS_pidfd_send_signal, handle_.get(), SIGKILL, nullptr,
+          0);  // no matter where it is dead already
+  const auto wait = [&] {
+    return waitid(P_PIDFD, static_cast<id_t>(handle_.get()), &ended, WEXITED);
+  };
+  const bool is_told = posix::Again(wait) == 0;
+  handle_.Close();
+  return is_told ? std::optional(ended) : std::nullopt;
 }
 
 }  // namespace vexathumb::service

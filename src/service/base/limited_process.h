@@ -4,9 +4,11 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstddef>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "posix/unique_fd.h"
@@ -23,7 +25,9 @@ namespace vexathumb::service {
 //   if (result.end == LimitedProcess::End::kAnswered) Use(result.answer);
 //
 // For any number of threads, whose jobs are done one after another, and for the forks of this
-// process, each of which gets one of its own.
+// process, each of which gets one of its own. It is a child of this one: where the host itself
+// waits for whatever child ends, or ignores SIGCHLD, it is not known how it ended, which counts as
+// kStopped.
 class LimitedProcess {
  public:
   // Is given an open file and what is asked about it; both texts are shorter than kLongestText.
@@ -61,17 +65,23 @@ class LimitedProcess {
   // in the first is not to be held against the file.
   Result Run(int file, const std::string& task);
 
+  // Has the process started where it is not; false, with errno set, when it cannot be.
+  bool Prepare();
+
  private:
   Result RunOnce(int file, const std::string& task);
   bool Start();
+  void LeaveToParent();
   [[noreturn]] void Serve(int socket) const;
-  int Bury();
+  std::optional<siginfo_t> Bury();
 
   const Job job_;
   const Limits limits_;
   std::mutex& held_by_jobs_;
   std::mutex mutex_;
   posix::UniqueFd socket_;
+  posix::UniqueFd
+      handle_;  // of the process: its number may be another's when the host waits for it
   pid_t process_ = -1;
   pid_t owner_ = -1;
 };

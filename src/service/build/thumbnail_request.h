@@ -10,6 +10,9 @@
 
 namespace vexathumb::service {
 
+// Of a free box that users may ask for, in pixels; none is below 1.
+constexpr int kLargestSide = 4096;
+
 // What a user of our programs asks for.
 struct ThumbnailRequest {
   std::string source;           // absolute path

@@ -164,13 +164,19 @@ void RemovePreviewsOf(pid_t process) {
   globfree(&found);
 }
 
+LimitedProcess& MetadataProcess() {
+  static LimitedProcess process(&Work, kLimits, ThumbInfo::exiv2_mutex_);
+  return process;
+}
+
 }  // namespace
+
+bool PrepareMetadataProcess() { return MetadataProcess().Prepare(); }
 
 MetadataAnswer AskAboutMetadata(int file, const std::string& name, MetadataQuestion question,
                                 const ThumbDimension& box) {
-  static LimitedProcess process(&Work, kLimits, ThumbInfo::exiv2_mutex_);
   MetadataAnswer answer;
-  answer.result = process.Run(
+  answer.result = MetadataProcess().Run(
       file, Join({std::string(1, static_cast<char>(question)), std::to_string(box.width_),
                   std::to_string(box.height_), IsKnownByName(name) ? "targa" : "other"}));
   if (answer.result.end == LimitedProcess::End::kAnswered) {

@@ -40,6 +40,9 @@ struct MetadataAnswer {
 MetadataAnswer AskAboutMetadata(int file, const std::string& name, MetadataQuestion question,
                                 const ThumbDimension& box);
 
+// Has the process started before it is needed. False, with errno set, when it cannot be.
+bool PrepareMetadataProcess();
+
 }  // namespace vexathumb::service
 
 #endif  // VEXATHUMB_SERVICE_PICTURE_METADATA_PROCESS_H_

@@ -1,12 +1,14 @@
 #include "service/picture/picture_renderer.h"
 
+#include <dlfcn.h>
+#include <link.h>
 #include <sys/mman.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
-#include <climits>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -22,17 +24,32 @@ constexpr uint64_t kMebibyte = uint64_t{1} << 20U;
 // The time that this many take is more than is allowed for one picture, whatever their type.
 constexpr uint64_t kMostPixels = uint64_t{1} << 30U;
 
-std::string FolderOfThisProgram() {
-  std::array<char, PATH_MAX> path = {};
-  const ssize_t size = readlink("/proc/self/exe", path.data(), path.size() - 1);
-  const std::string program(path.data(), size > 0 ? static_cast<size_t>(size) : 0);
-  return program.substr(0, program.rfind('/'));
+std::string RealPath(const std::string& path) {
+  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), &free);
+  return real == nullptr ? "" : real.get();
 }
 
+// The file that this code was loaded from: a program, or a library of somebody else's.
+std::string OwnFile() {
+  Dl_info info = {};
+  void* extra = nullptr;
+  if (dladdr1(reinterpret_cast<void*>(&PictureRenderer), &info, &extra, RTLD_DL_LINKMAP) == 0) {
+    return "";
+  }
+  const std::string name = static_cast<const link_map*>(extra)->l_name;
+  if (name.empty()) return "/proc/self/exe";  // a program itself has no name here
+  return name[0] == '/' ? name : RealPath(name);
+}
+
+// When it is loaded: the name may be one that holds for the current folder of then.
+const std::string own_file = OwnFile();
+
 std::unique_ptr<render::Renderer> FindRenderer() {
-  const std::string folder = FolderOfThisProgram();
-  for (const std::string& place :
-       {folder, folder + "/../libexec", std::string(VEXATHUMB_LIBEXEC)}) {
+  const std::string file = RealPath(own_file);
+  const std::string folder = file.substr(0, file.rfind('/'));
+  // A library may lie one folder deeper than programs do.
+  for (const std::string& place : {folder, folder + "/../bin", folder + "/../libexec",
+                                   folder + "/../../libexec", std::string(VEXATHUMB_LIBEXEC)}) {
     auto renderer = std::make_unique<render::Renderer>(place + "/" + kProgram);
     if (renderer->IsInstalled()) return renderer;
   }

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "service/base/output_file.h"
+#include "service/base/share_paths.h"
 #include "service/base/source_path.h"
 #include "service/picture/inspection.h"
 #include "thumb/thumb_convert_cmd.h"
@@ -89,6 +90,15 @@ void DeliverToStandardOutput(const Thumbnail& thumbnail, const std::string& sour
   const ThrowAwayGuard guard(thumbnail, no_target);
   fflush(stdout);
   CopyPicture(thumbnail, source, STDOUT_FILENO);
+}
+
+std::optional<struct stat> StatusToDeliver(const Thumbnail& thumbnail, const struct stat& source,
+                                           const std::vector<std::string>& folders) {
+  if (thumbnail.owner == Owner::kSource) return source;
+  for (const std::string& folder : folders) {
+    if (const auto status = StatusBeneath(folder, thumbnail.path)) return status;
+  }
+  return std::nullopt;
 }
 
 }  // namespace vexathumb::service

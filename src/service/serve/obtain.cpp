@@ -17,6 +17,7 @@
 #include "service/picture/source_version.h"
 #include "service/serve/metadata_cache.h"
 #include "service/store/failure_record.h"
+#include "service/store/source_mark.h"
 
 namespace vexathumb::service {
 namespace {
@@ -29,11 +30,9 @@ class Obtaining {
       : request_(request), options_(options) {}
 
   Thumbnail Run() {
-    if (auto stored = StoredByEarlierInspection()) return *stored;
-    if (auto failed = UninspectableByRecord()) return *failed;
+    if (auto answer = AnswerUninspected()) return *answer;
     PrepareEngine(request_);
-    if (auto answer = AnswerAtOnce()) return *answer;
-    if (auto failed = AnswerFromFailureRecord()) return *failed;
+    if (auto answer = AnswerInspected()) return *answer;
     const std::string& directory = options_.lock_directory;
     const BuildLimits limits = LimitsNow();
     const auto ticket = BuildTicket::Take(directory, limits);
@@ -42,10 +41,14 @@ class Obtaining {
     const auto lock = SourceLock::Take(directory, request_.source, limits, deadline);
     if (!lock) return Overload(kOthersBuild);
     // Another may have built it, or failed, while this one waited.
-    if (auto answer = AnswerAtOnce()) return *answer;
-    if (auto failed = AnswerFromFailureRecord()) return *failed;
+    if (auto answer = AnswerInspected()) return *answer;
     const auto slot = BuildSlot::Take(directory, limits, deadline);
     return slot ? Build() : Overload(kOthersBuild);
+  }
+
+  std::optional<Thumbnail> RunWithoutBuilding() {
+    if (auto answer = AnswerUninspected()) return answer;
+    return AnswerInspected();
   }
 
  private:
@@ -69,6 +72,18 @@ class Obtaining {
 
   static Thumbnail Overload(const char* cause) {
     return Thumbnail::None(Outcome::kOverload, {cause, "run again later"});
+  }
+
+  // What needs no building, nor reading the source.
+  std::optional<Thumbnail> AnswerUninspected() {
+    if (auto stored = StoredByEarlierInspection()) return stored;
+    return UninspectableByRecord();
+  }
+
+  // What needs no building.
+  std::optional<Thumbnail> AnswerInspected() {
+    if (auto answer = AnswerAtOnce()) return answer;
+    return AnswerFromFailureRecord();
   }
 
   // Reads the source as it is now; the answer, if that alone gives one.
@@ -257,6 +272,20 @@ ObtainOptions ObtainOptionsFrom(const vexaplatform::ServiceSettings& settings) {
 
 Thumbnail ObtainThumbnail(const ThumbnailRequest& request, const ObtainOptions& options) {
   return Obtaining(request, options).Run();
+}
+
+std::optional<Thumbnail> AnswerWithoutBuilding(const ThumbnailRequest& request,
+                                               const ObtainOptions& options) {
+  return Obtaining(request, options).RunWithoutBuilding();
+}
+
+bool IsDamaged(const Thumbnail& thumbnail, const std::string& source) {
+  struct stat status = {};
+  if (thumbnail.owner != Owner::kStore || stat(source.c_str(), &status) != 0) {
+    return thumbnail.is_damaged;
+  }
+  const auto facts = ReadMarkedFacts(thumbnail.path, status);
+  return facts && facts->is_damaged;
 }
 
 }  // namespace vexathumb::service

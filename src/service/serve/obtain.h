@@ -34,6 +34,15 @@ ObtainOptions ObtainOptionsFrom(const vexaplatform::ServiceSettings& settings);
 // cannot be had.
 Thumbnail ObtainThumbnail(const ThumbnailRequest& request, const ObtainOptions& options);
 
+// What the same would answer without building; nothing where it would build. Waits for nobody. Of
+// a source that cannot even be read it may be recorded why.
+std::optional<Thumbnail> AnswerWithoutBuilding(const ThumbnailRequest& request,
+                                               const ObtainOptions& options);
+
+// Whether the picture shows what could be read of a source that is cut short: it says so itself, or
+// has its mark.
+bool IsDamaged(const Thumbnail& thumbnail, const std::string& source);
+
 }  // namespace vexathumb::service
 
 #endif  // VEXATHUMB_SERVICE_SERVE_OBTAIN_H_

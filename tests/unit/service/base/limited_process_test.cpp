@@ -128,6 +128,16 @@ INSTANTIATE_TEST_SUITE_P(, BadEndTest,
                                          BadEnd{"Killed", "be killed", End::kStopped}),
                          kit::CaseName());
 
+// The host may wait for its children itself, or for none: then nothing proves that the file is bad.
+TEST_F(LimitedProcessTest, EndsInAWayNobodyKnowsWhereTheHostIgnoresItsChildren) {
+  const auto before = signal(SIGCHLD, SIG_IGN);
+  const End end = Run("throw").end;
+  const std::string answer = Run("read").answer;
+  signal(SIGCHLD, before);
+  EXPECT_EQ(end, End::kStopped);
+  EXPECT_EQ(answer, "its content");
+}
+
 TEST_F(LimitedProcessTest, IsReplacedWhenItWasKilledMeanwhile) {
   const pid_t process = std::stoi(Run("process").answer);
   kill(process, SIGKILL);
