@@ -100,7 +100,7 @@ def _compare_size(
         cold = ColdGet(place, source, size, animated)
         file_type = _result_type(cold)
         contestants: list[FirstThumbnail] = [cold, WarmRequest(place, source, size, animated, worker)]
-        for maker in plan.animators if animated else plan.makers:
+        for maker in plan.animators if animated else plan.makers_of(picture.name):
             contestants.append(Peer(place, maker, picture, size, file_type))
         series = in_turns(list(contestants), plan.rounds, plan.warms_up, plan.watched)
     finally:

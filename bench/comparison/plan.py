@@ -15,6 +15,11 @@ LEFT_OUT_BY_QUICK = (
     "jpeg-24mp", "jpeg-48mp", "jpeg-12mp-turned", "jpeg-24mp-turned", "jpeg-48mp-turned",
     "jpeg-12mp-progressive",
 )  # fmt: skip
+# Pictures that differ from others little in what the peers that no limit goes by would take.
+VARIANTS = (
+    "jpeg-24mp", "jpeg-48mp", "jpeg-24mp-turned", "jpeg-48mp-turned", "png-12mp-alpha", "png-1mp",
+    "jpeg-12mp-adobe",
+)  # fmt: skip
 CLASSES = KINDS + FOLDERS + COUNTS
 
 
@@ -37,9 +42,9 @@ class Plan:
     def sizes(self) -> tuple[str, ...]:
         return ("small",) if self.quick else tuple(SIDES)
 
-    @property
-    def makers(self) -> list[Maker]:
-        return MAKERS
+    def makers_of(self, name: str) -> list[Maker]:
+        """Slow peers make a thumbnail of one picture of a kind."""
+        return [maker for maker in MAKERS if maker.name == VIPS] if name in VARIANTS else MAKERS
 
     def makers_of_folder(self, name: str, jobs: int) -> list[Maker]:
         """The peers but the one that limits go by take minutes for a folder: they have one of each."""
@@ -80,5 +85,5 @@ class Plan:
     @property
     def files(self) -> dict[str, int]:
         """How many lie in the folder of a class."""
-        jpegs, others, mixed = (3, 2, 4) if self.quick else (30, 4, 12)
+        jpegs, others, mixed = (3, 2, 4) if self.quick else (30, 8, 12)
         return {"jpeg": jpegs, "mixed": mixed} | dict.fromkeys(("png", "tiff", "webp", "heic", "avif"), others)
