@@ -16,6 +16,8 @@ install(FILES deploy/completions/_vexathumb
   DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT vexathumb)
 install(FILES deploy/completions/vexathumb.fish
   DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT vexathumb)
+install(FILES deploy/vexathumb.thumbnailer DESTINATION ${CMAKE_INSTALL_DATADIR}/thumbnailers
+  COMPONENT vexathumb)
 
 install(FILES docs/vexathumb-web.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT vexathumb-web)
 install(DIRECTORY web DESTINATION ${CMAKE_INSTALL_DATADIR}/vexathumb COMPONENT vexathumb-web)

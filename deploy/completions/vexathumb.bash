@@ -10,7 +10,7 @@ _vexathumb() {
   fi
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case "${command:+$command }${COMP_WORDS[i]}" in
-      "get" | "build" | "info" | "watch" | "plan" | "farm" | "failures" | "clean" | "stat" | "verify" | "doctor" | "farm prepare" | "farm follow" | "farm report") command="${command:+$command }${COMP_WORDS[i]}" ;;
+      "get" | "build" | "info" | "watch" | "plan" | "farm" | "failures" | "clean" | "stat" | "verify" | "doctor" | "desktop-thumbnail" | "farm prepare" | "farm follow" | "farm report") command="${command:+$command }${COMP_WORDS[i]}" ;;
     esac
   done
   case "$command $previous" in
@@ -77,6 +77,9 @@ _vexathumb() {
     "clean --gone")
       mapfile -t COMPREPLY < <(compgen -f -- "$current")
       return ;;
+    "desktop-thumbnail -s" | "desktop-thumbnail --size")
+      mapfile -t COMPREPLY < <(compgen -f -- "$current")
+      return ;;
     "farm prepare --log")
       mapfile -t COMPREPLY < <(compgen -f -- "$current")
       return ;;
@@ -92,7 +95,7 @@ _vexathumb() {
   esac
   case "$command" in
     "")
-      words="get build info watch plan farm failures clean stat verify doctor"
+      words="get build info watch plan farm failures clean stat verify doctor desktop-thumbnail"
       options="--version -h --help" ;;
     "get")
       options="--rotate --avatar --gif --store --only-stored --smaller --any-share --library -o --json --version -h --help --size --box" ;;
@@ -117,6 +120,8 @@ _vexathumb() {
       options="--decode --repair --json --version -h --help" ;;
     "doctor")
       options="--json --version -h --help" ;;
+    "desktop-thumbnail")
+      options="-s --size --version -h --help" ;;
     "farm prepare")
       options="-h --help --log --program" ;;
     "farm follow")

@@ -81,6 +81,16 @@ thread_local std::shared_ptr<const Settings> held;
 
 }  // namespace
 
+std::vector<Network> LoopbackNetworks() {
+  constexpr int kFirstByteOfMapped = 96 + 8;
+  Network of_v4;
+  of_v4.address = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 127};
+  of_v4.prefix = kFirstByteOfMapped;
+  Network of_v6;
+  of_v6.address.back() = 1;
+  return {of_v4, of_v6};
+}
+
 std::shared_ptr<const Settings> CurrentSettings() {
   return held == nullptr ? LookUpSettings() : held;
 }

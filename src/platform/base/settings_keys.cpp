@@ -1,5 +1,7 @@
 #include "platform/base/settings_keys.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <charconv>
 #include <map>
@@ -155,6 +157,43 @@ SettingsValue HostNames(std::vector<std::string> HttpSettings::*field) {
   return {"names of hosts without ports, with spaces between them", take};
 }
 
+// "192.0.2.0/24", "2001:db8::/32", or one address.
+bool TakeNetwork(const std::string& text, Network* network) {
+  constexpr int kBitsOfMapping = 96;
+  const size_t slash = text.find('/');
+  const std::string address = text.substr(0, slash);
+  const bool is_v4 = address.find(':') == std::string::npos;
+  const std::string mapped = (is_v4 ? "::ffff:" : "") + address;
+  if (inet_pton(AF_INET6, mapped.c_str(), network->address.data()) != 1) return false;
+  if (slash == std::string::npos) return true;
+  const char* const end = text.data() + text.size();
+  int bits = 0;
+  const auto [stop, error] = std::from_chars(text.data() + slash + 1, end, bits);
+  network->prefix = is_v4 ? bits + kBitsOfMapping : bits;
+  return error == std::errc() && stop == end && bits >= 0 && network->prefix <= 128;
+}
+
+// In the place of those that it had.
+SettingsValue Networks(std::vector<Network> ServiceSettings::*field) {
+  const auto take = [field](const std::string& text, const SettingsTarget& target) {
+    std::vector<Network> networks;
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+      if (word == "loopback") {
+        for (const Network& loopback : LoopbackNetworks()) networks.push_back(loopback);
+      } else if (Network network; TakeNetwork(word, &network)) {
+        networks.push_back(network);
+      } else if (text != "off") {
+        return false;
+      }
+    }
+    if (text.empty()) return false;
+    PartOf<ServiceSettings>(target).*field = std::move(networks);
+    return true;
+  };
+  return {"off, or loopback and networks like 192.0.2.0/24 with spaces between them", take};
+}
+
 const std::vector<SettingsKey>& Keys() {
   constexpr int kMost = 1 << 20;
   static const std::vector<SettingsKey> keys = {
@@ -179,6 +218,7 @@ const std::vector<SettingsKey>& Keys() {
       {"service", "free_boxes", Number(&ServiceSettings::free_boxes, 0, 1000)},
       {"service", "free_box_space", Number(&ServiceSettings::free_box_space, 1, kMost)},
       {"service", "free_box_store_space", Number(&ServiceSettings::free_box_store_space, 1, kMost)},
+      {"service", "metrics", Networks(&ServiceSettings::metrics)},
 
       {"http", "delivery",
        OneOf(&HttpSettings::delivery, {{"self", HttpDelivery::kSelf},

@@ -6,20 +6,36 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <string_view>
 #include <vector>
+
+#include "vexaplatform/http_delivery.h"
 
 namespace vexaplatform {
 namespace {
 
 constexpr off_t kBlockSize = 1 << 16;
 
+thread_local int last_status = 0;
+
+// Without a line that says so it is 200.
+int StatusOf(const std::string& head) {
+  constexpr std::string_view kLine = "Status: ";
+  constexpr int kOk = 200;
+  return head.compare(0, kLine.size(), kLine) == 0 ? atoi(head.c_str() + kLine.size()) : kOk;
+}
+
 }  // namespace
+
+int LastStatus() { return last_status; }
 
 ResponseOutput::ResponseOutput() : stream_(stdout), descriptor_(fileno(stdout)) {
   if (descriptor_ >= 0) pipe_signal_block_.emplace();
 }
 
 bool ResponseOutput::SendHead(const std::string& head) {
+  last_status = StatusOf(head);
   return fwrite(head.data(), 1, head.size(), stream_) == head.size() && Flush();
 }
 

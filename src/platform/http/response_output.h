@@ -19,7 +19,8 @@ class ResponseOutput {
  public:
   ResponseOutput();
 
-  // Sends the headers, after what is in the stream's buffer and before any body.
+  // Sends the headers, after what is in the stream's buffer and before any body. Their status is
+  // LastStatus() from then on.
   bool SendHead(const std::string& head);
 
   // Sends `size` bytes.

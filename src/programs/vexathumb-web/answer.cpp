@@ -7,35 +7,61 @@
 #include "programs/vexathumb-web/album_handler.h"
 #include "programs/vexathumb-web/health.h"
 #include "programs/vexathumb-web/host_name.h"
+#include "programs/vexathumb-web/metrics.h"
+#include "programs/vexathumb-web/metrics_handler.h"
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/request.h"
 #include "programs/vexathumb-web/response.h"
 #include "programs/vexathumb-web/thumbnail_handler.h"
+#include "vexaplatform/http_delivery.h"
 #include "vexaplatform/settings.h"
 
 namespace vexathumb::web {
 namespace {
 
-void Dispatch(const Request& request) {
+// The status of the answer.
+int Dispatch(const Request& request, const vexaplatform::Settings& settings) {
+  constexpr int kOk = 200;
   if (request.method != "GET" && request.method != "HEAD") {
     throw Problem(405, "Only GET and HEAD are answered here.");
   }
-  const vexaplatform::SettingsHold hold;
-  const auto settings = vexaplatform::CurrentSettings();
   for (const std::string& host : request.hosts) {
-    if (!IsOneOfHosts(host, settings->http.hosts)) {
+    if (!IsOneOfHosts(host, settings.http.hosts)) {
       throw Problem(421, "The settings do not name this host.");
     }
   }
   switch (request.route) {
     case Route::kThumb:
-      return SendThumbnail(request, *settings);
+      SendThumbnail(request, settings);
+      return vexaplatform::LastStatus();
     case Route::kAlbum:
-      return SendAlbum(request, *settings);
+      SendAlbum(request, settings);
+      return kOk;
     case Route::kHealth:
-      return SendHealth(request, *settings);
+      SendHealth(request, settings);
+      return kOk;
+    case Route::kMetrics:
+      SendMetrics(request, settings);
+      return kOk;
     case Route::kNone:
-      throw NotFound();
+      break;
+  }
+  throw NotFound();
+}
+
+// The same for whatever becomes a problem document.
+int AnswerOrRefuse(char** variables, Request* request, const vexaplatform::Settings& settings) {
+  try {
+    *request = ReadRequest(variables);
+    return Dispatch(*request, settings);
+  } catch (const Problem& problem) {
+    SendProblem(problem, request->IsHead());
+    return problem.status();
+  } catch (const std::exception& error) {
+    syslog(LOG_ERR, "a request failed: %s", error.what());
+    const Problem problem(500, "The request could not be answered.");
+    SendProblem(problem, request->IsHead());
+    return problem.status();
   }
 }
 
@@ -43,15 +69,10 @@ void Dispatch(const Request& request) {
 
 void AnswerRequest(char** variables) noexcept {
   Request request;
-  try {
-    request = ReadRequest(variables);
-    Dispatch(request);
-  } catch (const Problem& problem) {
-    SendProblem(problem, request.IsHead());
-  } catch (const std::exception& error) {
-    syslog(LOG_ERR, "a request failed: %s", error.what());
-    SendProblem({500, "The request could not be answered."}, request.IsHead());
-  }
+  const vexaplatform::SettingsHold hold;
+  const auto settings = vexaplatform::CurrentSettings();
+  const int status = AnswerOrRefuse(variables, &request, *settings);
+  CountAnswer(settings->service.lock_dir, request.route, status);
 }
 
 }  // namespace vexathumb::web

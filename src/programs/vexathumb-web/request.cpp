@@ -43,7 +43,7 @@ Route TakeRoute(std::string_view* path) {
     Route route;
   };
   for (const Name& name : {Name{"/thumb", Route::kThumb}, Name{"/album", Route::kAlbum},
-                           Name{"/health", Route::kHealth}}) {
+                           Name{"/health", Route::kHealth}, Name{"/metrics", Route::kMetrics}}) {
     if (!StartsWith(*path, name.text)) continue;
     const std::string_view rest = path->substr(name.text.size());
     if (!rest.empty() && rest[0] != '/') continue;
@@ -75,6 +75,15 @@ bool IsPersonal(char** variables) {
   return false;
 }
 
+// By any of the headers that servers add when they pass a request on.
+bool IsForwarded(char** variables) {
+  for (const char* name : {"HTTP_FORWARDED", "HTTP_X_FORWARDED_FOR", "HTTP_X_FORWARDED_HOST",
+                           "HTTP_X_REAL_IP", "HTTP_VIA"}) {
+    if (!Variable(variables, name).empty()) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 Request ReadRequest(char** variables) {
@@ -87,6 +96,8 @@ Request ReadRequest(char** variables) {
   }
   request.variables = variables;
   request.is_personal = IsPersonal(variables);
+  request.client = Variable(variables, "REMOTE_ADDR");
+  request.is_forwarded = IsForwarded(variables);
   request.method = Variable(variables, "REQUEST_METHOD");
   const size_t question = address.find('?');
   if (question != std::string_view::npos) request.query = address.substr(question + 1);

@@ -6,7 +6,7 @@
 
 namespace vexathumb::web {
 
-enum class Route { kThumb, kAlbum, kHealth, kNone };
+enum class Route { kThumb, kAlbum, kHealth, kMetrics, kNone };
 
 // What a client asks for.
 struct Request {
@@ -17,6 +17,8 @@ struct Request {
   std::vector<std::string> path;  // the components behind the route, decoded; maybe an empty last
   std::string query;              // as it was sent
   bool is_personal = false;       // who asks is said, so that the answer may not be for others
+  std::string client;             // its address, or that of a server that passes requests on
+  bool is_forwarded = false;      // it says that it has been passed on
   char** variables = nullptr;     // of CGI, as an environment
 
   bool IsHead() const { return method == "HEAD"; }

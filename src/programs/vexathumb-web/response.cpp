@@ -31,9 +31,11 @@ std::string Header(const std::string& name, const std::string& value) {
   return name + ": " + value + "\r\n";
 }
 
-void Send(std::string head, const nlohmann::ordered_json& document, bool is_head) {
-  const std::string body =
-      document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+std::string TextOf(const nlohmann::ordered_json& document) {
+  return document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+void Send(std::string head, const std::string& body, bool is_head) {
   head += Header("Content-Length", std::to_string(body.size())) +
           Header("X-Content-Type-Options", "nosniff") + "\r\n";
   fwrite(head.data(), 1, head.size(), stdout);
@@ -45,8 +47,14 @@ void Send(std::string head, const nlohmann::ordered_json& document, bool is_head
 
 void SendJson(const nlohmann::ordered_json& document, const Request& request) {
   const char* const caching = request.is_personal ? "private, no-cache" : "no-cache";
-  Send(Header("Content-Type", "application/json") + Header("Cache-Control", caching), document,
-       request.IsHead());
+  Send(Header("Content-Type", "application/json") + Header("Cache-Control", caching),
+       TextOf(document), request.IsHead());
+}
+
+void SendMetricsText(const std::string& text, const Request& request) {
+  Send(Header("Content-Type", "text/plain; version=0.0.4; charset=utf-8") +
+           Header("Cache-Control", "no-store"),
+       text, request.IsHead());
 }
 
 void SendProblem(const Problem& problem, bool is_head) {
@@ -60,10 +68,10 @@ void SendProblem(const Problem& problem, bool is_head) {
     head += Header("Retry-After", std::to_string(problem.retry_after().count()));
   }
   Send(head,
-       {{"type", "about:blank"},
-        {"title", title},
-        {"status", problem.status()},
-        {"detail", problem.detail()}},
+       TextOf({{"type", "about:blank"},
+               {"title", title},
+               {"status", problem.status()},
+               {"detail", problem.detail()}}),
        is_head);
 }
 

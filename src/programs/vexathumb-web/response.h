@@ -9,10 +9,13 @@
 
 namespace vexathumb::web {
 
-// Both write a whole response, as CGI has it, to the C stream `stdout`: headers alone for HEAD.
+// All write a whole response, as CGI has it, to the C stream `stdout`: headers alone for HEAD.
 
 // Status 200. Bytes that are not UTF-8 become U+FFFD.
 void SendJson(const nlohmann::ordered_json& document, const Request& request);
+
+// Status 200, in the format of metrics.h.
+void SendMetricsText(const std::string& text, const Request& request);
 
 // A problem document, after discarding what is in the stream's buffer.
 void SendProblem(const Problem& problem, bool is_head);

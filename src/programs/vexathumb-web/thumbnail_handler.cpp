@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "programs/vexathumb-web/metrics.h"
 #include "programs/vexathumb-web/picture_sender.h"
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/shared_file.h"
@@ -70,6 +71,7 @@ void SendThumbnail(const Request& request, const vexaplatform::Settings& setting
   service::ObtainOptions options = OptionsFrom(settings);
   options.free_box_store = source.share.path;
   const service::Thumbnail thumbnail = service::ObtainThumbnail(asked, options);
+  CountThumbnail(settings.service.lock_dir, asked.source, thumbnail);
   service::NoteFreeBoxes(source.share.path, thumbnail.free_box_bytes);
   if (thumbnail.outcome != Outcome::kPicture) throw ProblemOf(thumbnail);
   std::optional<vexaplatform::ExpectedFile> expected;

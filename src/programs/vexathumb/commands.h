@@ -23,6 +23,7 @@ Run AddCleanCommand(CLI::App& app);
 Run AddStatCommand(CLI::App& app);
 Run AddVerifyCommand(CLI::App& app);
 Run AddDoctorCommand(CLI::App& app);
+Run AddDesktopThumbnailCommand(CLI::App& app);
 
 }  // namespace vexathumb::program
 

@@ -16,10 +16,11 @@ namespace {
 ExitCode RunProgram(int argc, char** argv) {
   CLI::App app("Finds or builds thumbnails of pictures.", "vexathumb");
   app.require_subcommand(1);
-  const std::vector<Run> runs = {AddGetCommand(app),      AddBuildCommand(app), AddInfoCommand(app),
-                                 AddWatchCommand(app),    AddPlanCommand(app),  AddFarmCommand(app),
-                                 AddFailuresCommand(app), AddCleanCommand(app), AddStatCommand(app),
-                                 AddVerifyCommand(app),   AddDoctorCommand(app)};
+  const std::vector<Run> runs = {
+      AddGetCommand(app),      AddBuildCommand(app),  AddInfoCommand(app),
+      AddWatchCommand(app),    AddPlanCommand(app),   AddFarmCommand(app),
+      AddFailuresCommand(app), AddCleanCommand(app),  AddStatCommand(app),
+      AddVerifyCommand(app),   AddDoctorCommand(app), AddDesktopThumbnailCommand(app)};
   const std::vector<CLI::App*> commands = app.get_subcommands({});
   app.set_version_flag("--version", "vexathumb " VEXATHUMB_VERSION, "Show the version and exit");
   app.set_help_flag("-h,--help", "Show this help and exit");

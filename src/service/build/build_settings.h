@@ -12,6 +12,7 @@ enum class OutsideStore {
   kMake,              // a picture that is the caller's
   kMakeWithoutStore,  // so where the volume holds no stores; otherwise nothing
   kNever,
+  kAlone,  // a picture that is the caller's, of which the store sees nothing
 };
 
 struct BuildOptions {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "service/base/atomic_file.h"
+#include "service/build/thumbnail.h"
 #include "service/picture/source_version.h"
 
 namespace vexathumb::service {
@@ -14,7 +15,7 @@ namespace vexathumb::service {
 struct MadePicture {
   std::unique_ptr<AtomicFile> file;
   std::string mime = {};
-  bool is_by_tools = false;
+  Maker maker = Maker::kNobody;
   bool is_oversized = false;  // BMP data that the library would not keep: more than the source's
   bool is_damaged = false;    // what a decoder got of a source that was cut short
 };

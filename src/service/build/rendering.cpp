@@ -132,7 +132,7 @@ bool Rendering::Run(const std::vector<Picture>& pictures, const ThumbInfo& info)
   }
   std::map<std::string, MadePicture> made;
   for (const Picture& picture : pictures) {
-    MadePicture result = {picture.new_file(), picture.mime};
+    MadePicture result = {picture.new_file(), picture.mime, Maker::kRenderer};
     render::PictureOrder order = picture.order;
     order.file = result.file->Create();
     if (order.file < 0) return false;

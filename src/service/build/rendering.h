@@ -62,8 +62,9 @@ class Rendering {
   bool is_unfinished_ = false;
 };
 
-// Fits a picture into a box by the renderer, into a file that is made or replaced. It lies as `info`
-// says, which has been inspected. False where there is no renderer or it makes nothing of it.
+// Fits a picture into a box by the renderer, into a file that is made or replaced. It lies as
+// `info` says, which has been inspected. False where there is no renderer or it makes nothing of
+// it.
 bool FitByRenderer(const ThumbInfo& info, const ThumbDimension& box, const std::string& picture,
                    const std::string& fitted);
 

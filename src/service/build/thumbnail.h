@@ -20,6 +20,14 @@ enum class Outcome {
   kPostponed,      // nothing is proved: tried again when the machine is mended, or after a pause
 };
 
+// What has made a picture now; nobody has one that was there.
+enum class Maker {
+  kNobody,
+  kPreview,   // it is the camera's
+  kRenderer,  // vexathumb-render
+  kTools,
+};
+
 enum class Owner {
   kSource,  // it is the source itself
   kStore,   // a file of the source's store, which others use too
@@ -45,6 +53,10 @@ struct Thumbnail {
   bool bmp_data = false;  // under a JPEG's name: the fast JPEG path's, not compacted yet
 
   bool is_damaged = false;  // shows what can be read of a source that is cut short
+
+  Maker maker = Maker::kNobody;
+  std::string made_of;                  // the source's MIME type, where it has been made now
+  std::chrono::nanoseconds made_in{0};  // without waiting for a turn
 
   // The sum of what its store has of free boxes, where this is one that has come to it.
   uint64_t free_box_bytes = 0;

@@ -63,6 +63,12 @@ Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbIn
     // As good as no picture: apart from these the library throws on account of sources only.
   } catch (const std::runtime_error&) {
   }
+  const Cause& cause = info.IsGood() ? cause::kNoTool : cause::kUnknownContent;
+  // Whose fault it is, a store would tell.
+  if (options_.outside_store == OutsideStore::kAlone) {
+    return Thumbnail::None(version_.IsCurrent() ? Outcome::kUnusable : Outcome::kSourceChanged,
+                           cause);
+  }
   if (!MayMakeOutsideStore()) {
     if (const auto obstacle = FindStoreObstacle(source_)) {
       const bool is_of_source = obstacle->is_of_source;
@@ -75,13 +81,14 @@ Thumbnail ThumbnailBuilder::Build(const ThumbnailRequest& request, const ThumbIn
   attempt.develops = !request.avatar && !info.IsWebAcceptable();
   attempt.rendered = rendering_.end();
   attempt.is_unfinished = rendering_.IsUnfinished();
-  return WhyThereIsNone(attempt, info.IsGood() ? cause::kNoTool : cause::kUnknownContent);
+  return WhyThereIsNone(attempt, cause);
 }
 
 std::optional<Thumbnail> ThumbnailBuilder::TryBuild(const ThumbnailRequest& request,
                                                     const ThumbInfo& info) {
   if (auto stored = FindOrCompact(request, info)) return stored;
   if (!request.avatar && !info.IsNeedConvert()) return SourceItself(request, info);
+  if (options_.outside_store == OutsideStore::kAlone) return MakeOutsideStore(request, info);
   if (!is_swept_) SweepStoreDirectory(source_);
   is_swept_ = true;
   const bool has_store = IsStoreWritable(source_);
@@ -96,7 +103,8 @@ std::optional<Thumbnail> ThumbnailBuilder::FindOrCompact(const ThumbnailRequest&
                                                          const ThumbInfo& info) {
   auto stored = IsVideo(request) ? std::nullopt : FindBuilt(request, info, version_.status());
   if (!stored || !stored->bmp_data || !options_.compaction) return stored;
-  if (!Compact(stored->path, options_.quality)) return std::nullopt;
+  const bool may_compact = options_.outside_store != OutsideStore::kAlone;
+  if (!may_compact || !Compact(stored->path, options_.quality)) return std::nullopt;
   stored->bmp_data = false;
   stored->mime = info.GetOutputMimeType();
   return stored;
@@ -121,7 +129,8 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
   if (is_kept) {
     if (!IsWritten(entry.Commit(attributes))) return std::nullopt;
     // What the renderer has no loader for it reads as a thumbnail.
-    if (made->is_by_tools && made->mime == kJpegType) rendering_.GoOnWith(stored);
+    const bool is_by_tools = made->maker == Maker::kTools && !request.avatar;
+    if (is_by_tools && made->mime == kJpegType) rendering_.GoOnWith(stored);
     if (made->mime == kGifType) tools_.GoOnWith(stored);
     if (request.IsOfChosenBox()) {
       EvictFreeBoxes(source_, version_.status(), options_.free_boxes, stored);
@@ -134,31 +143,33 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
     thumbnail = OwnedByCaller(entry.path(), made->mime, kFromDocdeck);
   }
   thumbnail.is_damaged = made->is_damaged;
+  thumbnail.maker = made->maker;
   return thumbnail;
 }
 
-// Where the volume holds no store, and where its store is full or closed to this user. Raw files
-// need the store's directory for their previews even so.
+// Where the volume holds no store, and where its store is full or closed to this user, or is to see
+// nothing of it. What dcraw makes of raw files goes through the store's directory even so.
 std::optional<Thumbnail> ThumbnailBuilder::MakeOutsideStore(const ThumbnailRequest& request,
                                                             const ThumbInfo& info) {
   // A name that tells whose it is, with something random before it: two machines may have one
   // folder there, and the same process number. It has no extension.
   const std::string name = file::GetVarTmpPath(request.avatar ? info.GetAvatarThumbEAName()
                                                               : info.GetDocdeckTmpThumbEAName());
-  ThumbnailRequest without_preview = request;
-  without_preview.use_preview = false;
-  auto made = Make(without_preview, info, NewFileAt(name));
+  ThumbnailRequest outside = request;
+  outside.use_preview = options_.outside_store == OutsideStore::kAlone;
+  auto made = Make(outside, info, NewFileAt(name));
   if (!made || !version_.IsCurrent()) return std::nullopt;
   if (!IsWritten(made->file->HandOut(StoredAttributes(version_.status())))) return std::nullopt;
   Thumbnail thumbnail = OwnedByCaller(made->file->path(), made->mime, kFromVarTmp);
   thumbnail.is_damaged = made->is_damaged;
+  thumbnail.maker = made->maker;
   return thumbnail;
 }
 
 std::optional<MadePicture> ThumbnailBuilder::Make(const ThumbnailRequest& request,
                                                   const ThumbInfo& info, const NewFile& new_file) {
   if (!request.avatar && request.use_preview) {
-    MadePicture made = {new_file(), info.GetOutputMimeType()};
+    MadePicture made = {new_file(), info.GetOutputMimeType(), Maker::kPreview};
     if (MakeFromEmbeddedPreview(request, version_, made.file->path())) return made;
   }
   for (const Engine engine : Engines(request, info)) {
@@ -195,6 +206,7 @@ std::optional<MadePicture> ThumbnailBuilder::MakeAvatarPicture(const ThumbnailRe
   std::optional<MadePicture> made(std::in_place);
   made->file = new_file();
   made->mime = info.GetOutputMimeType();
+  made->maker = Maker::kTools;
   if (!MakeAvatar(request, info, build_fitted, made->file->path())) made.reset();
   return made;
 }
@@ -217,7 +229,7 @@ bool ThumbnailBuilder::IsStoreAtFault() const {
 
 bool ThumbnailBuilder::MayMakeOutsideStore() const {
   if (options_.outside_store != OutsideStore::kMakeWithoutStore) {
-    return options_.outside_store == OutsideStore::kMake;
+    return options_.outside_store != OutsideStore::kNever;
   }
   return !CheckStorePlace(source_).volume_fits;
 }

@@ -16,7 +16,7 @@ class ToolPicture {
   ToolPicture(const ThumbnailRequest& request, const ThumbInfo& info, const BuildOptions& options,
               const NewFile& new_file)
       : request_(request), info_(info), options_(options), made_{new_file()} {
-    made_.is_by_tools = true;
+    made_.maker = Maker::kTools;
   }
 
   bool Decode() {
@@ -29,7 +29,9 @@ class ToolPicture {
   bool Convert() {
     if (info_.GetMimeType() == kJpegType && Decode()) return true;
     unlink(path().c_str());
-    if (!info_.IsWebAcceptable() && DcrawCmd(info_, source(), path()).exec())
+    const bool may_develop =
+        options_.outside_store != OutsideStore::kAlone;  // in the store's folder
+    if (may_develop && !info_.IsWebAcceptable() && DcrawCmd(info_, source(), path()).exec())
       return BringIntoForm();
     return info_.IsGood() && ConvertCmd(info_, source(), path()).exec() && BringIntoForm();
   }

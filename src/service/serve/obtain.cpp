@@ -221,10 +221,14 @@ class Obtaining {
   }
 
   Thumbnail Build() {
+    const auto start = std::chrono::steady_clock::now();
     Thumbnail thumbnail =
         ThumbnailBuilder(request_.source, *version_, options_.build).Build(request_, info());
+    thumbnail.made_in = std::chrono::steady_clock::now() - start;
+    thumbnail.made_of = info().GetMimeType();
     if (thumbnail.outcome == Outcome::kPicture) {
       Count(&thumbnail);
+      if (options_.build.outside_store == OutsideStore::kAlone) return thumbnail;
       RemoveFailureRecord(request_.source, {FormOf(request_), FormOfSize(request_)});
     } else if (options_.use_failure_record) {
       Remember(&thumbnail);

@@ -1,5 +1,7 @@
 #include "service/store/build_slot.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <functional>
@@ -12,6 +14,7 @@ namespace {
 
 constexpr char kLine[] = "line";  // held by whoever is first among those that wait
 constexpr char kBuilder[] = "builder.";
+constexpr char kTicket[] = "ticket.";
 constexpr size_t kSourceLockFiles = 256;
 constexpr std::chrono::milliseconds kLookAgainAfter{5};
 
@@ -53,6 +56,19 @@ std::optional<LockFile> TakeAny(const std::string& directory, const std::string&
   return std::nullopt;
 }
 
+// How many of the first `count` lock files are held.
+int CountHeld(const std::string& directory, const std::string& name, int count) {
+  const std::string folder = LockFolder(directory);
+  int held = 0;
+  for (int number = 0; number < count; ++number) {
+    const std::string file = name + std::to_string(number);
+    // The first that is free is taken: they have no gaps.
+    if (access((folder + "/" + file).c_str(), F_OK) != 0) break;
+    if (LockFile(directory, file).IsHeldByAnother()) ++held;
+  }
+  return held;
+}
+
 int TicketsOf(const BuildLimits& limits) { return std::max(limits.builders, 1) + limits.waiting; }
 
 // The workers that may build or wait at once.
@@ -69,7 +85,7 @@ int MostWaitingForOneSource(const BuildLimits& limits) {
 
 std::optional<BuildTicket> BuildTicket::Take(const std::string& directory,
                                              const BuildLimits& limits) {
-  auto file = TakeAny(directory, "ticket.", TicketsOf(limits));
+  auto file = TakeAny(directory, kTicket, TicketsOf(limits));
   if (!file) return std::nullopt;
   BuildTicket ticket(std::move(*file));
   if (limits.workers == 0) return ticket;
@@ -77,6 +93,11 @@ std::optional<BuildTicket> BuildTicket::Take(const std::string& directory,
   if (!seat) return std::nullopt;
   ticket.seat_.emplace(std::move(*seat));
   return ticket;
+}
+
+BuildQueue LookAtQueue(const std::string& directory, const BuildLimits& limits) {
+  return {CountHeld(directory, kBuilder, std::max(limits.builders, 1)),
+          CountHeld(directory, kTicket, TicketsOf(limits))};
 }
 
 SourceLock::SourceLock(const std::string& directory, const std::string& source)

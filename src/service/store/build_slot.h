@@ -75,6 +75,16 @@ class BuildSlot {
   LockFile slot_;
 };
 
+// How much there is to do on the machine.
+struct BuildQueue {
+  int building = 0;   // slots that are taken, by the indexer too
+  int requested = 0;  // tickets that are taken
+};
+
+// Looks at the locks without waiting for any. A free one is held for a moment: to who asks for a
+// ticket just then, it is taken. Throws std::system_error.
+BuildQueue LookAtQueue(const std::string& directory, const BuildLimits& limits);
+
 // The source's lock and a slot for work that nobody waits for: taken only while
 // nobody else waits for either, and both given up for those who do. One without the other is never
 // held, since a request for the same source may be what waits.

@@ -20,6 +20,11 @@ VEXAPLATFORM_API int SendFileFromHere(const char* path, const char* mime);
 // the file's bytes to the web server.
 VEXAPLATFORM_API bool WouldOffload(const char* path);
 
+// The status of the last answer that this thread has begun by HttpFileResponder or
+// SendFileFromHere, or 0. Of a file that the web server sends it is 200, whatever the server makes
+// of ranges.
+VEXAPLATFORM_API int LastStatus();
+
 }  // namespace vexaplatform
 
 #endif  // VEXAPLATFORM_VEXAPLATFORM_HTTP_DELIVERY_H_

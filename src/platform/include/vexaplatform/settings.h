@@ -1,6 +1,8 @@
 #ifndef VEXAPLATFORM_VEXAPLATFORM_SETTINGS_H_
 #define VEXAPLATFORM_VEXAPLATFORM_SETTINGS_H_
 
+#include <array>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -26,6 +28,15 @@ enum class EngineSetting {
   kTools,  // the library's tools alone
 };
 
+// Addresses of IPv6 that begin alike; those of IPv4 are mapped into them (::ffff:192.0.2.1).
+struct Network {
+  std::array<uint8_t, 16> address = {};
+  int prefix = 128;  // how many bits are alike, 0 to 128
+};
+
+// This machine's own: 127.0.0.0/8 and ::1.
+VEXAPLATFORM_API std::vector<Network> LoopbackNetworks();
+
 // What our programs do around the library; the platform itself does not use them.
 struct ServiceSettings {
   std::string lock_dir = "/run/lock/vexathumb";  // absolute; shared by all users that build
@@ -38,6 +49,7 @@ struct ServiceSettings {
   int free_boxes = 16;              // thumbnails of free boxes kept for one source, 0 to 1000
   int free_box_space = 32;          // MB of these, of one source, 1 to 1048576
   int free_box_store_space = 2048;  // MB of these, of all sources of a share, 1 to 1048576
+  std::vector<Network> metrics = LoopbackNetworks();  // whoever asks from there is told figures
 };
 
 // Who sends the bytes of a file over HTTP: this process, or the web server, told so by a header.

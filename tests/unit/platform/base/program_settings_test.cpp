@@ -147,6 +147,19 @@ INSTANTIATE_TEST_SUITE_P(
                "2: builders is \"\", not a number from 0 to 1024"},
         Broken{"QualityZero", "[service]\nquality = 0\n",
                "2: quality is \"0\", not a number from 1 to 100"},
+        Broken{
+            "NoNetwork", "[service]\nmetrics =\n",
+            "2: metrics is \"\", not off, or loopback and networks like 192.0.2.0/24 with spaces "
+            "between them"},
+        Broken{"OffAndMore", "[service]\nmetrics = loopback off\n",
+               "2: metrics is \"loopback off\", not off, or loopback and networks like "
+               "192.0.2.0/24 with spaces between them"},
+        Broken{"NetworkOfTooManyBits", "[service]\nmetrics = 192.0.2.0/33\n",
+               "2: metrics is \"192.0.2.0/33\", not off, or loopback and networks like "
+               "192.0.2.0/24 with spaces between them"},
+        Broken{"NameForANetwork", "[service]\nmetrics = nas.example\n",
+               "2: metrics is \"nas.example\", not off, or loopback and networks like "
+               "192.0.2.0/24 with spaces between them"},
         Broken{"NoHost", "[http]\nhosts =\n",
                "2: hosts is \"\", not names of hosts without ports, with spaces between them"},
         Broken{"HostWithItsPort", "[http]\nhosts = nas nas:80\n",

@@ -61,6 +61,7 @@ INSTANTIATE_TEST_SUITE_P(
         Address{"Album", "/album/", Route::kAlbum, {""}, ""},
         Address{"AlbumWithoutSlash", "/album", Route::kAlbum, {}, ""},
         Address{"Health", "/health", Route::kHealth, {}, ""},
+        Address{"Metrics", "/metrics", Route::kMetrics, {}, ""},
         Address{
             "EncodedBytes", "/thumb/a%20b/%C3%A9%ff", Route::kThumb, {"a b", "\xc3\xa9\xff"}, ""},
         Address{"DecodedOnce", "/thumb/a/%252e%252e", Route::kThumb, {"a", "%2e%2e"}, ""},
