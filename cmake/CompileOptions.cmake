@@ -29,3 +29,13 @@ if(VEXATHUMB_SANITIZE)
   target_compile_definitions(vexathumb_test_sanitizers INTERFACE VEXATHUMB_SANITIZED)
   target_link_options(vexathumb_test_sanitizers INTERFACE -fsanitize=${VEXATHUMB_SANITIZE})
 endif()
+
+# Counters lie in the file from the start, so that those of a process count that is killed, or leaves by
+# _exit, as most of what is forked here does.
+if(VEXATHUMB_COVERAGE)
+  set(profile -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%m%c.profraw)
+  target_compile_options(vexathumb_sanitizers INTERFACE
+    ${profile} -fcoverage-mapping "SHELL:-mllvm -runtime-counter-relocation")
+  target_link_options(vexathumb_sanitizers INTERFACE ${profile})
+  target_link_options(vexathumb_test_sanitizers INTERFACE ${profile})
+endif()

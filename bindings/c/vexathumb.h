@@ -57,6 +57,7 @@
 extern "C" {
 #endif
 
+/* Marks what libvexathumb-c.so exports. */
 #define VEXATHUMB_C_API __attribute__((visibility("default")))
 
 /* How a call ended. Values stay what they are; there may be further ones. */
@@ -91,7 +92,10 @@ typedef enum VexathumbStores {
 
 #define VEXATHUMB_LARGEST_SIDE 4096 /* pixels of a box */
 
+/* What is wanted of one source; see vexathumb_request_new(). */
 typedef struct VexathumbRequest VexathumbRequest;
+
+/* What was obtained; see vexathumb_picture_free(). */
 typedef struct VexathumbPicture VexathumbPicture;
 
 /* ---- The library ---- */
@@ -194,9 +198,10 @@ VEXATHUMB_C_API VexathumbStatus vexathumb_request_obtain(VexathumbRequest* reque
                                                          VexathumbPicture** picture);
 
 /* Of the request's last call that failed, "" when it did not: why, a phrase that names no path, so
- * that it may be told to strangers, and what a person can do about it, which may be "". Stay the
- * request's until its next call. */
+ * that it may be told to strangers. Stays the request's until its next call. */
 VEXATHUMB_C_API const char* vexathumb_request_error_message(const VexathumbRequest* request);
+
+/* The same for what a person can do about it, which may be "" then too. */
 VEXATHUMB_C_API const char* vexathumb_request_error_advice(const VexathumbRequest* request);
 
 /* Of VEXATHUMB_POSTPONED: after how many seconds another try is worth its while; 0 where that is
@@ -220,6 +225,7 @@ VEXATHUMB_C_API bool vexathumb_picture_is_temporary(const VexathumbPicture* pict
 /* Its type, such as "image/jpeg". Stays the picture's. */
 VEXATHUMB_C_API const char* vexathumb_picture_mime(const VexathumbPicture* picture);
 
+/* Where it comes from, as VEXATHUMB_ORIGIN_DOCDECK. */
 VEXATHUMB_C_API VexathumbOrigin vexathumb_picture_origin(const VexathumbPicture* picture);
 
 /* Whether it shows only what could be read of a source that is cut short. */

@@ -1,5 +1,6 @@
-// Run in a container that was set up by deploy/README.md: nginx on port 80 before workers that
-// systemd starts, lighttpd on port 8080 with workers of its own, both with the share /srv/photo.
+// Run in a container that was set up by docs/serve-behind-nginx.md and deploy/README.md: nginx on
+// port 80 before workers that systemd starts, lighttpd on port 8080 with workers of its own, both
+// with the share /srv/photo.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/landlock.h>
