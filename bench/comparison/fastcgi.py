@@ -62,6 +62,15 @@ def _answer(stream: socket.SocketType) -> bytes:
         received += more
 
 
+def ask(worker: str, address: str, seconds: float = 600) -> bytes:
+    """The answer of whoever listens on the socket, head and body."""
+    with socket.socket(socket.AF_UNIX) as stream:
+        stream.settimeout(seconds)
+        stream.connect(worker)
+        stream.sendall(_request(address))
+        return _answer(stream)
+
+
 class Worker:
     """`vexathumb-web`, as a web server starts it: with a listening socket for standard input."""
 
@@ -89,15 +98,11 @@ class Worker:
         hundredths of a second by the system, and so means something in the mean of rounds only."""
         before = self._processor_seconds()
         begun = time.perf_counter()
-        with socket.socket(socket.AF_UNIX) as stream:
-            stream.settimeout(600)
-            stream.connect(self._address)
-            stream.sendall(_request(address))
-            if peaks is None:
-                answer = _answer(stream)
-            else:
-                with MemoryWatch(self._processes, peaks):
-                    answer = _answer(stream)
+        if peaks is None:
+            answer = ask(self._address, address)
+        else:
+            with MemoryWatch(self._processes, peaks):
+                answer = ask(self._address, address)
         seconds = time.perf_counter() - begun
         head, _, body = answer.partition(b"\r\n\r\n")
         if b"Content-Type: image/" not in head and b"Content-type: image/" not in head:
