@@ -55,12 +55,12 @@ unsigned Forks() {
 }  // namespace
 
 SharedCounters::SharedCounters(std::string directory, std::string name, uint32_t layout,
-                               uint32_t count) noexcept
+                               uint32_t count)
     : directory_(std::move(directory)),
       name_(std::move(name)),
       layout_(layout),
       count_(count),
-      own_(new Counter[count]()),
+      own_(std::make_unique<Counter[]>(count)),
       counters_(own_.get()) {
   Refresh();
 }

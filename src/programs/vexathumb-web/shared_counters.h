@@ -23,7 +23,7 @@ class SharedCounters {
  public:
   // Those in the file `name` of LockFolder(directory). `layout` tells what the numbers mean from
   // what they meant before. At most one object at a time.
-  SharedCounters(std::string directory, std::string name, uint32_t layout, uint32_t count) noexcept;
+  SharedCounters(std::string directory, std::string name, uint32_t layout, uint32_t count);
   SharedCounters(const SharedCounters&) = delete;
   SharedCounters& operator=(const SharedCounters&) = delete;
   ~SharedCounters();

@@ -185,7 +185,7 @@ Thumbnail MakeDesktopThumbnail(const DesktopSource& source, uint32_t side, std::
   if (stat(source.path.c_str(), &before) != 0) {
     return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
   }
-  const Thumbnail thumbnail = ObtainThumbnail(RequestFor(source.path, side), options);
+  Thumbnail thumbnail = ObtainThumbnail(RequestFor(source.path, side), options);
   const bool may_be_raw = thumbnail.outcome == Outcome::kUnusable && !IsSupportVideo(source.path);
   if (thumbnail.outcome != Outcome::kPicture && !may_be_raw) return thumbnail;
   const RemovedWhenGone guard(thumbnail);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <thread>
 
@@ -58,12 +59,12 @@ std::optional<LockFile> TakeAny(const std::string& directory, const std::string&
 
 // How many of the first `count` lock files are held.
 int CountHeld(const std::string& directory, const std::string& name, int count) {
-  const std::string folder = LockFolder(directory);
+  const std::filesystem::path folder = LockFolder(directory);
   int held = 0;
   for (int number = 0; number < count; ++number) {
     const std::string file = name + std::to_string(number);
     // The first that is free is taken: they have no gaps.
-    if (access((folder + "/" + file).c_str(), F_OK) != 0) break;
+    if (access((folder / file).c_str(), F_OK) != 0) break;
     if (LockFile(directory, file).IsHeldByAnother()) ++held;
   }
   return held;
