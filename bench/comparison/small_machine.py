@@ -28,7 +28,7 @@ from .workplace import ROOT, STORE, Unavailable, Workplace, age, call
 LARGE = ("jpeg-12mp", "jpeg-12mp-turned", "jpeg-12mp-progressive", "png-12mp", "tiff-12mp", "webp-12mp", "heic-12mp")
 NO_PICTURES = {"notes.jpg"}  # of the sample album
 WORKERS = 2
-LONGEST_REQUEST = 300  # seconds, with all that it waits for
+LONGEST_SERVICE = 240  # seconds for all requests; then what is answered with 503 stays so
 CANNOT = 77
 
 
@@ -109,7 +109,8 @@ class Machine:
         with MemoryGroup(self._memory) as group:
             begun = time.perf_counter()
             with self._workers(group) as worker, ThreadPoolExecutor(WORKERS + 1) as clients:
-                answers = list(clients.map(lambda wanted: _status(worker, wanted[1]), addresses))
+                last = time.monotonic() + LONGEST_SERVICE
+                answers = list(clients.map(lambda wanted: _status(worker, wanted[1], last), addresses))
             seconds = time.perf_counter() - begun
             faults = _of_kills(group.kills())
             peak = group.peak
@@ -148,9 +149,8 @@ def _is_no_picture(path: Path) -> bool:
     return path.name.partition(" ")[2] in NO_PICTURES
 
 
-def _status(worker: str, address: str) -> int:
-    """The status of the answer, when those that ask for patience have been heeded."""
-    last = time.monotonic() + LONGEST_REQUEST
+def _status(worker: str, address: str, last: float) -> int:
+    """The status of the answer, when those that ask for patience have been heeded, until `last`."""
     while True:
         head, _, _ = ask(worker, address).partition(b"\r\n\r\n")
         said = re.search(rb"(?im)^Status: (\d+)", head)
@@ -218,6 +218,7 @@ def main() -> int:
     place = Workplace(arguments.build.resolve(), scratch)
     machine = Machine(place, arguments.memory * MEBIBYTE, arguments.settings.read_text())
     is_well = True
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # the group goes, and the folder
     try:
         with MemoryGroup(arguments.memory * MEBIBYTE):
             pass
