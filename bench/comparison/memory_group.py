@@ -3,15 +3,14 @@
 from __future__ import annotations
 
 import os
-import threading
 import time
 from pathlib import Path
 
+from .repeated_look import RepeatedLook
 from .workplace import Unavailable
 
 ROOT = Path("/sys/fs/cgroup")
 MEBIBYTE = 1 << 20
-PAUSE = 0.005  # seconds between two looks
 LONGEST_WAIT = 10  # seconds for the last process of the group to be gone
 
 
@@ -55,9 +54,11 @@ def _field(path: Path, key: str) -> int:
     return 0
 
 
-class MemoryGroup:
+class MemoryGroup(RepeatedLook):
     """What is run in it has `limit` bytes together, the files that it reads and writes included: the
     system gives those up first. Throws Unavailable where nobody lets us have one."""
+
+    PAUSE = 0.005
 
     def __init__(self, limit: int) -> None:
         self._version = _Second() if (ROOT / "cgroup.controllers").exists() else _First()
@@ -75,15 +76,8 @@ class MemoryGroup:
             self._group.rmdir()
             raise Unavailable(f"the memory of a control group cannot be limited here: {error.strerror}") from None
 
-    def __enter__(self) -> MemoryGroup:
-        self._ended = threading.Event()
-        self._thread = threading.Thread(target=self._watch, daemon=True)
-        self._thread.start()
-        return self
-
     def __exit__(self, *_: object) -> None:
-        self._ended.set()
-        self._thread.join()
+        super().__exit__()
         last = time.monotonic() + LONGEST_WAIT
         while (self._group / "cgroup.procs").read_text() and time.monotonic() < last:
             time.sleep(0.01)
@@ -98,7 +92,5 @@ class MemoryGroup:
         """Processes that were ended for want of memory."""
         return self._version.kills(self._group)
 
-    def _watch(self) -> None:
-        while not self._ended.is_set():
-            self.peak = max(self.peak, self._version.taken(self._group))
-            time.sleep(PAUSE)
+    def _look(self) -> None:
+        self.peak = max(self.peak, self._version.taken(self._group))

@@ -4,15 +4,14 @@ from __future__ import annotations
 
 import ctypes
 import os
-import threading
-import time
 from collections.abc import Callable
 from dataclasses import dataclass, field
 from pathlib import Path
 
+from .repeated_look import RepeatedLook
+
 PR_SET_CHILD_SUBREAPER = 36
 TICKS = os.sysconf("SC_CLK_TCK")
-PAUSE = 0.002  # seconds between two looks
 
 
 def adopt_orphans() -> None:
@@ -76,7 +75,7 @@ class MemoryPeaks:
 
 
 @dataclass
-class MemoryWatch:
+class MemoryWatch(RepeatedLook):
     """Looks at the memory of processes and their descendants every few milliseconds.
 
     That takes a processor of its own: what is watched must not be timed. A process that lives for
@@ -86,23 +85,13 @@ class MemoryWatch:
     roots: Callable[[], list[int]]
     peaks: MemoryPeaks = field(default_factory=MemoryPeaks)
 
-    def __enter__(self) -> MemoryWatch:
-        self._ended = threading.Event()
-        self._thread = threading.Thread(target=self._watch, daemon=True)
-        self._thread.start()
-        return self
+    PAUSE = 0.002
 
-    def __exit__(self, *_: object) -> None:
-        self._ended.set()
-        self._thread.join()
-
-    def _watch(self) -> None:
-        while not self._ended.is_set():
-            members = {member for root in self.roots() for member in tree_of(root)}
-            together = 0
-            for member in members:
-                together += _kilobytes(f"/proc/{member}/smaps_rollup", "Pss:")
-                peak = _kilobytes(f"/proc/{member}/status", "VmHWM:")
-                self.peaks.process = max(self.peaks.process, peak)
-            self.peaks.tree = max(self.peaks.tree, together)
-            time.sleep(PAUSE)
+    def _look(self) -> None:
+        members = {member for root in self.roots() for member in tree_of(root)}
+        together = 0
+        for member in members:
+            together += _kilobytes(f"/proc/{member}/smaps_rollup", "Pss:")
+            peak = _kilobytes(f"/proc/{member}/status", "VmHWM:")
+            self.peaks.process = max(self.peaks.process, peak)
+        self.peaks.tree = max(self.peaks.tree, together)
