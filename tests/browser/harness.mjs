@@ -47,7 +47,8 @@ export function useAlbum({mockOnly = false} = {}) {
     const context = await browser.newContext({viewport: {width: 1280, height: 800}, ...options});
     contexts.push(context);
     const page = await context.newPage();
-    page.setDefaultTimeout(60_000);
+    // On a busy machine a picture is postponed, and asked for again half a minute later.
+    page.setDefaultTimeout(180_000);
     page.requests = [];
     page.on('request', (request) => page.requests.push(request.url().slice(album.url.length)));
     if (!mayComplain) watch(page);
@@ -73,11 +74,21 @@ export const tile = (page, name) => page.locator('.tile__link').filter({has: pag
 
 export const viewed = (page) => page.locator('.view__stage[data-state="ready"] .view__picture img[src*="size=large"]');
 
+const PICTURES = '.tile[data-kind="image"] .tile__image, .tile[data-kind="video"] .tile__image';
+
 // Waits until every picture of the grid is there or given up.
-export const picturesSettled = (page) => page.waitForFunction(() => {
-  const images = [...document.querySelectorAll('.tile[data-kind="image"] .tile__image, .tile[data-kind="video"] .tile__image')];
-  return images.length > 0 && images.every((image) => ['ready', 'failed'].includes(image.dataset.state));
-});
+export async function picturesSettled(page) {
+  try {
+    await page.waitForFunction((pictures) => {
+      const images = [...document.querySelectorAll(pictures)];
+      return images.length > 0 && images.every((image) => ['ready', 'failed'].includes(image.dataset.state));
+    }, PICTURES);
+  } catch (error) {
+    const states = await page.locator(PICTURES).evaluateAll((images) => images.map(
+        ({alt, currentSrc, dataset}) => `${alt}: ${dataset.state} ${currentSrc}`));
+    throw new Error([error.message, `of ${await page.locator('.tile').count()} tiles:`, ...states].join('\n'), {cause: error});
+  }
+}
 
 // Keeps a picture of the page in the folder that SCREENSHOTS names, if any, and returns its path.
 export async function screenshot(page, name) {
