@@ -193,8 +193,11 @@ INSTANTIATE_TEST_SUITE_P(Types, CountedSource, testing::ValuesIn(kCountedTypes),
 TEST_F(CountedAlbum, TakesAProcessAPhotographAndFewForThemAll) {
   constexpr int kFew = 6;  // indexer, counter, worker, reader of metadata, renderer and its starter
   constexpr int kPhotographs = 4;
+  constexpr int kSpare = 2;  // what a busy machine makes wait too long is started once more
   for (int i = 0; i < kPhotographs; ++i) Write(std::to_string(i), "jpg");
-  EXPECT_EQ(Build("").processes, kFew + kPhotographs);
+  const int processes = Build("").processes;
+  EXPECT_GE(processes, kFew + kPhotographs);
+  EXPECT_LE(processes, kFew + kPhotographs + kSpare);
 }
 
 TEST_F(CountedAlbum, TakesNoProcessAPhotographTheSecondTime) {

@@ -175,7 +175,7 @@ gdbus call --session --dest org.freedesktop.thumbnails.Thumbnailer1 \
   --method org.freedesktop.thumbnails.Thumbnailer1.Queue \
   "['file://$ALBUM/a.dng', 'file://$ALBUM/b.heic', 'file://$ALBUM/c.jxl']" \
   "['image/x-adobe-dng', 'image/heif', 'image/jxl']" normal default 0
-tries=600
+tries=1800
 while [ "$(ls "$XDG_CACHE_HOME/thumbnails/normal" 2>/dev/null | wc -l)" -lt 3 ] && [ $tries -gt 0 ]
 do sleep 0.1; tries=$((tries - 1)); done
 kill $service
