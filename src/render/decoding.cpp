@@ -7,17 +7,14 @@
 #include <memory>
 #include <vector>
 
+#include "render/scaling.h"
+
 namespace vexathumb::render {
 namespace {
 
 using vips::VError;
 using vips::VImage;
 using vips::VSource;
-
-// Loaders' options. That what is missing is an error has to be said to the loader itself: the
-// operation that scales does not pass it on.
-constexpr char kWholeOnly[] = "[fail_on=error]";
-constexpr char kAnything[] = "[fail_on=none]";
 
 VSource Open(int source) {
   lseek(source, 0, SEEK_SET);
@@ -73,8 +70,10 @@ uint32_t ReadableRows(int source, const Size& size) {
   constexpr uint32_t kStrip = 16;
   uint32_t row = 0;
   try {
-    const VImage image = VImage::new_from_source(
-        Open(source), kWholeOnly, VImage::option()->set("access", VIPS_ACCESS_SEQUENTIAL));
+    const VImage image = VImage::new_from_source(Open(source), "",
+                                                 VImage::option()
+                                                     ->set("access", VIPS_ACCESS_SEQUENTIAL)
+                                                     ->set("fail_on", VIPS_FAIL_ON_ERROR));
     const Region region(vips_region_new(image.get_image()));
     for (; row < size.height; row += kStrip) {
       const uint32_t count = std::min(size.height - row, kStrip);
@@ -116,16 +115,50 @@ size_t FilledRows(const VImage& picture) {
   return rows;
 }
 
-VImage DecodeAs(int source, const Header& header, const Size& size, const char* completeness) {
-  auto* const options = VImage::option()
-                            ->set("height", static_cast<int>(size.height))
-                            ->set("size", VIPS_SIZE_FORCE)
-                            ->set("no_rotate", true)
-                            ->set("option_string", completeness);
-  // Without a profile of its own a picture's colours are sRGB, which this would move a little.
-  if (header.has_profile) options->set("export_profile", "srgb");
-  const VImage scaled =
-      VImage::thumbnail_source(Open(source), static_cast<int>(size.width), options);
+// By how much a decoder that scales by 2, 4 and 8 as it goes may do so before the better scaling
+// that follows. libvips itself leaves that a factor of two; with a little less photographs of 12
+// megapixels take a third less time, and as many bytes at the same likeness.
+int ScaleOfDecoder(const Header& header, const Size& size) {
+  constexpr double kLeft = 1.5;
+  constexpr int kMost = 8;
+  const double wanted = std::min(static_cast<double>(header.stored.width) / size.width,
+                                 static_cast<double>(header.stored.height) / size.height);
+  int scale = 1;
+  while (scale < kMost && wanted >= 2 * scale * kLeft) scale *= 2;
+  return scale;
+}
+
+// By a decoder that scales by two, larger than the size.
+VImage OpenScaled(int source, const Header& header, const Size& size, VipsFailOn completeness) {
+  return VImage::new_from_source(Open(source), "",
+                                 VImage::option()
+                                     ->set("access", VIPS_ACCESS_SEQUENTIAL)
+                                     ->set("fail_on", completeness)
+                                     ->set("shrink", ScaleOfDecoder(header, size)));
+}
+
+VImage DecodeAs(int source, const Header& header, const Size& size, VipsFailOn completeness) {
+  const auto width = static_cast<int>(size.width);
+  const auto options = [&] {
+    auto* const made = VImage::option()
+                           ->set("height", static_cast<int>(size.height))
+                           ->set("size", VIPS_SIZE_FORCE)
+                           ->set("no_rotate", true);
+    // Without a profile of its own a picture's colours are sRGB, which this would move a little.
+    if (header.has_profile) made->set("export_profile", "srgb");
+    return made;
+  };
+  VImage scaled;
+  if (header.loader->scales_by_two) {
+    const VImage decoded = OpenScaled(source, header, size, completeness);
+    scaled = decoded.thumbnail_image(width, options());
+  } else {
+    // That what is missing is an error has to be said to the loader itself: the operation that
+    // scales does not pass it on.
+    const char* const text =
+        completeness == VIPS_FAIL_ON_NONE ? "[fail_on=none]" : "[fail_on=error]";
+    scaled = VImage::thumbnail_source(Open(source), width, options()->set("option_string", text));
+  }
   return WithoutInstructions(InEightBits(scaled));
 }
 
@@ -151,23 +184,27 @@ Header ReadHeader(int source) {
 }
 
 VImage DecodeInPassing(int source, const Header& header, const Size& size) {
-  return DecodeAs(source, header, size, kWholeOnly);
+  return DecodeAs(source, header, size, VIPS_FAIL_ON_ERROR);
 }
 
 VImage Decode(int source, const Header& header, const Size& size) {
-  return DecodeInPassing(source, header, size).copy_memory();
+  if (!header.loader->scales_by_two || header.has_profile) {
+    return DecodeInPassing(source, header, size).copy_memory();
+  }
+  const VImage decoded = OpenScaled(source, header, size, VIPS_FAIL_ON_ERROR);
+  return WithoutInstructions(InEightBits(Scaled(decoded, size)));
 }
 
 std::optional<VImage> DecodeDamaged(int source, const Header& header, const Size& size) {
   const uint32_t rows = ReadableRows(source, header.stored);
   if (rows * 2 >= header.stored.height) {
     const auto kept = static_cast<int>(uint64_t{rows} * size.height / header.stored.height);
-    const VImage picture = DecodeAs(source, header, size, kAnything).copy_memory();
+    const VImage picture = DecodeAs(source, header, size, VIPS_FAIL_ON_NONE).copy_memory();
     return kept > 0 && kept < picture.height() ? WithGreyBelow(picture, kept) : picture;
   }
   // What comes in several passes, each over all rows, has no row that is whole.
   if (!header.loader->fills_up) return std::nullopt;
-  const VImage picture = DecodeAs(source, header, size, kAnything).copy_memory();
+  const VImage picture = DecodeAs(source, header, size, VIPS_FAIL_ON_NONE).copy_memory();
   if (FilledRows(picture) * 2 < static_cast<size_t>(picture.height())) return std::nullopt;
   return picture;
 }

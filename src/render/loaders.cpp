@@ -8,14 +8,14 @@ namespace {
 // By class, not by what this release of the decoders calls trusted. JPEG XL and JPEG 2000 are among
 // those that it does not, and are decoded by a process that can reach nothing.
 constexpr Loader kLoaders[] = {
-    {"VipsForeignLoadJpegSource", "image/jpeg", false, false, true},
-    {"VipsForeignLoadPngSource", "image/png", false, false, false},
-    {"VipsForeignLoadWebpSource", "image/webp", false, true, false},
-    {"VipsForeignLoadTiffSource", "image/tiff", false, true, false},
-    {"VipsForeignLoadHeifSource", "image/heif", true, true, false},
-    {"VipsForeignLoadNsgifSource", "image/gif", false, true, true},
-    {"VipsForeignLoadJxlSource", "image/jxl", true, true, false},
-    {"VipsForeignLoadJp2kSource", "image/jp2", false, false, false},
+    {"VipsForeignLoadJpegSource", "image/jpeg", false, false, true, true},
+    {"VipsForeignLoadPngSource", "image/png", false, false, false, false},
+    {"VipsForeignLoadWebpSource", "image/webp", false, true, false, false},
+    {"VipsForeignLoadTiffSource", "image/tiff", false, true, false, false},
+    {"VipsForeignLoadHeifSource", "image/heif", true, true, false, false},
+    {"VipsForeignLoadNsgifSource", "image/gif", false, true, true, false},
+    {"VipsForeignLoadJxlSource", "image/jxl", true, true, false, false},
+    {"VipsForeignLoadJp2kSource", "image/jp2", false, false, false, false},
 };
 
 }  // namespace

@@ -12,6 +12,7 @@ struct Loader {
   bool turns_by_itself;  // what it gives is upright, and says nothing of how it was stored
   bool has_frames;       // what it calls pages are pictures, and not one in several resolutions
   bool fills_up;         // it gives what is missing of a picture one colour
+  bool scales_by_two;    // or by 4 or 8, as it decodes
 };
 
 // Lets nothing be decoded but what Loader has a row for, whatever is installed.

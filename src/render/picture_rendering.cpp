@@ -15,6 +15,7 @@
 
 #include "render/decoding.h"
 #include "render/picture_sizes.h"
+#include "render/scaling.h"
 
 namespace vexathumb::render {
 namespace {
@@ -71,18 +72,6 @@ VImage Middle(const VImage& picture, const Size& cut) {
   if (width == picture.width() && height == picture.height()) return picture;
   return picture.extract_area((picture.width() - width) / 2, (picture.height() - height) / 2, width,
                               height);
-}
-
-VImage Smaller(const VImage& picture, const Size& size) {
-  const auto width = static_cast<int>(size.width);
-  const auto height = static_cast<int>(size.height);
-  if (width == picture.width() && height == picture.height()) return picture;
-  return picture
-      .thumbnail_image(width, VImage::option()
-                                  ->set("height", height)
-                                  ->set("size", VIPS_SIZE_FORCE)
-                                  ->set("no_rotate", true))
-      .copy_memory();
 }
 
 Blob Encoded(const VImage& picture, const PictureRecord& order) {
@@ -187,7 +176,7 @@ class Rendering {
     if (MakeInPassing(sizes)) return;
     VImage whole;
     for (const size_t i : from_large) {
-      whole = i == from_large.front() ? Largest(sizes[i].whole) : Smaller(whole, sizes[i].whole);
+      whole = i == from_large.front() ? Largest(sizes[i].whole) : Scaled(whole, sizes[i].whole);
       const Blob blob = Encoded(Middle(whole, sizes[i].cut), order_.pictures.at(i));
       if (!Keep(*blob, files_[i])) return;
       answer_.pictures.at(i) = sizes[i].cut;

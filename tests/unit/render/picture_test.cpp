@@ -9,7 +9,9 @@
 #include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
+#include "kit/pictures/landscape.h"
 #include "kit/pictures/pixels.h"
+#include "kit/pictures/ssim.h"
 #include "kit/run_tool.h"
 #include "unit/render/render_test.h"
 
@@ -217,6 +219,26 @@ TEST_F(PictureTest, AreMadeInOneJobInAnyOrder) {
                                            Size{300, 225}, Size{640, 480}));
   for (size_t i = 0; i < job.pictures.size(); ++i) {
     EXPECT_EQ(kit::Corners(Picture(i)), kit::kPictureCorners) << i;
+  }
+}
+
+// Whatever the decoder scales already, and however the rest is done.
+TEST_F(PictureTest, LookAsIfScaledFromAllPixels) {
+  const kit::Scene scene = {7, {60, 110, 190}, {200, 210, 220}, {40, 60, 40}, 0.7F, 0.2F};
+  kit::PaintLandscape(dir_ / "colours.ppm", {2016, 1512}, scene);
+  kit::RunTool({"/usr/bin/vips", "colourspace", dir_ / "colours.ppm", dir_ / "grey.ppm", "b-w"});
+  for (const char* painted : {"colours.ppm", "grey.ppm"}) {
+    SCOPED_TRACE(painted);
+    kit::RunTool({"/usr/bin/vips", "jpegsave", dir_ / painted, dir_ / "source", "--Q", "98"});
+    Job job;
+    job.pictures = {Fitting(1000), Fitting(640), Fitting(360), Fitting(120)};
+    EXPECT_EQ(Run("source", job).ending, Ending::kDone);
+    for (size_t i = 0; i < job.pictures.size(); ++i) {
+      const std::string side = std::to_string(job.pictures[i].width);
+      const std::string reference = dir_ / ("reference" + side + ".png");
+      kit::RunTool({"/usr/bin/vips", "thumbnail", dir_ / painted, reference, side});
+      EXPECT_GE(kit::Ssim(Picture(i), reference), 0.99) << side;
+    }
   }
 }
 

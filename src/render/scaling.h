@@ -1,0 +1,16 @@
+#ifndef VEXATHUMB_RENDER_SCALING_H_
+#define VEXATHUMB_RENDER_SCALING_H_
+
+#include <vips/vips8>
+
+#include "render/order.h"
+
+namespace vexathumb::render {
+
+// The picture in exactly this size, in memory. What is larger than that in one direction is not
+// smaller in the other. Throws vips::VError.
+vips::VImage Scaled(const vips::VImage& picture, const Size& size);
+
+}  // namespace vexathumb::render
+
+#endif  // VEXATHUMB_RENDER_SCALING_H_
