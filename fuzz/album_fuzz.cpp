@@ -12,8 +12,8 @@
 #include "fuzz/harness.h"
 #include "kit/temp_dir.h"
 #include "programs/vexathumb-web/album_handler.h"
-#include "programs/vexathumb-web/percent_encoding.h"
 #include "programs/vexathumb-web/problem.h"
+#include "service/base/percent_encoding.h"
 
 namespace vexathumb::web {
 namespace {
@@ -71,7 +71,7 @@ void CheckDocument(const std::string& body, const std::set<std::string>& made) {
     const std::string start = is_folder ? "/album/share/" : "/thumb/share/";
     MUST_HOLD(address.rfind(start, 0) == 0);
     if (is_folder) address.pop_back();
-    const auto name = PercentDecode(address.substr(start.size()));
+    const auto name = service::PercentDecode(address.substr(start.size()));
     MUST_HOLD(name && made.count(*name) == 1);
     MUST_HOLD(listed.insert(*name).second);
   }

@@ -1,19 +1,19 @@
 // The parameters of an address: of a thumbnail, of a folder, and their percent-encoding.
 #include "fuzz/harness.h"
-#include "programs/vexathumb-web/percent_encoding.h"
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/query.h"
 #include "programs/vexathumb-web/thumbnail_parameters.h"
+#include "service/base/percent_encoding.h"
 
 namespace vexathumb::web {
 namespace {
 
 void CheckEncoding(const std::string& text) {
-  const auto decoded = PercentDecode(text);
+  const auto decoded = service::PercentDecode(text);
   if (decoded) MUST_HOLD(decoded->size() <= text.size());
-  const std::string encoded = PercentEncode(text);
+  const std::string encoded = service::PercentEncode(text);
   MUST_HOLD(encoded.find_first_of("/?&=+#\" <>") == std::string::npos);
-  MUST_HOLD(PercentDecode(encoded) == text);
+  MUST_HOLD(service::PercentDecode(encoded) == text);
 }
 
 void CheckThumbnail(const std::string& text) {

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "bindings/c/no_throw.h"
+#include "posix/write_all.h"
 #include "service/base/output_file.h"
 #include "service/base/source_path.h"
 
@@ -30,16 +31,6 @@ size_t ReadAt(int file, uint64_t offset, char* buffer, size_t size) {
     count += static_cast<size_t>(part);
   }
   return count;
-}
-
-void WriteAll(int file, const char* bytes, size_t size) {
-  while (size > 0) {
-    const ssize_t part = write(file, bytes, size);
-    if (part < 0 && errno == EINTR) continue;
-    if (part < 0) throw std::system_error(errno, std::generic_category());
-    bytes += part;
-    size -= static_cast<size_t>(part);
-  }
 }
 
 }  // namespace
@@ -124,7 +115,9 @@ VexathumbStatus vexathumb_picture_save(const VexathumbPicture* picture, const ch
     size_t count = 0;
     for (uint64_t offset = 0;
          (count = ReadAt(picture->file.get(), offset, buffer.data(), kPart)) > 0; offset += count) {
-      WriteAll(file.descriptor(), buffer.data(), count);
+      if (!vexathumb::posix::WriteAll(file.descriptor(), buffer.data(), count)) {
+        throw std::system_error(errno, std::generic_category());
+      }
     }
     file.Commit();
     return VEXATHUMB_OK;

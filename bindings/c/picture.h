@@ -1,6 +1,7 @@
 #ifndef VEXATHUMB_BINDINGS_C_PICTURE_H_
 #define VEXATHUMB_BINDINGS_C_PICTURE_H_
 
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -17,7 +18,7 @@ struct VexathumbPicture {
   VexathumbPicture(const VexathumbPicture&) = delete;
   VexathumbPicture& operator=(const VexathumbPicture&) = delete;
   ~VexathumbPicture() {
-    if (is_temporary) unlink(path.c_str());
+    if (is_temporary && owner == getpid()) unlink(path.c_str());
   }
 
   vexathumb::posix::UniqueFd file;
@@ -26,6 +27,7 @@ struct VexathumbPicture {
   VexathumbOrigin origin = VEXATHUMB_ORIGIN_SOURCE;
   uint64_t bytes = 0;
   bool is_temporary = false;
+  const pid_t owner = getpid();  // its forks have copies
   bool is_damaged = false;
 
   // Read when they are first asked for.

@@ -213,7 +213,8 @@ VEXATHUMB_C_API int64_t vexathumb_request_retry_after(const VexathumbRequest* re
 /* The picture is open: its descriptor, its length and its bytes are of one and the same file,
  * whatever has become of its name since. */
 
-/* Closes it, and removes its file where that was made for this request alone. NULL is allowed. */
+/* Closes it, and removes its file where that was made for this request alone; a fork of the process
+ * that obtained it closes its copy. NULL is allowed. */
 VEXATHUMB_C_API void vexathumb_picture_free(VexathumbPicture* picture);
 
 /* Its absolute path. Stays the picture's. */

@@ -13,6 +13,7 @@
 #include <system_error>
 #include <vips/vips8>
 
+#include "posix/write_all.h"
 #include "render/decoding.h"
 #include "render/picture_sizes.h"
 #include "render/scaling.h"
@@ -97,15 +98,7 @@ Blob Encoded(const VImage& picture, const PictureRecord& order) {
 // 0 or an error.
 int Write(int file, const char* data, size_t size) {
   if (ftruncate(file, 0) != 0 || lseek(file, 0, SEEK_SET) != 0) return errno;
-  while (size > 0) {
-    const ssize_t count = write(file, data, size);
-    if (count < 0 && errno != EINTR) return errno;
-    if (count > 0) {
-      data += count;
-      size -= static_cast<size_t>(count);
-    }
-  }
-  return 0;
+  return posix::WriteAll(file, data, size) ? 0 : errno;
 }
 
 // One order, from its header to the last picture.

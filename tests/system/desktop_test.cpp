@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
 #include "kit/pictures/pixels.h"
@@ -103,6 +104,64 @@ TEST_F(DesktopThumbnail, IsMadeOfWhatIsStored) {
   EXPECT_THAT(kit::ReadFile(album_.Aside("journal")), testing::Not(HasSubstr("djpeg")));
 }
 
+TEST_F(DesktopThumbnail, NamesEachByteOfAnOddName) {
+  const std::string source = album_ / "50% \n\xff.png";
+  kit::WritePng(source, {{60, 40}});
+  ASSERT_EQ(Make(source).exit_code, 0);
+  EXPECT_EQ(TextsOf(png())["Thumb::URI"], "file://" + album_ / "50%25%20%0A%FF.png");
+  fs::remove(png());
+  ASSERT_EQ(Make("file://" + album_ / "50%25%20%0A%FF.png").exit_code, 0);
+  EXPECT_TRUE(fs::exists(png()));
+}
+
+struct OutputCase {
+  const char* name;
+  const char* output;
+  int exit_code;
+};
+
+void PrintTo(const OutputCase& one, std::ostream* out) { *out << one.name; }
+
+class DesktopOutput : public DesktopThumbnail, public testing::WithParamInterface<OutputCase> {};
+
+TEST_P(DesktopOutput, IsWholeOrSaidInOneLine) {
+  kit::WriteJpeg(album_ / "a.jpg");
+  fs::create_directory(album_.Aside("folder"));
+  kit::WriteFile(album_.Aside("full"), "something else");
+  kit::WriteFile(album_.Aside("empty"), "");
+  fs::create_symlink(album_.Aside("full"), album_.Aside("link"));
+  fs::create_symlink(album_.Aside("nowhere"), album_.Aside("dead-link"));
+  fs::create_hard_link(album_ / "a.jpg", album_.Aside("source"));
+  const std::string source = kit::ReadFile(album_ / "a.jpg");
+  const std::string output = album_.Aside(GetParam().output);
+  const RunResult run = album_.Run({"desktop-thumbnail", album_ / "a.jpg", output});
+  EXPECT_EQ(run.exit_code, GetParam().exit_code) << run.err;
+  EXPECT_EQ(kit::ReadFile(album_ / "a.jpg"), source);
+  if (GetParam().exit_code == 0) {
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(kit::Corners(output), kit::kPictureCorners);
+  } else {
+    EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , DesktopOutput,
+    testing::Values(OutputCase{"New", "new", 0}, OutputCase{"EmptyFile", "empty", 0},
+                    OutputCase{"AnotherFile", "full", 0}, OutputCase{"Link", "link", 0},
+                    OutputCase{"DeadLink", "dead-link", 0}, OutputCase{"Folder", "folder", 4},
+                    OutputCase{"InNoFolder", "none/a.png", 4},
+                    OutputCase{"TheSource", "source", 2}),
+    kit::CaseName());
+
+TEST_F(DesktopThumbnail, HasASideOfOnePixelAtLeast) {
+  kit::WriteJpeg(album_ / "a.jpg");
+  EXPECT_EQ(Make(album_ / "a.jpg", 0).exit_code, 2);
+  EXPECT_EQ(Make(album_ / "a.jpg", 4097).exit_code, 2);
+  ASSERT_EQ(Make(album_ / "a.jpg", 1).exit_code, 0);
+  EXPECT_EQ(kit::Examine(png()).width, 1);
+}
+
 struct DesktopCase {
   const char* name;
   void (*write)(const std::string& path);
@@ -112,6 +171,10 @@ struct DesktopCase {
 void PrintTo(const DesktopCase& one, std::ostream* out) { *out << one.name; }
 
 class DesktopSource : public DesktopThumbnail, public testing::WithParamInterface<DesktopCase> {};
+
+void WriteGradient(const std::string& path) {
+  kit::RunTool({"/usr/bin/convert", "-size", "400x300", "gradient:", path});
+}
 
 TEST_P(DesktopSource, LeavesNothingInItsFolder) {
   const std::string source = album_ / GetParam().name;
@@ -131,6 +194,7 @@ INSTANTIATE_TEST_SUITE_P(
         DesktopCase{"a.heic", [](const std::string& path) { kit::WriteHeic(path); }, 0},
         DesktopCase{"a.tif", [](const std::string& path) { kit::WriteTiff(path); }, 0},
         DesktopCase{"a.gif", [](const std::string& path) { kit::WriteAnimatedGif(path); }, 0},
+        DesktopCase{"a.psd", &WriteGradient, 0}, DesktopCase{"a.tga", &WriteGradient, 0},
         DesktopCase{"broken.jpg", [](const std::string& path) { kit::WriteFile(path, kNoPicture); },
                     1},
         DesktopCase{"missing.jpg", [](const std::string&) {}, 3}),
@@ -148,6 +212,64 @@ TEST_F(DesktopThumbnail, IsOfLocalFilesAlone) {
     EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
   }
 }
+
+// In which desktops run programs that read strangers' files.
+struct Sandbox {
+  const char* name;
+  std::vector<std::string> root;
+};
+
+void PrintTo(const Sandbox& sandbox, std::ostream* out) { *out << sandbox.name; }
+
+const Sandbox kSandboxes[] = {
+    {"OfSystemFilesAlone",
+     {"--ro-bind", "/usr", "/usr", "--symlink", "usr/lib", "/lib", "--symlink", "usr/lib64",
+      "/lib64", "--symlink", "usr/bin", "/bin", "--ro-bind-try", "/etc/alternatives",
+      "/etc/alternatives", "--ro-bind-try", "/etc/ld.so.cache", "/etc/ld.so.cache"}},
+    {"ClosedToWriters", {"--ro-bind", "/", "/", "--tmpfs", "/home", "--tmpfs", "/root"}}};
+
+class SandboxedThumbnail : public DesktopThumbnail, public testing::WithParamInterface<Sandbox> {
+ protected:
+  void SetUp() override {
+    if (kit::RunTool({"/bin/sh", "-c", "bwrap --ro-bind / / --unshare-all true || echo no"}) !=
+        "") {
+      GTEST_SKIP() << "bwrap is not installed, or may not be used here";
+    }
+    fs::create_directory(album_.Aside("tmp"));
+  }
+
+  // Nothing of the machine's /tmp but the picture is there, and no settings.
+  RunResult Make(const std::string& name) const {
+    const std::string build = fs::path(VEXATHUMB_PROGRAM).parent_path().parent_path();
+    RunOptions options;
+    options.runner = {"/usr/bin/bwrap"};
+    const auto add = [&options](const std::vector<std::string>& arguments) {
+      options.runner.insert(options.runner.end(), arguments.begin(), arguments.end());
+    };
+    add(GetParam().root);
+    add({"--proc", "/proc", "--dev", "/dev", "--bind", album_.Aside("tmp"), "/tmp", "--ro-bind",
+         album_ / name, "/tmp/" + name, "--ro-bind", build, build, "--unsetenv", "VEXATHUMB_CONFIG",
+         "--unshare-all", "--die-with-parent", "--chdir", "/"});
+    return album_.Run({"desktop-thumbnail", "file:///tmp/" + name, "/tmp/out.png"}, options);
+  }
+  std::string png() const { return album_.Aside("tmp/out.png"); }
+};
+
+TEST_P(SandboxedThumbnail, IsMade) {
+  kit::WriteJpeg(album_ / "a.jpg", {{1600, 1200}, 6});
+  kit::WriteHeic(album_ / "a.heic", {{400, 300}});
+  kit::WriteDng(album_ / "a.dng");
+  for (const char* name : {"a.jpg", "a.heic", "a.dng"}) {
+    const RunResult run = Make(name);
+    ASSERT_EQ(run.exit_code, 0) << name << ": " << run.err;
+    const bool is_raw = name == std::string("a.dng");
+    EXPECT_EQ(kit::Corners(png()), is_raw ? kit::kPreviewCorners : kit::kPictureCorners) << name;
+    EXPECT_EQ(TextsOf(png())["Thumb::URI"], "file:///tmp/" + std::string(name));
+    fs::remove(png());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, SandboxedThumbnail, testing::ValuesIn(kSandboxes), kit::CaseName());
 
 // The installation's entry, and a service of Debian's that reads it.
 TEST_F(DesktopThumbnail, IsShownByAThumbnailService) {

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "kit/case_name.h"
 #include "kit/files.h"
@@ -118,6 +119,29 @@ TEST(FullDisk, IsSaid) {
   EXPECT_EQ(run.exit_code, 75);
   EXPECT_THAT(run.err,
               HasSubstr("there is no room for it in the store (small); make room on its volume"));
+}
+
+// A desktop's service reads the empty file that it has made, whatever is said.
+TEST(FullDisk, LeavesADesktopsFileEmpty) {
+  const Album album;
+  const SmallVolume volume(album, "size=256k");
+  ASSERT_TRUE(volume.IsMounted());
+  kit::WritePng(album.Aside("a.png"), {{1600, 1200}});
+  const std::vector<std::string> make = {"desktop-thumbnail", "-s", "1024", album.Aside("a.png")};
+  const auto into = [&make](const std::string& output) {
+    std::vector<std::string> all = make;
+    all.push_back(output);
+    return all;
+  };
+  ASSERT_EQ(album.Run(into(album.Aside("out"))).exit_code, 0);
+  const auto page = static_cast<uintmax_t>(sysconf(_SC_PAGESIZE));
+  ASSERT_GT(fs::file_size(album.Aside("out")), page);
+  kit::WriteFile(album / "out", "");
+  volume.LeaveRoom(page);
+  const RunResult run = album.Run(into(album / "out"));
+  EXPECT_EQ(run.exit_code, 4);
+  EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
+  EXPECT_EQ(fs::file_size(album / "out"), 0U);
 }
 
 // Both at once: what is postponed comes again only within a minute.

@@ -10,6 +10,7 @@
 #include "platform/base/failed_call.h"
 #include "platform/base/no_throw.h"
 #include "posix/unique_fd.h"
+#include "posix/write_all.h"
 #include "vexa/copy.h"
 
 namespace vexaplatform {
@@ -56,17 +57,6 @@ class PartialFile {
   bool moved_ = false;
 };
 
-int WriteAll(int to, const char* data, size_t size) {
-  while (size > 0) {
-    const ssize_t written = write(to, data, size);
-    if (written < 0 && errno != EINTR) return -1;
-    if (written <= 0) continue;
-    data += written;
-    size -= static_cast<size_t>(written);
-  }
-  return 0;
-}
-
 int CopyBytes(int from, int to) {
   constexpr size_t kChunk = size_t{1} << 30;
   ssize_t copied = 0;
@@ -80,7 +70,7 @@ int CopyBytes(int from, int to) {
     const ssize_t size = read(from, buffer.data(), buffer.size());
     if (size < 0 && errno == EINTR) continue;
     if (size <= 0) return size < 0 ? -1 : 0;
-    if (WriteAll(to, buffer.data(), static_cast<size_t>(size)) != 0) return -1;
+    if (!vexathumb::posix::WriteAll(to, buffer.data(), static_cast<size_t>(size))) return -1;
   }
 }
 

@@ -1,35 +1,26 @@
 #include "programs/vexathumb-web/album_handler.h"
 
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "programs/vexathumb-web/folder_listing.h"
-#include "programs/vexathumb-web/percent_encoding.h"
+#include "programs/vexathumb-web/json_text.h"
 #include "programs/vexathumb-web/problem.h"
 #include "programs/vexathumb-web/query.h"
 #include "programs/vexathumb-web/response.h"
 #include "programs/vexathumb-web/shared_file.h"
+#include "service/base/percent_encoding.h"
 
 namespace vexathumb::web {
 namespace {
 
-using json = nlohmann::ordered_json;
+using service::PercentEncode;
 
 constexpr int kMostEntries = 1000;
 constexpr int kUsualEntries = 200;
 constexpr int kLastOffset = 1'000'000'000;
 
 // The components of a path, each encoded.
-std::string EncodePath(const std::string& path) {
-  std::string encoded;
-  for (size_t start = 0;;) {
-    const size_t slash = path.find('/', start);
-    encoded += PercentEncode(path.substr(start, slash - start));
-    if (slash == std::string::npos) return encoded;
-    encoded += '/';
-    start = slash + 1;
-  }
-}
+std::string EncodePath(const std::string& path) { return PercentEncode(path, "-._~/"); }
 
 SortOrder ReadSortOrder(const Query& query) {
   const std::string sort = query.Text("sort").value_or("name");
@@ -38,36 +29,42 @@ SortOrder ReadSortOrder(const Query& query) {
   throw Problem(400, "The parameter \"sort\" is name or mtime.");
 }
 
-json Describe(const Entry& entry, const std::string& folder, const std::string& pictures) {
+std::string Describe(const Entry& entry, const std::string& folder, const std::string& pictures) {
   const std::string name = PercentEncode(entry.name);
-  json described = {{"name", entry.name}, {"mtime", entry.mtime.tv_sec}};
+  JsonObject described;
+  described.Add("name", JsonString(entry.name));
+  described.Add("mtime", std::to_string(entry.mtime.tv_sec));
   if (entry.kind == EntryKind::kFolder) {
-    described["kind"] = "folder";
-    described["href"] = folder + name + "/";
-    return described;
+    described.Add("kind", JsonString("folder"));
+    described.Add("href", JsonString(folder + name + "/"));
+    return described.Take();
   }
-  described["kind"] = entry.kind == EntryKind::kImage ? "image" : "video";
-  described["size"] = entry.size;
-  described["href"] = pictures + name;
+  described.Add("kind", JsonString(entry.kind == EntryKind::kImage ? "image" : "video"));
+  described.Add("size", std::to_string(entry.size));
+  described.Add("href", JsonString(pictures + name));
   if (entry.pixels) {
-    described["width"] = entry.pixels->width;
-    described["height"] = entry.pixels->height;
+    described.Add("width", std::to_string(entry.pixels->width));
+    described.Add("height", std::to_string(entry.pixels->height));
   }
-  if (entry.is_damaged) described["damaged"] = true;
-  return described;
+  if (entry.is_damaged) described.Add("damaged", "true");
+  return described.Take();
 }
 
-json ListShares(const Request& request, const vexaplatform::Settings& settings) {
+std::string ListShares(const Request& request, const vexaplatform::Settings& settings) {
   const Query none(request.query, {});
-  json shares = json::array();
+  JsonArray shares;
   for (const auto& share : settings.shares) {
-    shares.push_back({{"name", share.name},
-                      {"href", request.base + "/album/" + PercentEncode(share.name) + "/"}});
+    JsonObject described;
+    described.Add("name", JsonString(share.name));
+    described.Add("href", JsonString(request.base + "/album/" + PercentEncode(share.name) + "/"));
+    shares.Add(described.Take());
   }
-  return {{"shares", shares}};
+  JsonObject document;
+  document.Add("shares", shares.Take());
+  return document.Take();
 }
 
-json ListSharedFolder(const Request& request, const SharedFile& folder) {
+std::string ListSharedFolder(const Request& request, const SharedFile& folder) {
   const Query query(request.query, {"sort", "offset", "limit"});
   const SortOrder order = ReadSortOrder(query);
   const Page page = {
@@ -81,14 +78,20 @@ json ListSharedFolder(const Request& request, const SharedFile& folder) {
   const std::string top = request.base + "/album/" + share;
   const std::string here = top + path;
   const std::string thumbs = request.base + "/thumb/" + share + path;
-  json entries = json::array();
-  for (const Entry& entry : listing->entries) entries.push_back(Describe(entry, here, thumbs));
-  json document = {
-      {"share", folder.share.name}, {"path", folder.relative}, {"href", here},
-      {"total", listing->total},    {"offset", page.offset},   {"entries", std::move(entries)}};
-  if (!path.empty())
-    document["parent"] = top + path.substr(0, path.rfind('/', path.size() - 2) + 1);
-  return document;
+  JsonArray entries;
+  for (const Entry& entry : listing->entries) entries.Add(Describe(entry, here, thumbs));
+  JsonObject document;
+  document.Add("share", JsonString(folder.share.name));
+  document.Add("path", JsonString(folder.relative));
+  document.Add("href", JsonString(here));
+  document.Add("total", std::to_string(listing->total));
+  document.Add("offset", std::to_string(page.offset));
+  document.Add("entries", entries.Take());
+  if (!path.empty()) {
+    const size_t last = path.rfind('/', path.size() - 2);
+    document.Add("parent", JsonString(top + path.substr(0, last + 1)));
+  }
+  return document.Take();
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <syslog.h>
 
 #include <exception>
+#include <memory>
+#include <new>
 
 #include "programs/vexathumb-web/album_handler.h"
 #include "programs/vexathumb-web/health.h"
@@ -49,7 +51,7 @@ int Dispatch(const Request& request, const vexaplatform::Settings& settings) {
   throw NotFound();
 }
 
-// The same for whatever becomes a problem document.
+// The same for whatever becomes a problem document. Throws std::bad_alloc only.
 int AnswerOrRefuse(char** variables, Request* request, const vexaplatform::Settings& settings) {
   try {
     *request = ReadRequest(variables);
@@ -57,6 +59,8 @@ int AnswerOrRefuse(char** variables, Request* request, const vexaplatform::Setti
   } catch (const Problem& problem) {
     SendProblem(problem, request->IsHead());
     return problem.status();
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception& error) {
     syslog(LOG_ERR, "a request failed: %s", error.what());
     const Problem problem(500, "The request could not be answered.");
@@ -69,10 +73,17 @@ int AnswerOrRefuse(char** variables, Request* request, const vexaplatform::Setti
 
 void AnswerRequest(char** variables) noexcept {
   Request request;
-  const vexaplatform::SettingsHold hold;
-  const auto settings = vexaplatform::CurrentSettings();
-  const int status = AnswerOrRefuse(variables, &request, *settings);
-  CountAnswer(settings->service.lock_dir, request.route, status);
+  std::shared_ptr<const vexaplatform::Settings> settings;
+  int status = 0;
+  try {
+    const vexaplatform::SettingsHold hold;
+    settings = vexaplatform::CurrentSettings();
+    status = AnswerOrRefuse(variables, &request, *settings);
+  } catch (const std::bad_alloc&) {
+    // What was taken for the request has been given back.
+    status = SendNoMemory(request.IsHead());
+  }
+  if (settings) CountAnswer(settings->service.lock_dir, request.route, status);
 }
 
 }  // namespace vexathumb::web

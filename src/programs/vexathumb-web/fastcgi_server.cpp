@@ -9,8 +9,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <string>
-#include <system_error>
 
 #include "programs/vexathumb-web/answer.h"
 #include "programs/vexathumb-web/workers.h"
@@ -81,11 +81,11 @@ class ResponseStream {
 };
 
 // One of those that answer requests side by side. The settings may name another folder by now.
-void BeCounted() {
+void BeCounted() noexcept {
   try {
     JoinWorkers(vexaplatform::CurrentSettings()->service.lock_dir);
-  } catch (const std::system_error&) {
-    return;  // a request that needs the folder says so
+  } catch (const std::exception&) {
+    return;  // a request that needs the folder, or memory, says so
   }
 }
 

@@ -1,6 +1,5 @@
 #include "programs/vexathumb-web/health.h"
 
-#include <nlohmann/json.hpp>
 #include <system_error>
 
 #include "programs/vexathumb-web/problem.h"
@@ -19,7 +18,7 @@ void SendHealth(const Request& request, const vexaplatform::Settings& settings) 
   } catch (const std::system_error&) {
     throw Problem(503, "The lock folder cannot be used.");
   }
-  SendJson({{"status", "ok"}}, request);
+  SendJson(R"({"status":"ok"})", request);
 }
 
 }  // namespace vexathumb::web

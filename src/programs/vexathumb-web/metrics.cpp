@@ -6,6 +6,7 @@
 #include <array>
 #include <cctype>
 #include <cstdio>
+#include <new>
 #include <optional>
 #include <string_view>
 
@@ -197,17 +198,19 @@ void WriteBuilds(const SharedCounters& counters, size_t first, Format format, Ex
 
 }  // namespace
 
-void CountAnswer(const std::string& lock_directory, Route route, int status) noexcept {
+void CountAnswer(const std::string& lock_directory, Route route, int status) noexcept try {
   const auto* const known = std::find(kStatuses.begin(), kStatuses.end(), status);
   const size_t line =
       static_cast<size_t>(route) * kStatusCount + static_cast<size_t>(known - kStatuses.begin());
   SharedCounters& counters = CountersIn(lock_directory);
   counters.Refresh();  // once a request: it costs more than all the counting
   counters.Add(kFirstAnswer + line, 1);
+} catch (const std::bad_alloc&) {
+  return;  // not counted
 }
 
 void CountThumbnail(const std::string& lock_directory, const std::string& source,
-                    const Thumbnail& thumbnail) noexcept {
+                    const Thumbnail& thumbnail) noexcept try {
   SharedCounters& counters = CountersIn(lock_directory);
   const Result result = ResultOf(thumbnail);
   counters.Add(kFirstResult + result, 1);
@@ -216,6 +219,8 @@ void CountThumbnail(const std::string& lock_directory, const std::string& source
   const size_t kind = engine * kTypeCount + TypeOf(thumbnail.made_of, source);
   counters.Add(kFirstBuild + kind, 1);
   counters.Add(kFirstBuildTime + kind, static_cast<uint64_t>(thumbnail.made_in.count()));
+} catch (const std::bad_alloc&) {
+  return;  // not counted
 }
 
 std::string MetricsText(const std::string& lock_directory, const Load& load) {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
-#include "programs/vexathumb-web/percent_encoding.h"
 #include "programs/vexathumb-web/problem.h"
+#include "service/base/percent_encoding.h"
 
 namespace vexathumb::web {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 std::string Decode(std::string_view encoded) {
   std::string text(encoded);
   std::replace(text.begin(), text.end(), '+', ' ');
-  const auto decoded = PercentDecode(text);
+  const auto decoded = service::PercentDecode(text);
   if (!decoded) throw Problem(400, "The parameters are not percent-encoded soundly.");
   return *decoded;
 }

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "programs/vexathumb-web/percent_encoding.h"
 #include "programs/vexathumb-web/problem.h"
+#include "service/base/percent_encoding.h"
 
 namespace vexathumb::web {
 namespace {
@@ -58,7 +58,7 @@ std::vector<std::string> DecodeComponents(std::string_view path) {
   while (!path.empty()) {
     path.remove_prefix(1);  // the slash
     const std::string_view encoded = path.substr(0, path.find('/'));
-    const auto component = PercentDecode(encoded);
+    const auto component = service::PercentDecode(encoded);
     if (!component || component->find('\0') != std::string::npos) throw NotFound();
     components.push_back(*component);
     path.remove_prefix(encoded.size());

@@ -47,7 +47,10 @@ void GuardMapping(void* mapping, size_t size) {
 // From the first process to this one: other than its number, this is had without a system call.
 unsigned Forks() {
   static std::atomic<unsigned> forks = 0;
-  static const int counted = pthread_atfork(nullptr, nullptr, [] { ++forks; });
+  static const int counted = pthread_atfork(nullptr, nullptr, [] {
+    ++forks;
+    mapped_begin = nullptr;  // it is not there, and what is may be a stranger's file
+  });
   static_cast<void>(counted);
   return forks;
 }

@@ -7,6 +7,8 @@
 #include <string>
 #include <system_error>
 
+#include "posix/unique_fd.h"
+#include "posix/write_all.h"
 #include "programs/vexathumb/commands.h"
 #include "programs/vexathumb/report.h"
 #include "service/base/output_file.h"
@@ -47,22 +49,25 @@ std::string MakePng(const DesktopOptions& options, const service::DesktopSource&
 }
 
 void WriteBytes(const std::string& bytes, int descriptor) {
-  for (size_t sent = 0; sent < bytes.size();) {
-    const ssize_t written = write(descriptor, bytes.data() + sent, bytes.size() - sent);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw std::system_error(errno, std::generic_category());
-    sent += static_cast<size_t>(written);
+  if (!posix::WriteAll(descriptor, bytes.data(), bytes.size())) {
+    throw std::system_error(errno, std::generic_category());
   }
 }
 
-// Services make an empty file and read that very one later: no other may take its place.
+// Services make an empty file and read that very one later: no other may take its place. It has the
+// whole picture or nothing.
 bool FillEmptyFile(const std::string& png, const std::string& path) {
   const posix::UniqueFd file(open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status = {};
   if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size != 0) {
     return false;
   }
-  WriteBytes(png, file.get());
+  try {
+    WriteBytes(png, file.get());
+  } catch (const std::system_error&) {
+    if (ftruncate(file.get(), 0) != 0) return false;  // another in its place, or none
+    throw;
+  }
   return true;
 }
 

@@ -1,7 +1,6 @@
 #include "service/base/lock_file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -75,6 +74,24 @@ Folder FolderFor(const std::string& directory) {
   return {directory, 0600 | GroupsPart(st, 0060)};
 }
 
+struct flock WholeFile() {
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  return lock;
+}
+
+// Of the open file, as by flock(2), of which nobody can ask whether it is held. False when another
+// holds it.
+bool LockWhole(int file, int command) {
+  struct flock lock = WholeFile();
+  while (fcntl(file, command, &lock) != 0) {
+    if (errno == EAGAIN || errno == EACCES) return false;
+    if (errno != EINTR) Refuse(errno, "fcntl");
+  }
+  return true;
+}
+
 }  // namespace
 
 std::string LockFolder(const std::string& directory) { return FolderFor(directory).path; }
@@ -86,26 +103,14 @@ LockFile::LockFile(const std::string& directory, const std::string& name) {
   if (!fd_) Refuse(errno, path);
 }
 
-void LockFile::Lock() {
-  while (flock(fd_.get(), LOCK_EX) != 0) {
-    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "flock");
-  }
-}
+void LockFile::Lock() { LockWhole(fd_.get(), F_OFD_SETLKW); }
 
-bool LockFile::TryLock() { return Try(LOCK_EX); }
+bool LockFile::TryLock() { return LockWhole(fd_.get(), F_OFD_SETLK); }
 
-bool LockFile::IsHeldByAnother() {
-  if (!Try(LOCK_SH)) return true;
-  flock(fd_.get(), LOCK_UN);
-  return false;
-}
-
-bool LockFile::Try(int lock) {
-  while (flock(fd_.get(), lock | LOCK_NB) != 0) {
-    if (errno == EWOULDBLOCK) return false;
-    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "flock");
-  }
-  return true;
+bool LockFile::IsHeldByAnother() const {
+  struct flock lock = WholeFile();
+  if (fcntl(fd_.get(), F_OFD_GETLK, &lock) != 0) Refuse(errno, "fcntl");
+  return lock.l_type != F_UNLCK;
 }
 
 }  // namespace vexathumb::service

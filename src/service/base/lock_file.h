@@ -13,8 +13,8 @@ namespace vexathumb::service {
 // is missing, open to those to whom its parent is. Throws std::system_error.
 std::string LockFolder(const std::string& directory);
 
-// A lock between processes on a file. The system releases it when the holder dies. The file itself
-// stays.
+// A lock between processes on a file. The system releases it when the holder dies, or, where that
+// has been forked meanwhile, the last of those. The file itself stays.
 class LockFile {
  public:
   // Opens `name` in LockFolder(directory), making it where it is missing, without following a link
@@ -28,12 +28,10 @@ class LockFile {
 
   int descriptor() const { return fd_.get(); }
 
-  // Whether another holds it. Several may ask at once.
-  bool IsHeldByAnother();
+  // Whether another holds it. Who asks keeps it from nobody.
+  bool IsHeldByAnother() const;
 
  private:
-  bool Try(int lock);
-
   posix::UniqueFd fd_;
 };
 

@@ -1,6 +1,8 @@
 #ifndef VEXATHUMB_SERVICE_BUILD_BUILD_SETTINGS_H_
 #define VEXATHUMB_SERVICE_BUILD_BUILD_SETTINGS_H_
 
+#include <string>
+
 #include "service/store/build_slot.h"
 #include "service/store/free_boxes.h"
 #include "vexaplatform/settings.h"
@@ -21,6 +23,7 @@ struct BuildOptions {
   bool is_for_one = false;  // this process makes one picture: what takes time to start does not pay
   FreeBoxLimits free_boxes;
   OutsideStore outside_store = OutsideStore::kMake;
+  std::string outside_folder = "/var/tmp";
 };
 
 // The processors that this process may use, at least one.

@@ -11,6 +11,7 @@
 
 #include "common/util/util.h"
 #include "service/base/machine_error.h"
+#include "service/base/path_name.h"
 #include "service/build/avatar.h"
 #include "service/build/failure_proof.h"
 #include "service/build/preview_thumbnail.h"
@@ -152,12 +153,14 @@ std::optional<Thumbnail> ThumbnailBuilder::MakeForStore(const ThumbnailRequest& 
 std::optional<Thumbnail> ThumbnailBuilder::MakeOutsideStore(const ThumbnailRequest& request,
                                                             const ThumbInfo& info) {
   // A name that tells whose it is, with something random before it: two machines may have one
-  // folder there, and the same process number. It has no extension.
+  // folder there, and the same process number. By the extension tools make what is promised: of
+  // what they make of a TARGA otherwise, nobody knows what it is.
   const std::string name = file::GetVarTmpPath(request.avatar ? info.GetAvatarThumbEAName()
-                                                              : info.GetDocdeckTmpThumbEAName());
+                                                              : info.GetDocdeckTmpThumbEAName()) +
+                           info.GetOutputExtension();
   ThumbnailRequest outside = request;
   outside.use_preview = options_.outside_store == OutsideStore::kAlone;
-  auto made = Make(outside, info, NewFileAt(name));
+  auto made = Make(outside, info, NewFileAt(options_.outside_folder + "/" + LastComponent(name)));
   if (!made || !version_.IsCurrent()) return std::nullopt;
   if (!IsWritten(made->file->HandOut(StoredAttributes(version_.status())))) return std::nullopt;
   Thumbnail thumbnail = OwnedByCaller(made->file->path(), made->mime, kFromVarTmp);

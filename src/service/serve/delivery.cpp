@@ -9,6 +9,7 @@
 #include <memory>
 #include <system_error>
 
+#include "posix/write_all.h"
 #include "service/base/output_file.h"
 #include "service/base/share_paths.h"
 #include "service/base/source_path.h"
@@ -19,21 +20,13 @@
 namespace vexathumb::service {
 namespace {
 
-void WriteAll(int descriptor, const char* data, size_t size) {
-  while (size > 0) {
-    const ssize_t written = write(descriptor, data, size);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw std::system_error(errno, std::generic_category());
-    data += written;
-    size -= static_cast<size_t>(written);
-  }
-}
-
 void CopyStream(FILE* stream, int descriptor) {
   std::array<char, 65536> buffer;
   size_t size = 0;
   while ((size = fread(buffer.data(), 1, buffer.size(), stream)) > 0) {
-    WriteAll(descriptor, buffer.data(), size);
+    if (!posix::WriteAll(descriptor, buffer.data(), size)) {
+      throw std::system_error(errno, std::generic_category());
+    }
   }
   if (ferror(stream) != 0) throw std::system_error(errno, std::generic_category());
 }

@@ -5,13 +5,17 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string_view>
+#include <system_error>
 
+#include "posix/write_all.h"
 #include "service/base/atomic_file.h"
+#include "service/base/lock_file.h"
+#include "service/base/percent_encoding.h"
 #include "service/base/source_path.h"
 #include "service/base/version.h"
 #include "service/picture/inspection.h"
@@ -26,47 +30,37 @@ namespace vexathumb::service {
 namespace {
 
 constexpr std::string_view kFileScheme = "file://";
-// Never appears there: it is read under its temporary name.
-constexpr char kMadeAt[] = "/var/tmp/vexathumb_desktop.png";
-constexpr char kHexDigits[] = "0123456789ABCDEF";
+
+// The sandboxes in which desktops run programs like this have little more than /usr, the source and
+// a /tmp of their own. Some have a root folder besides in which the rest can be made, for the
+// tools; in others all is closed to writers.
+class Places {
+ public:
+  explicit Places(const std::string& locks) : locks_(locks) {
+    std::error_code error;
+    if (std::filesystem::create_directories(temporary_, error)) chmod(temporary_.c_str(), 01777);
+    if (access(temporary_.c_str(), W_OK) != 0) temporary_ = "/tmp";
+    try {
+      const LockFile usable(locks, "desktop");
+    } catch (const std::system_error&) {
+      locks_ = "/tmp/vexathumb";
+    }
+  }
+
+  const std::string& temporary() const { return temporary_; }
+  const std::string& locks() const { return locks_; }
+
+  // Never appears there: it is read under its temporary name.
+  std::string NewPng() const { return temporary_ + "/vexathumb_desktop.png"; }
+
+ private:
+  std::string temporary_ = "/var/tmp";
+  std::string locks_;
+};
 
 // As GLib writes them: services find their files by a sum of the URI.
 std::string UriOf(const std::string& path) {
-  constexpr std::string_view kKept = "!$&'()*+,-./:=@_~";
-  std::string uri(kFileScheme);
-  for (const char c : path) {
-    const auto byte = static_cast<unsigned char>(c);
-    if ((byte < 0x80 && isalnum(byte) != 0) || kKept.find(c) != std::string_view::npos) {
-      uri += c;
-    } else {
-      uri += '%';
-      uri += kHexDigits[byte >> 4U];
-      uri += kHexDigits[byte & 15U];
-    }
-  }
-  return uri;
-}
-
-std::optional<std::string> DecodePath(std::string_view encoded) {
-  const auto digit = [](char c) {
-    const std::string_view digits = kHexDigits;
-    const size_t value = digits.find(static_cast<char>(toupper(static_cast<unsigned char>(c))));
-    return value == std::string_view::npos ? -1 : static_cast<int>(value);
-  };
-  std::string path;
-  for (size_t i = 0; i < encoded.size(); ++i) {
-    if (encoded[i] != '%') {
-      path += encoded[i];
-      continue;
-    }
-    if (i + 2 >= encoded.size()) return std::nullopt;
-    const int high = digit(encoded[i + 1]);
-    const int low = digit(encoded[i + 2]);
-    if (high < 0 || low < 0 || high + low == 0) return std::nullopt;
-    path += static_cast<char>(high * 16 + low);
-    i += 2;
-  }
-  return path;
+  return std::string(kFileScheme) + PercentEncode(path, "!$&'()*+,-./:=@_~");
 }
 
 // Of the smallest named size that is large enough, which is what a store may have.
@@ -90,14 +84,14 @@ std::string ReadAll(const std::string& path) {
 }
 
 // Fits a picture into a square, upright, as a PNG. Its bytes; empty where that cannot be done.
-std::string FitAsPng(const std::string& picture, uint32_t side) {
+std::string FitAsPng(const std::string& picture, uint32_t side, const Places& places) {
   ThumbnailRequest request;
   request.source = picture;
   request.box = ThumbDimension(side, side);
   ThumbInfo info = Describe(request);
   if (!Inspect(&info).IsUsable()) return "";
   if (PictureRenderer() != nullptr) {
-    AtomicFile made(kMadeAt);
+    AtomicFile made(places.NewPng());
     const posix::UniqueFd source = OpenSource(picture);
     render::Job job;
     job.source = source.get();
@@ -117,26 +111,26 @@ std::string FitAsPng(const std::string& picture, uint32_t side) {
   // `convert` would enlarge it.
   const uint32_t longest = std::min(side, std::max(info.GetWidth(), info.GetHeight()));
   info.SetDimension(ThumbDimension(longest, longest));
-  const AtomicFile made(kMadeAt);
+  const AtomicFile made(places.NewPng());
   return ConvertCmd(info, picture, made.path()).exec() ? ReadAll(made.path()) : "";
 }
 
 // The preview of a raw file of which only dcraw knows where it is, as a PNG; empty where there is
 // none. The library's command would put it into the store's directory on its way.
-std::string FitRawPreview(const std::string& source, uint32_t side) {
+std::string FitRawPreview(const std::string& source, uint32_t side, const Places& places) {
   constexpr char kDcraw[] = "/usr/bin/dcraw";
   const std::array<const char*, 7> arguments = {kDcraw, "-6",           "-w",   "-c",
                                                 "-e",   source.c_str(), nullptr};
-  AtomicFile preview(kMadeAt);
+  AtomicFile preview(places.NewPng());
   const int file = preview.Create();
   FILE* const stream = file >= 0 ? VLIBCPopenv(kDcraw, "r", arguments.data()) : nullptr;
   if (stream == nullptr) return "";
   std::array<char, 65536> buffer = {};
   bool is_written = true;
   for (size_t size = 0; (size = fread(buffer.data(), 1, buffer.size(), stream)) > 0;) {
-    is_written = is_written && write(file, buffer.data(), size) == static_cast<ssize_t>(size);
+    is_written = is_written && posix::WriteAll(file, buffer.data(), size);
   }
-  return VLIBCPclose(stream) == 0 && is_written ? FitAsPng(preview.path(), side) : "";
+  return VLIBCPclose(stream) == 0 && is_written ? FitAsPng(preview.path(), side, places) : "";
 }
 
 std::string TypeOf(const std::string& source, const Thumbnail& thumbnail) {
@@ -171,8 +165,8 @@ std::optional<DesktopSource> ReadDesktopSource(const std::string& uri_or_path) {
   const std::string_view host = rest.substr(0, rest.find('/'));
   if (!host.empty() && host != "localhost") return std::nullopt;
   rest.remove_prefix(host.size());
-  const auto path = DecodePath(rest);
-  if (!path || path->empty()) return std::nullopt;
+  const auto path = PercentDecode(rest);
+  if (!path || path->empty() || path->find('\0') != std::string::npos) return std::nullopt;
   return DesktopSource{uri_or_path, AbsolutePath(*path)};
 }
 
@@ -181,6 +175,9 @@ Thumbnail MakeDesktopThumbnail(const DesktopSource& source, uint32_t side, std::
   options.use_failure_record = false;
   options.build.is_for_one = true;
   options.build.outside_store = OutsideStore::kAlone;
+  const Places places(options.lock_directory);
+  options.lock_directory = places.locks();
+  options.build.outside_folder = places.temporary();
   struct stat before = {};
   if (stat(source.path.c_str(), &before) != 0) {
     return Thumbnail::None(Outcome::kMissing, cause::kMissingSource);
@@ -189,8 +186,8 @@ Thumbnail MakeDesktopThumbnail(const DesktopSource& source, uint32_t side, std::
   const bool may_be_raw = thumbnail.outcome == Outcome::kUnusable && !IsSupportVideo(source.path);
   if (thumbnail.outcome != Outcome::kPicture && !may_be_raw) return thumbnail;
   const RemovedWhenGone guard(thumbnail);
-  const std::string fitted =
-      may_be_raw ? FitRawPreview(source.path, side) : FitAsPng(thumbnail.path, side);
+  const std::string fitted = may_be_raw ? FitRawPreview(source.path, side, places)
+                                        : FitAsPng(thumbnail.path, side, places);
   if (fitted.empty() && may_be_raw) return thumbnail;
   const auto with_texts =
       WithTexts(fitted, {{"Thumb::URI", source.uri},

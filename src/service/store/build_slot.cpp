@@ -30,7 +30,7 @@ std::string SourceLockName(const std::string& source) { return "source." + Sourc
 std::string SourceLineName(const std::string& source) { return "line." + SourceNumber(source); }
 
 bool IsHeld(const std::string& directory, const std::string& name) {
-  return !LockFile(directory, name).TryLock();
+  return LockFile(directory, name).IsHeldByAnother();
 }
 
 // Whether all was done before the deadline.
@@ -65,7 +65,7 @@ int CountHeld(const std::string& directory, const std::string& name, int count) 
     const std::string file = name + std::to_string(number);
     // The first that is free is taken: they have no gaps.
     if (access((folder / file).c_str(), F_OK) != 0) break;
-    if (LockFile(directory, file).IsHeldByAnother()) ++held;
+    if (IsHeld(directory, file)) ++held;
   }
   return held;
 }

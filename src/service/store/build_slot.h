@@ -81,8 +81,7 @@ struct BuildQueue {
   int requested = 0;  // tickets that are taken
 };
 
-// Looks at the locks without waiting for any. A free one is held for a moment: to who asks for a
-// ticket just then, it is taken. Throws std::system_error.
+// Looks at the locks without taking any. Throws std::system_error.
 BuildQueue LookAtQueue(const std::string& directory, const BuildLimits& limits);
 
 // The source's lock and a slot for work that nobody waits for: taken only while

@@ -227,16 +227,31 @@ class _Request:
     def _apply(self, options: Options) -> None:
         for option, value in options.items():
             if option == "size":
-                self._set("size", str(value).encode())
+                self._set_size(str(value))
             elif option == "box":
                 self._set_box(*options["box"])
             elif option == "turns":
                 self._set("turns", options["turns"] % 4)
+            elif option == "stores":
+                self._set_stores(options["stores"])
+            elif option == "patience":
+                self._set("patience", max(-1, min(options["patience"], 2**31 - 1)))
             elif option != "share":
                 self._set(option, value)
 
+    # Of larger numbers the library would see a part, of a text what precedes a null byte.
+
+    def _set_size(self, size: str) -> None:
+        if "\0" in size:
+            raise InvalidRequest("there is no such size")
+        self._set("size", size.encode(errors="replace"))
+
+    def _set_stores(self, stores: int) -> None:
+        if not 0 <= stores < 2**32:
+            raise InvalidRequest("there are no such stores")
+        self._set("stores", stores)
+
     def _set_box(self, width: int, height: int) -> None:
-        # Of larger numbers the library would see a part.
         if not (0 < width < 2**32 and 0 < height < 2**32):
             raise InvalidRequest("there is no such box")
         self._set("box", width, height)

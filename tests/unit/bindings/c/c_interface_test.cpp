@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -78,7 +77,9 @@ TEST_F(CInterfaceTest, ASourceKeepsABoundedNumberOfFreeBoxes) {
 TEST_F(CInterfaceTest, WhereOthersBuildPatienceEndsInOverload) {
   Set("builders = 1\n");
   const int held = open((locks_ + "/builder.0").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  ASSERT_EQ(flock(held, LOCK_EX), 0);
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  ASSERT_EQ(fcntl(held, F_OFD_SETLK, &lock), 0);
   const Request request = RequestFor(photo_, "small");
   vexathumb_request_set_patience(request.get(), 0);
   EXPECT_EQ(StatusOf(request), VEXATHUMB_OVERLOAD);
@@ -102,6 +103,71 @@ TEST_F(CInterfaceTest, ASmallerStoredSizeServesWhereItMay) {
   EXPECT_EQ(StatusOf(request), VEXATHUMB_NOT_STORED);
   vexathumb_request_set_allow_smaller(request.get(), true);
   EXPECT_EQ(StatusOf(request), VEXATHUMB_OK);
+}
+
+TEST(NullPointer, IsInvalidForARequest) {
+  VexathumbPicture* picture = nullptr;
+  VexathumbOrigin origin = VEXATHUMB_ORIGIN_SOURCE;
+  EXPECT_EQ(vexathumb_request_new(nullptr), nullptr);
+  EXPECT_EQ(vexathumb_request_new_in_share(nullptr, "a"), nullptr);
+  EXPECT_EQ(vexathumb_request_set_size(nullptr, "big"), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_request_set_box(nullptr, 1, 1), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_request_set_stores(nullptr, 0), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_request_choose(nullptr, &origin), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_request_obtain(nullptr, &picture), VEXATHUMB_INVALID);
+  EXPECT_EQ(picture, nullptr);
+  vexathumb_request_set_fill(nullptr, true);
+  vexathumb_request_set_turns(nullptr, 1);
+  vexathumb_request_set_any_share(nullptr, true);
+  vexathumb_request_set_may_build(nullptr, true);
+  vexathumb_request_set_allow_smaller(nullptr, true);
+  vexathumb_request_set_animated(nullptr, true);
+  vexathumb_request_set_try_again(nullptr, true);
+  vexathumb_request_set_patience(nullptr, 1);
+  EXPECT_STREQ(vexathumb_request_error_message(nullptr), "");
+  EXPECT_STREQ(vexathumb_request_error_advice(nullptr), "");
+  EXPECT_EQ(vexathumb_request_retry_after(nullptr), 0);
+  vexathumb_request_free(nullptr);
+}
+
+TEST(NullPointer, IsInvalidForAPicture) {
+  uint32_t side = 0;
+  size_t count = 0;
+  void* bytes = nullptr;
+  EXPECT_EQ(vexathumb_picture_path(nullptr), nullptr);
+  EXPECT_FALSE(vexathumb_picture_is_temporary(nullptr));
+  EXPECT_EQ(vexathumb_picture_mime(nullptr), nullptr);
+  EXPECT_EQ(vexathumb_picture_origin(nullptr), VEXATHUMB_ORIGIN_TO_BE_MADE);
+  EXPECT_FALSE(vexathumb_picture_is_damaged(nullptr));
+  EXPECT_EQ(vexathumb_picture_bytes(nullptr), 0U);
+  EXPECT_EQ(vexathumb_picture_size(nullptr, &side, &side), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_descriptor(nullptr), -1);
+  EXPECT_EQ(vexathumb_picture_read(nullptr, 0, &side, 1, &count), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_load(nullptr, &bytes, &count), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_save(nullptr, "/dev/null"), VEXATHUMB_INVALID);
+  vexathumb_picture_free(nullptr);
+  vexathumb_free(nullptr);
+}
+
+TEST_F(CInterfaceTest, NullPointersToAnswersAreInvalid) {
+  const Request request = RequestFor(photo_, "small");
+  EXPECT_EQ(vexathumb_request_choose(request.get(), nullptr), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_request_obtain(request.get(), nullptr), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_request_set_size(request.get(), nullptr), VEXATHUMB_INVALID);
+  const Picture picture = Obtain(request);
+  ASSERT_NE(picture, nullptr);
+  uint32_t side = 0;
+  size_t count = 0;
+  void* bytes = nullptr;
+  EXPECT_EQ(vexathumb_picture_size(picture.get(), nullptr, &side), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_size(picture.get(), &side, nullptr), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_read(picture.get(), 0, nullptr, 1, &count), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_read(picture.get(), 0, nullptr, 0, &count), VEXATHUMB_OK);
+  EXPECT_EQ(vexathumb_picture_read(picture.get(), 0, &side, 1, nullptr), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_load(picture.get(), nullptr, &count), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_load(picture.get(), &bytes, nullptr), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_save(picture.get(), nullptr), VEXATHUMB_INVALID);
+  EXPECT_EQ(vexathumb_picture_save(picture.get(), ""), VEXATHUMB_INVALID);
 }
 
 TEST(StatusName, IsAWordForEach) {

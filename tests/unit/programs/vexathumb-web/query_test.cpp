@@ -5,8 +5,8 @@
 #include <string>
 
 #include "kit/case_name.h"
-#include "programs/vexathumb-web/percent_encoding.h"
 #include "programs/vexathumb-web/problem.h"
+#include "service/base/percent_encoding.h"
 
 namespace vexathumb::web {
 namespace {
@@ -19,7 +19,9 @@ struct Decoded {
 
 class Decoding : public testing::TestWithParam<Decoded> {};
 
-TEST_P(Decoding, GivesTheBytesOnce) { EXPECT_EQ(PercentDecode(GetParam().text), GetParam().bytes); }
+TEST_P(Decoding, GivesTheBytesOnce) {
+  EXPECT_EQ(service::PercentDecode(GetParam().text), GetParam().bytes);
+}
 
 INSTANTIATE_TEST_SUITE_P(, Decoding,
                          testing::Values(Decoded{"Empty", "", ""},
@@ -36,15 +38,15 @@ INSTANTIATE_TEST_SUITE_P(, Decoding,
                          kit::CaseName());
 
 TEST(Encoding, LeavesOnlyWhatNoAddressMisreads) {
-  EXPECT_EQ(PercentEncode("Az09-._~"), "Az09-._~");
-  EXPECT_EQ(PercentEncode("a b/%?#&+\"\n"), "a%20b%2F%25%3F%23%26%2B%22%0A");
-  EXPECT_EQ(PercentEncode("\xc3\xa9\xff"), "%C3%A9%FF");
+  EXPECT_EQ(service::PercentEncode("Az09-._~"), "Az09-._~");
+  EXPECT_EQ(service::PercentEncode("a b/%?#&+\"\n"), "a%20b%2F%25%3F%23%26%2B%22%0A");
+  EXPECT_EQ(service::PercentEncode("\xc3\xa9\xff"), "%C3%A9%FF");
 }
 
 TEST(Encoding, IsUndoneByDecoding) {
   std::string all;
   for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
-  EXPECT_EQ(PercentDecode(PercentEncode(all)), all);
+  EXPECT_EQ(service::PercentDecode(service::PercentEncode(all)), all);
 }
 
 TEST(Query, GivesValues) {

@@ -1,13 +1,19 @@
 #include "programs/vexathumb-web/shared_counters.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <string>
 #include <vector>
 
+#include "kit/files.h"
 #include "kit/temp_dir.h"
+#include "posix/unique_fd.h"
 
 namespace vexathumb::web {
 namespace {
@@ -67,6 +73,37 @@ TEST_F(SharedCounterFile, IsNotForProcessesThatAreForked) {
   waitpid(child, &status, 0);
   EXPECT_FALSE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   EXPECT_EQ(counters[0], 0U);
+}
+
+// Where this process has mapped the file.
+void* AddressOf(const std::string& file) {
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    if (line.find(file) == std::string::npos) continue;
+    return reinterpret_cast<void*>(std::stoull(line, nullptr, 16));
+  }
+  return nullptr;
+}
+
+// A process that reads strangers' pictures ends over one that is cut short underneath, wherever it
+// has mapped it.
+TEST_F(SharedCounterFile, IsNotGuardedInProcessesThatAreForked) {
+  const SharedCounters counters(folder_ / "lock", "counters", kLayout, kCount);
+  void* const address = AddressOf(folder_ / "lock/counters");
+  ASSERT_NE(address, nullptr);
+  const std::string picture = folder_ / "picture";
+  kit::WriteFile(picture, "xx");
+  const posix::UniqueFd file(open(picture.c_str(), O_RDONLY | O_CLOEXEC));
+  const pid_t child = fork();
+  if (child == 0) {
+    const void* const mapped =
+        mmap(address, 1, PROT_READ, MAP_SHARED | MAP_FIXED_NOREPLACE, file.get(), 0);
+    if (mapped != address || truncate(picture.c_str(), 0) != 0) _exit(2);
+    _exit(*static_cast<const volatile char*>(mapped) == 'x' ? 3 : 0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGBUS) << status;
 }
 
 }  // namespace

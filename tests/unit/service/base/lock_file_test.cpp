@@ -118,6 +118,31 @@ TEST_F(LockFileTest, ExcludesOtherObjectsOfTheProcess) {
   EXPECT_FALSE(LockFile(directory_, "a").TryLock());
 }
 
+TEST_F(LockFileTest, IsLookedAtByOthers) {
+  LockFile lock(directory_, "a");
+  LockFile other(directory_, "a");
+  EXPECT_FALSE(other.IsHeldByAnother());
+  lock.Lock();
+  EXPECT_TRUE(other.IsHeldByAnother());
+  EXPECT_FALSE(lock.IsHeldByAnother());
+}
+
+// Whoever wants it is not refused because somebody looks.
+TEST_F(LockFileTest, IsNotTakenByALook) {
+  constexpr int kTries = 20000;
+  const Signal looking;
+  Process looker([&] {
+    LockFile lock(directory_, "a");
+    looking.Give();
+    for (;;) lock.IsHeldByAnother();
+    return 0;
+  });
+  looking.Await();
+  int refused = 0;
+  for (int i = 0; i < kTries; ++i) refused += LockFile(directory_, "a").TryLock() ? 0 : 1;
+  EXPECT_EQ(refused, 0);
+}
+
 TEST_F(LockFileTest, IsReleasedWithTheObjectAndStaysAFile) {
   { LockFile(directory_, "a").Lock(); }
   EXPECT_TRUE(IsFree("a"));

@@ -104,6 +104,36 @@ TEST_F(SourceLockTest, TheNumberOfFilesIsBounded) {
   EXPECT_THAT(NamesIn(options_.lock_directory), SizeIs(256));
 }
 
+class BuildQueueTest : public ServiceTest {};
+
+TEST_F(BuildQueueTest, CountsWhatIsTaken) {
+  const BuildLimits limits = {2, 3};
+  EXPECT_EQ(LookAtQueue(options_.lock_directory, limits).requested, 0);
+  const auto first = BuildTicket::Take(options_.lock_directory, limits);
+  const auto slot = BuildSlot::Take(options_.lock_directory, limits, std::nullopt);
+  const auto second = BuildTicket::Take(options_.lock_directory, limits);
+  const BuildQueue queue = LookAtQueue(options_.lock_directory, limits);
+  EXPECT_EQ(queue.building, 1);
+  EXPECT_EQ(queue.requested, 2);
+}
+
+TEST_F(BuildQueueTest, RefusesNobodyWhileItIsLookedAt) {
+  constexpr int kTries = 5000;
+  const BuildLimits limits = {1, 0};
+  const Signal looking;
+  Process looker([&] {
+    looking.Give();
+    for (;;) LookAtQueue(options_.lock_directory, limits);
+    return 0;
+  });
+  looking.Await();
+  int refused = 0;
+  for (int i = 0; i < kTries; ++i) {
+    refused += BuildTicket::Take(options_.lock_directory, limits) ? 0 : 1;
+  }
+  EXPECT_EQ(refused, 0);
+}
+
 bool Never() { return false; }
 
 // What a request has that builds.

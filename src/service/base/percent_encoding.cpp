@@ -1,14 +1,13 @@
-#include "programs/vexathumb-web/percent_encoding.h"
+#include "service/base/percent_encoding.h"
 
 #include <charconv>
 
-namespace vexathumb::web {
+namespace vexathumb::service {
 namespace {
 
 // The rules of the C locale, whatever the process's is.
-bool IsUnreserved(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-         std::string_view("-._~").find(c) != std::string_view::npos;
+bool IsLetterOrDigit(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
 }  // namespace
@@ -31,11 +30,11 @@ std::optional<std::string> PercentDecode(std::string_view text) {
   return bytes;
 }
 
-std::string PercentEncode(std::string_view bytes) {
+std::string PercentEncode(std::string_view bytes, std::string_view kept) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;
   for (const char c : bytes) {
-    if (IsUnreserved(c)) {
+    if (IsLetterOrDigit(c) || kept.find(c) != std::string_view::npos) {
       text += c;
     } else {
       const auto byte = static_cast<unsigned char>(c);
@@ -45,4 +44,4 @@ std::string PercentEncode(std::string_view bytes) {
   return text;
 }
 
-}  // namespace vexathumb::web
+}  // namespace vexathumb::service
