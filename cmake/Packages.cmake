@@ -75,7 +75,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_COMPRESSION_TYPE none)  # ./package compresses what it has finished
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/CompressDocuments.cmake)
@@ -89,34 +89,31 @@ string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(deploy/packages/changelog.Debian.in ${packaged}/changelog.Debian @ONLY)
 
 # describe(PACKAGE SECTION SUMMARY TEXT [DEPENDS ...] [RECOMMENDS ...] [SUGGESTS ...] [ARCHITECTURE all]):
-# a package, of the component of its name, if anything is installed under that.
-get_cmake_property(installed COMPONENTS)
+# a package, of the component of its name.
 set(CPACK_COMPONENTS_ALL "")
 macro(describe package section summary text)
-  if("${package}" IN_LIST installed)
-    cmake_parse_arguments(of "" "ARCHITECTURE" "DEPENDS;RECOMMENDS;SUGGESTS" ${ARGN})
-    list(APPEND CPACK_COMPONENTS_ALL ${package})
-    string(TOUPPER ${package} key)
-    set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${package})
-    set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section})
-    set(CPACK_COMPONENT_${key}_DESCRIPTION "${summary}\n${text}")
-    foreach(relation DEPENDS RECOMMENDS SUGGESTS)
-      list(JOIN of_${relation} ", " CPACK_DEBIAN_${key}_PACKAGE_${relation})
-    endforeach()
-    if(of_ARCHITECTURE)
-      set(CPACK_DEBIAN_${key}_PACKAGE_ARCHITECTURE ${of_ARCHITECTURE})
-    endif()
-    set(control "")
-    foreach(file conffiles postinst prerm postrm triggers)
-      if(EXISTS ${PROJECT_SOURCE_DIR}/deploy/packages/${package}/${file})
-        list(APPEND control ${PROJECT_SOURCE_DIR}/deploy/packages/${package}/${file})
-      endif()
-    endforeach()
-    set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA "${control}")
-    install(FILES deploy/packages/copyright ${packaged}/changelog.Debian
-      DESTINATION ${docdir}/${package} COMPONENT ${package})
-    install(FILES CHANGELOG.md DESTINATION ${docdir}/${package} RENAME changelog COMPONENT ${package})
+  cmake_parse_arguments(of "" "ARCHITECTURE" "DEPENDS;RECOMMENDS;SUGGESTS" ${ARGN})
+  list(APPEND CPACK_COMPONENTS_ALL ${package})
+  string(TOUPPER ${package} key)
+  set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${package})
+  set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section})
+  set(CPACK_COMPONENT_${key}_DESCRIPTION "${summary}\n${text}")
+  foreach(relation DEPENDS RECOMMENDS SUGGESTS)
+    list(JOIN of_${relation} ", " CPACK_DEBIAN_${key}_PACKAGE_${relation})
+  endforeach()
+  if(of_ARCHITECTURE)
+    set(CPACK_DEBIAN_${key}_PACKAGE_ARCHITECTURE ${of_ARCHITECTURE})
   endif()
+  set(control "")
+  foreach(file conffiles postinst prerm postrm triggers)
+    if(EXISTS ${PROJECT_SOURCE_DIR}/deploy/packages/${package}/${file})
+      list(APPEND control ${PROJECT_SOURCE_DIR}/deploy/packages/${package}/${file})
+    endif()
+  endforeach()
+  set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA "${control}")
+  install(FILES deploy/packages/copyright ${packaged}/changelog.Debian
+    DESTINATION ${docdir}/${package} COMPONENT ${package})
+  install(FILES CHANGELOG.md DESTINATION ${docdir}/${package} RENAME changelog COMPONENT ${package})
 endmacro()
 
 describe(libvexathumb1 libs "thumbnails of photos and videos, shared library"
@@ -134,13 +131,12 @@ describe(libvexathumb-c1 libs "thumbnails of photos and videos, C library"
 are stored, and made where they are not, beside all others that do so."
   DEPENDS "libvexathumb1 (= ${version})" "libvexaplatform1 (= ${version})"
   RECOMMENDS "vexathumb (= ${version})" imagemagick libjpeg-turbo-progs)
-set(development_depends "libvexathumb1 (= ${version})" "libvexaplatform1 (= ${version})" libexiv2-dev)
-if("libvexathumb-c1" IN_LIST installed)
-  list(APPEND development_depends "libvexathumb-c1 (= ${version})")
-endif()
 describe(libvexathumb-dev libdevel "thumbnails of photos and videos, development files"
-"Headers of the libraries, and what pkg-config and CMake say of them."
-  DEPENDS ${development_depends})
+"Headers of the libraries, and what pkg-config and CMake say of them: programs
+in C++ are linked with libvexathumb and libvexaplatform, those in C with
+libvexathumb-c."
+  DEPENDS "libvexathumb1 (= ${version})" "libvexaplatform1 (= ${version})"
+    "libvexathumb-c1 (= ${version})" libexiv2-dev)
 describe(vexathumb graphics "finds and builds thumbnails of photos and videos"
 "The command line: thumbnails of one picture or of whole shares, kept current
 as pictures come and change; what is stored is checked, counted and cleaned."
@@ -156,7 +152,8 @@ It knows no users: whoever reaches it sees the shares."
     "systemd | systemd-standalone-sysusers" "systemd | systemd-standalone-tmpfiles"
   RECOMMENDS "nginx | lighttpd | httpd-cgi")
 describe(python3-vexathumb python "thumbnails of photos and videos for Python"
-"A path to a thumbnail, or its bytes, in three lines."
+"A path to a thumbnail, or its bytes, in three lines: found where thumbnails are
+stored, and made where they are not, beside all others that do so."
   ARCHITECTURE all DEPENDS "python3:any" "libvexathumb-c1 (>= ${version})")
 
 include(CPack)
