@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <utility>
 
 #include "render/order.h"
 
@@ -22,11 +21,8 @@ struct JobNotes {
 class SharedAnswer {
  public:
   SharedAnswer();
-  SharedAnswer(SharedAnswer&& other) noexcept : notes_(std::exchange(other.notes_, nullptr)) {}
-  SharedAnswer& operator=(SharedAnswer&& other) noexcept {
-    std::swap(notes_, other.notes_);
-    return *this;
-  }
+  SharedAnswer(const SharedAnswer&) = delete;
+  SharedAnswer& operator=(const SharedAnswer&) = delete;
   ~SharedAnswer();
 
   // Null where there is no memory.

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -109,6 +111,22 @@ TEST_P(StoreCareCommand, TellsOfAMissingPathAndGoesOn) {
   EXPECT_TRUE(run.HasOneErrorLine()) << run.err;
 }
 
+TEST_P(StoreCareCommand, TellsOfFoldersThatItCannotReadAndGoesOn) {
+  fs::create_directory(album_ / "closed");
+  album_.OpenToOrdinaryUser();
+  chmod((album_ / "closed").c_str(), 0);
+  chmod((album_ / ".vexaea/b.jpg").c_str(), 0);
+  const RunResult run = album_.Run({GetParam(), album_.pictures()}, {"/", {}, "", true});
+  for (const char* folder : {"closed", ".vexaea/b.jpg"}) chmod((album_ / folder).c_str(), 0755);
+  if (geteuid() != 0) GTEST_SKIP() << "only root runs programs as another user";
+  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_THAT(run.err, HasSubstr("closed: Permission denied; give the right to read it\n"));
+  const std::string command = GetParam();
+  if (command == "stat" || command == "verify") {  // the others have nothing to look for there
+    EXPECT_THAT(run.err, HasSubstr("b.jpg: Permission denied; give the right to read it\n"));
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Commands, StoreCareCommand,
                          ::testing::Values("clean", "stat", "failures", "verify"));
 
@@ -133,6 +151,21 @@ TEST_F(StoreCare, StatCountsWhatIsStored) {
   EXPECT_THAT(table.out, HasSubstr("1 store directory has lost the source: 1 file, "));
 }
 
+TEST_F(StoreCare, StatTellsWhoseFilesThereAre) {
+  ASSERT_EQ(album_.Run({"get", "--box", "50x50", "--avatar", album_ / "a.jpg"}).exit_code, 0);
+  const std::string stored = Thumbnail("a.jpg");
+  for (const char* name :
+       {"VEXAPHOTO_THUMB_M.jpg", "VEXAVIDEO_VIDEO_SCREENSHOT.jpg", "VEXATHUMB_FAILURE.json",
+        "VEXATHUMBTMP_abcdefghijklmnop_a.jpg", "somebody's"}) {
+    album_.Store("a.jpg", name, stored);
+  }
+  const RunResult table = album_.Run({"stat", album_.pictures()});
+  for (const char* owner : {"photo album", "file manager", "video application", "avatars",
+                            "failures", "temporary", "other"}) {
+    EXPECT_THAT(table.out, HasSubstr("\n" + std::string(owner) + " "));
+  }
+}
+
 TEST_F(StoreCare, FreeBoxesAreToldAndMakeRoom) {
   album_.WriteSettings("[service]\nfree_box_store_space = 1\nlock_dir = " + album_.Aside("locks") +
                        "\n");
@@ -148,6 +181,11 @@ TEST_F(StoreCare, FreeBoxesAreToldAndMakeRoom) {
               HasSubstr("\nFree boxes and avatars: 4 files, "));
   EXPECT_THAT(album_.Run({"clean", "--dry-run", album_.pictures()}).out,
               StartsWith("would remove free boxes used longest ago in "));
+  const std::vector<Json> due =
+      Objects(album_.Run({"clean", "--dry-run", "--json", album_.pictures()}).out);
+  ASSERT_EQ(due.size(), 2U);
+  EXPECT_EQ(due[0]["folder"], album_.pictures());
+  EXPECT_EQ(due[0]["free_boxes"]["files"], 3);
   EXPECT_THAT(album_.Run({"clean", album_.pictures()}).out,
               StartsWith("removed free boxes used longest ago in "));
   const Json after = album_.Run({"stat", "--json", album_.pictures()}).json()["free_boxes"];

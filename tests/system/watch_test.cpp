@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
+#include <string>
 
 #include "kit/files.h"
 #include "kit/pictures/fixtures.h"
@@ -85,6 +87,30 @@ TEST_F(Watch, BuildsForWhatIsThereAndWhatComes) {
   EXPECT_EQ(run.exit_code, 0) << run.err;
   EXPECT_THAT(run.out, HasSubstr(album_ / "sub/before.jpg" + ": built\n"));
   EXPECT_THAT(run.out, HasSubstr(album_ / "sub/new.jpg" + ": built\n"));
+}
+
+TEST_F(Watch, ReportsAsJsonWhenAskedTo) {
+  kit::WriteJpeg(album_ / "a.jpg", {{400, 300}});
+  kit::WriteFile(album_ / "b.jpg", kNoPicture);
+  kit::Age(album_ / "b.jpg");
+  watcher_ =
+      album_.Start({"watch", "--quiet", "0.3", "--sizes", "small", "--json", album_.pictures()});
+  const std::string failure = album_ / ".vexaea/b.jpg/VEXATHUMB_FAILURE.json";
+  EXPECT_TRUE(Becomes([&] { return HasThumbnail("a.jpg") && fs::exists(failure); }));
+  std::map<std::string, Json> reports;
+  for (const Json& report : Stop().json_lines()) reports[report["file"]] = report;
+  ASSERT_EQ(reports.size(), 2U);
+  EXPECT_EQ(reports[album_ / "a.jpg"]["state"], "built");
+  EXPECT_TRUE(reports[album_ / "a.jpg"]["error"].is_null());
+  EXPECT_EQ(reports[album_ / "b.jpg"]["state"], "failed");
+  EXPECT_FALSE(reports[album_ / "b.jpg"]["error"].is_null());
+}
+
+TEST_F(Watch, TellsWhereItIsWhenAsked) {
+  StartAndSettle();
+  kill(watcher_->process(), SIGUSR1);
+  EXPECT_TRUE(Becomes([this] { return !watcher_->ErrorsSoFar().empty(); }));
+  EXPECT_THAT(watcher_->ErrorsSoFar(), HasSubstr("vexathumb: 1 looked at since the start"));
 }
 
 TEST_F(Watch, BuildsAnewForWhatHasChanged) {

@@ -10,6 +10,7 @@
 #include "posix/unique_fd.h"
 #include "posix/write_all.h"
 #include "programs/vexathumb/commands.h"
+#include "programs/vexathumb/one_picture.h"
 #include "programs/vexathumb/report.h"
 #include "service/base/output_file.h"
 #include "service/base/silenced_descriptor.h"
@@ -19,33 +20,19 @@
 namespace vexathumb::program {
 namespace {
 
-using service::Outcome;
-using service::Thumbnail;
-
 struct DesktopOptions {
   std::string source;
   std::string output;
   uint32_t side = 128;
 };
 
-ExitCode ExitCodeOfDesktop(Outcome outcome) {
-  if (outcome == Outcome::kMissing) return kSourceUnreadable;
-  const bool is_final = outcome == Outcome::kUnusable || outcome == Outcome::kNotStored;
-  return is_final ? kNoThumbnail : kStoppedEarly;
-}
-
 std::string MakePng(const DesktopOptions& options, const service::DesktopSource& source) {
   std::string png;
-  try {
+  PictureOrFailure(options.source, [&] {
     const service::SilencedDescriptor silent_tools(stderr);
-    const Thumbnail thumbnail = service::MakeDesktopThumbnail(source, options.side, &png);
-    if (thumbnail.outcome == Outcome::kPicture) return png;
-    throw Failure{ExitCodeOfDesktop(thumbnail.outcome), options.source, thumbnail.cause};
-  } catch (const std::system_error& error) {
-    throw Failure{kInternal,
-                  error.what(),
-                  {"the lock cannot be had", "set lock_dir under [service] in the settings"}};
-  }
+    return service::MakeDesktopThumbnail(source, options.side, &png);
+  });
+  return png;
 }
 
 void WriteBytes(const std::string& bytes, int descriptor) {
@@ -90,14 +77,7 @@ ExitCode RunDesktopThumbnail(const DesktopOptions& options) {
   if (!source) {
     throw Failure{kSourceUnreadable, options.source, {"is no local file", "name file:///..."}};
   }
-  const std::string unreadable = service::WhyUnreadable(source->path);
-  if (!unreadable.empty()) {
-    throw Failure{
-        kSourceUnreadable, options.source, {unreadable, "name a picture that can be read"}};
-  }
-  if (service::IsSameFile(options.output, source->path)) {
-    throw Failure{kUsage, options.output, {"is the source itself", "write to another file"}};
-  }
+  CheckPicture(options.source, source->path, options.output);
   WriteOutput(MakePng(options, *source), options.output);
   return kDone;
 }

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "programs/vexathumb/commands.h"
+#include "programs/vexathumb/one_picture.h"
 #include "programs/vexathumb/report.h"
-#include "service/base/machine_error.h"
 #include "service/base/silenced_descriptor.h"
 #include "service/base/source_path.h"
 #include "service/picture/picture_facts.h"
@@ -21,7 +21,6 @@
 namespace vexathumb::program {
 namespace {
 
-using service::Outcome;
 using service::Thumbnail;
 using service::ThumbnailRequest;
 
@@ -78,23 +77,6 @@ ThumbnailRequest RequestOf(const GetOptions& options) {
   return request;
 }
 
-ExitCode ExitCodeOf(Outcome outcome) {
-  switch (outcome) {
-    case Outcome::kPicture:
-      return kDone;
-    case Outcome::kMissing:
-      return kSourceUnreadable;
-    case Outcome::kSourceChanged:
-    case Outcome::kOverload:
-    case Outcome::kPostponed:
-      return kStoppedEarly;
-    case Outcome::kNotStored:
-    case Outcome::kUnusable:
-      break;
-  }
-  return kNoThumbnail;
-}
-
 Thumbnail Obtain(const ThumbnailRequest& request, const GetOptions& options) {
   const auto settings = vexaplatform::CurrentSettings();
   if (options.library) return service::AskLibrary(request, settings->service.lock_dir);
@@ -106,18 +88,6 @@ Thumbnail Obtain(const ThumbnailRequest& request, const GetOptions& options) {
   // What the tools complain of is not for whoever asked for a thumbnail.
   const service::SilencedDescriptor silent_tools(stderr);
   return service::ObtainThumbnail(request, obtain);
-}
-
-Thumbnail ObtainOrFail(const ThumbnailRequest& request, const GetOptions& options) {
-  try {
-    Thumbnail thumbnail = Obtain(request, options);
-    if (thumbnail.outcome == Outcome::kPicture) return thumbnail;
-    throw Failure{ExitCodeOf(thumbnail.outcome), options.file, thumbnail.cause};
-  } catch (const std::system_error& error) {
-    throw Failure{kInternal,
-                  error.what(),
-                  {"the lock cannot be had", "set lock_dir under [service] in the settings"}};
-  }
 }
 
 void Deliver(const Thumbnail& thumbnail, const ThumbnailRequest& request,
@@ -152,18 +122,10 @@ void Report(const Answer& answer, const GetOptions& options) {
 void Answering(const GetOptions& options, Answer& answer) {
   const ThumbnailRequest request = RequestOf(options);
   answer.file = request.source;
-  const std::string unreadable = service::WhyUnreadable(request.source);
-  if (!unreadable.empty() && service::MachineErrorOfReading(request.source) != 0) {
-    throw Failure{kStoppedEarly, options.file, {unreadable, "check its volume"}};
-  }
-  if (!unreadable.empty()) {
-    throw Failure{kSourceUnreadable, options.file, {unreadable, "name a picture that can be read"}};
-  }
-  if (service::IsSameFile(options.out, request.source)) {
-    throw Failure{kUsage, options.out, {"is the source itself", "write to another file"}};
-  }
+  CheckPicture(options.file, request.source, options.out);
   const auto start = std::chrono::steady_clock::now();
-  const Thumbnail thumbnail = ObtainOrFail(request, options);
+  const Thumbnail thumbnail =
+      PictureOrFailure(options.file, [&] { return Obtain(request, options); });
   answer.milliseconds =
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   answer.from = thumbnail.from;

@@ -64,9 +64,8 @@ class AtomicFile {
   // path() under longer names and leave there when they fail.
   ~AtomicFile();
 
-  // Where to write it, and where it appears.
+  // Where to write it.
   const std::string& path() const { return temporary_; }
-  const std::string& target() const { return target_; }
 
   // Makes the file at path(), as a new one and nobody's link, with the usual mode. Its descriptor,
   // which stays this object's; -1 with errno set.

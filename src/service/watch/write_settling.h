@@ -29,7 +29,6 @@ class WriteSettling {
   // never settle.
   std::optional<std::string> Take(Clock::time_point now);
 
-  bool IsEmpty() const { return files_.empty(); }
   bool Has(const std::string& path) const { return files_.count(path) > 0; }
 
  private:

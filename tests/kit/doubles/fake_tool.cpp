@@ -94,7 +94,7 @@ int Allocate() {
   try {
     for (;;) {
       constexpr size_t kBlock = 1 << 20;
-      char* const block = new char[kBlock];
+      volatile char* const block = new char[kBlock];  // no compiler may leave it out
       for (size_t i = 0; i < kBlock; i += 4096) block[i] = 1;
     }
   } catch (const std::bad_alloc&) {

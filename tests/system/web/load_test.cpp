@@ -126,13 +126,15 @@ TEST_P(Load, OfAHundredClientsOnNewPhotosIsAnsweredWithEachToolRunOnce) {
   std::vector<std::string> wrong(kClients);
   std::vector<std::map<std::string, std::string>> bodies(kClients);
   for (int client = 0; client < kClients; ++client) {
-    clients.emplace_back([&, client] {
+    std::string* const failed = &wrong[static_cast<size_t>(client)];
+    auto* const seen = &bodies[static_cast<size_t>(client)];
+    clients.emplace_back([&, client, failed, seen] {
       for (int i = 0; i < kPhotos / 5; ++i) {
         const std::string address = "/thumb/photos/" + PhotoName((client + i * 5) % kPhotos) +
                                     "?size=" + kSizes[client % 3];
         const HttpResponse response = GetAtLast(site, address);
-        if (response.status != 200 || !response.is_whole) wrong[client] = address;
-        bodies[client][address] = response.body;
+        if (response.status != 200 || !response.is_whole) *failed = address;
+        (*seen)[address] = response.body;
       }
     });
   }

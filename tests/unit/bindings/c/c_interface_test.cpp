@@ -96,6 +96,33 @@ TEST_F(CInterfaceTest, LocksThatCannotBeHadAreTheSystems) {
   EXPECT_STRNE(vexathumb_request_error_message(request.get()), "");
 }
 
+TEST_F(CInterfaceTest, AnAnimationStaysOneWhereThatIsAskedFor) {
+  const std::string animation = share_ / "b.gif";
+  kit::WriteAnimatedGif(animation);
+  kit::Age(animation);
+  for (const bool animated : {false, true}) {
+    const Request request = RequestFor(animation, "small");
+    vexathumb_request_set_animated(request.get(), animated);
+    const Picture picture = Obtain(request);
+    ASSERT_NE(picture, nullptr) << vexathumb_request_error_message(request.get());
+    EXPECT_STREQ(vexathumb_picture_mime(picture.get()), animated ? "image/gif" : "image/jpeg");
+  }
+}
+
+TEST_F(CInterfaceTest, ThePhotoAlbumsPictureServesOnAnyShareWhereItMay) {
+  kit::WriteFile(elsewhere_ / "platform.ini", "[share photo]\npath = " + share_.path() +
+                                                  "\n[service]\nlock_dir = " + locks_ + "\n");
+  std::filesystem::create_directories(StorePath(""));
+  kit::WriteJpeg(StorePath("VEXAPHOTO_THUMB_M.jpg"), {{360, 270}});
+  for (const bool any_share : {true, false}) {
+    const Request request = RequestFor(photo_, "medium");
+    vexathumb_request_set_any_share(request.get(), any_share);
+    const Picture picture = Obtain(request);
+    ASSERT_NE(picture, nullptr) << vexathumb_request_error_message(request.get());
+    EXPECT_EQ(vexathumb_picture_origin(picture.get()) == VEXATHUMB_ORIGIN_PIXDECK, any_share);
+  }
+}
+
 TEST_F(CInterfaceTest, ASmallerStoredSizeServesWhereItMay) {
   ASSERT_NE(Obtain(RequestFor(photo_, "small")), nullptr);
   const Request request = RequestFor(photo_, "big");

@@ -378,6 +378,26 @@ TEST(ProcessRunner, ClosesAStreamOfOtherOriginAndSaysSo) {
   EXPECT_EQ(ReadFile(folder / "file"), "kept");  // was flushed
 }
 
+bool HasEnded(pid_t process) {
+  std::istringstream stat(ReadFile("/proc/" + std::to_string(process) + "/stat"));
+  std::string id;
+  std::string name;
+  std::string state;
+  stat >> id >> name >> state;
+  return !stat || state == "Z";
+}
+
+TEST(ProcessRunner, LeavesNoToolBehindWhoseSupervisorIsKilled) {
+  const ScopedSettings settings("[tools]\nconfinement = no\n");
+  const TempDir folder;
+  const std::string command =
+      "echo $$ >" + (folder / "tool") + "; kill -KILL $PPID; exec sleep 1000";
+  const char* const argv[] = {"/bin/sh", "-c", command.c_str(), nullptr};
+  EXPECT_NE(VLIBCExecv("/bin/sh", argv, 1), 0);
+  const pid_t tool = std::stoi(ReadFile(folder / "tool"));
+  while (!HasEnded(tool)) usleep(2000);
+}
+
 TEST(ProcessRunner, ServesEightThreadsAtOnce) {
   std::vector<std::thread> threads;
   threads.reserve(8);

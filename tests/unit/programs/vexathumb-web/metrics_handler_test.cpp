@@ -7,6 +7,7 @@
 #include "kit/case_name.h"
 #include "kit/files.h"
 #include "kit/temp_dir.h"
+#include "programs/vexathumb-web/problem.h"
 
 namespace vexathumb::web {
 namespace {
@@ -58,6 +59,32 @@ INSTANTIATE_TEST_SUITE_P(
         ClientCase{"NextToTheOneAddress", "192.0.2.7", "192.0.2.6", false},
         ClientCase{"Anybody", "0.0.0.0/0", "203.0.113.9", true}),
     kit::CaseName());
+
+// Asks for the figures where the locks lie in that folder, and gives the status of the refusal.
+int Refusal(const Request& request, const std::string& lock_folder) {
+  vexaplatform::Settings settings;
+  settings.service.lock_dir = lock_folder;
+  try {
+    SendMetrics(request, settings);
+  } catch (const Problem& problem) {
+    return problem.status();
+  }
+  return 0;
+}
+
+TEST(MetricsRefusal, SaysWhatIsWrongToThoseAloneWhoMayAsk) {
+  Request request;
+  request.client = "127.0.0.1";
+  EXPECT_EQ(Refusal(request, "/dev/null/locks"), 503);
+  request.path = {"more"};
+  EXPECT_EQ(Refusal(request, "/dev/null/locks"), 404);
+  request.path = {};
+  request.is_forwarded = true;
+  EXPECT_EQ(Refusal(request, "/dev/null/locks"), 404);
+  request.is_forwarded = false;
+  request.client = "192.0.2.1";
+  EXPECT_EQ(Refusal(request, "/dev/null/locks"), 404);
+}
 
 }  // namespace
 }  // namespace vexathumb::web

@@ -4,6 +4,8 @@
 
 #include "kit/case_name.h"
 #include "kit/files.h"
+#include "kit/pictures/pixels.h"
+#include "kit/run_tool.h"
 #include "unit/service/service_test.h"
 
 namespace vexathumb::service {
@@ -48,6 +50,42 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(ServiceTest, AFifoInThePlaceOfAVideoIsNotWaitedFor) {
   kit::WriteFifo(elsewhere_ / "a.mp4");
   EXPECT_FALSE(IsNoVideo(elsewhere_ / "a.mp4"));
+}
+
+struct MakerCase {
+  const char* name;
+  ToolFault fault;  // of ffmpegthumbnailer
+};
+
+void PrintTo(const MakerCase& maker, std::ostream* out) { *out << maker.name; }
+
+class ScreenshotTest : public ServiceTest, public testing::WithParamInterface<MakerCase> {
+ protected:
+  ScreenshotTest() {
+    kit::RunTool({"/usr/bin/ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i",
+                  "testsrc=size=1600x400:rate=5:duration=1", "-c:v", "mpeg4", Picture("a.mp4")});
+  }
+};
+
+TEST_P(ScreenshotTest, IsMadeByWhicheverProgramCan) {
+  machine_.Break("ffmpegthumbnailer", GetParam().fault);
+  ASSERT_TRUE(CanMakeScreenshots());
+  ASSERT_TRUE(MakeScreenshot(Picture("a.mp4"), elsewhere_ / "a.jpg"));
+  const kit::PictureInfo picture = kit::Examine(elsewhere_ / "a.jpg");
+  EXPECT_EQ(picture.width, 1280);
+  EXPECT_EQ(picture.height, 320);
+}
+
+INSTANTIATE_TEST_SUITE_P(, ScreenshotTest,
+                         testing::Values(MakerCase{"BothInstalled", ToolFault::kNone},
+                                         MakerCase{"FirstMissing", ToolFault::kMissing},
+                                         MakerCase{"FirstFailing", ToolFault::kFails},
+                                         MakerCase{"FirstKilled", ToolFault::kKilled}),
+                         kit::CaseName());
+
+TEST_F(ScreenshotTest, IsNoneWhereAllProgramsFail) {
+  machine_.on_run = [](const auto&, const auto&) { return ToolFault::kFails; };
+  EXPECT_FALSE(MakeScreenshot(Picture("a.mp4"), elsewhere_ / "a.jpg"));
 }
 
 }  // namespace

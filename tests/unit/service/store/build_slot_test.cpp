@@ -11,6 +11,7 @@
 #include <iterator>
 #include <memory>
 #include <stdexcept>
+#include <system_error>
 #include <vector>
 
 #include "kit/case_name.h"
@@ -105,17 +106,6 @@ TEST_F(SourceLockTest, TheNumberOfFilesIsBounded) {
 }
 
 class BuildQueueTest : public ServiceTest {};
-
-TEST_F(BuildQueueTest, CountsWhatIsTaken) {
-  const BuildLimits limits = {2, 3};
-  EXPECT_EQ(LookAtQueue(options_.lock_directory, limits).requested, 0);
-  const auto first = BuildTicket::Take(options_.lock_directory, limits);
-  const auto slot = BuildSlot::Take(options_.lock_directory, limits, std::nullopt);
-  const auto second = BuildTicket::Take(options_.lock_directory, limits);
-  const BuildQueue queue = LookAtQueue(options_.lock_directory, limits);
-  EXPECT_EQ(queue.building, 1);
-  EXPECT_EQ(queue.requested, 2);
-}
 
 TEST_F(BuildQueueTest, RefusesNobodyWhileItIsLookedAt) {
   constexpr int kTries = 5000;
@@ -418,6 +408,50 @@ TEST_F(BuildSlotTest, BackgroundWorkWaitsForAPlaceWithoutTheSource) {
     const SourceLock request(options_.lock_directory, "/s/a.jpg");
     return ++asked == 3;
   }));
+}
+
+TEST_F(BuildSlotTest, TheQueueOfAMachineThatNeverBuiltIsEmpty) {
+  const BuildQueue queue = LookAtQueue(options_.lock_directory, {2, 3});
+  EXPECT_EQ(queue.building, 0);
+  EXPECT_EQ(queue.requested, 0);
+}
+
+TEST_F(BuildSlotTest, TheQueueTellsWhoBuildsAndWhoWaits) {
+  const BuildLimits limits = {1, 2};
+  const auto builder = Hold(limits);
+  builder->AwaitTaken();
+  const auto waiting = Hold(limits);
+  AwaitHeld("ticket.1");
+  BuildQueue queue = LookAtQueue(options_.lock_directory, limits);
+  EXPECT_EQ(queue.building, 1);
+  EXPECT_EQ(queue.requested, 2);
+  builder->Release();
+  waiting->AwaitTaken();
+  queue = LookAtQueue(options_.lock_directory, limits);
+  EXPECT_EQ(queue.building, 1);
+  EXPECT_EQ(queue.requested, 1);
+  waiting->Release();
+  queue = LookAtQueue(options_.lock_directory, limits);
+  EXPECT_EQ(queue.building, 0);
+  EXPECT_EQ(queue.requested, 0);
+}
+
+TEST_F(BuildSlotTest, TheQueueCountsTheIndexerAsBuildingAlone) {
+  const BuildLimits limits = {2, 0};
+  Holder indexer([&] {
+    auto turn = std::make_unique<BackgroundSlot>(options_.lock_directory, "/s/a.jpg", limits);
+    if (!turn->Take(Never)) throw std::runtime_error("no turn");
+    return turn;
+  });
+  indexer.AwaitTaken();
+  const BuildQueue queue = LookAtQueue(options_.lock_directory, limits);
+  EXPECT_EQ(queue.building, 1);
+  EXPECT_EQ(queue.requested, 0);
+  indexer.Release();
+}
+
+TEST_F(BuildSlotTest, TheQueueCannotBeLookedAtWhereNoLockCanBe) {
+  EXPECT_THROW(LookAtQueue("/dev/null/locks", {1, 0}), std::system_error);
 }
 
 // Every process notes how many are building while it does.

@@ -29,7 +29,7 @@ TEST_F(SettlingTest, AFileSettlesAfterAWhile) {
   EXPECT_FALSE(settling_.Take(start_ + milliseconds(1999)));
   EXPECT_EQ(settling_.Take(start_ + seconds(2)), path_);
   EXPECT_FALSE(settling_.Take(start_ + seconds(9))) << "once";
-  EXPECT_TRUE(settling_.IsEmpty());
+  EXPECT_FALSE(settling_.Has(path_));
 }
 
 TEST_F(SettlingTest, WhatIsHeardOfItBeginsTheWhileAnew) {
@@ -57,7 +57,7 @@ TEST_F(SettlingTest, AFileThatVanishesIsForgotten) {
   settling_.Touch(path_, start_);
   std::filesystem::remove(path_);
   EXPECT_FALSE(settling_.Take(start_ + seconds(2)));
-  EXPECT_TRUE(settling_.IsEmpty());
+  EXPECT_FALSE(settling_.Has(path_));
 }
 
 TEST_F(SettlingTest, WhatIsNoFileNeverSettles) {
@@ -65,7 +65,7 @@ TEST_F(SettlingTest, WhatIsNoFileNeverSettles) {
   settling_.Touch(dir_ / "link.jpg", start_);
   settling_.Touch(dir_.path(), start_);
   settling_.Touch(dir_ / "none.jpg", start_);
-  EXPECT_TRUE(settling_.IsEmpty());
+  EXPECT_FALSE(settling_.Has(path_));
 }
 
 TEST_F(SettlingTest, TheOneThatWasLeftAloneLongestComesFirst) {
