@@ -273,7 +273,7 @@ TEST_F(CleaningTest, WaitsForWhoeverBuildsForTheSource) {
     const SourceLock lock(options_.lock_directory, source);
     locked.Give();
     // Only once the cleaner waits for the lock.
-    const std::string waiting = "-> FLOCK";
+    const std::string waiting = "-> OFDLCK";
     while (kit::ReadFile("/proc/locks").find(waiting) == std::string::npos) usleep(1000);
     kit::WriteFile(source, "a picture");
     return 0;
