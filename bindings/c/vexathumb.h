@@ -146,8 +146,9 @@ VEXATHUMB_C_API VexathumbStatus vexathumb_request_set_size(VexathumbRequest* req
                                                            const char* size);
 
 /* Asks for a box of so many pixels, each from 1 to VEXATHUMB_LARGEST_SIDE, into which the picture
- * fits; it is never enlarged. Takes the place of a named size. A source keeps a bounded number of
- * such pictures, as the settings say. VEXATHUMB_INVALID for other sides. */
+ * fits; it is never enlarged. What the camera has embedded, or a fast decoder gives, may be larger
+ * than the box. Takes the place of a named size. A source keeps a bounded number of such pictures,
+ * as the settings say. VEXATHUMB_INVALID for other sides. */
 VEXATHUMB_C_API VexathumbStatus vexathumb_request_set_box(VexathumbRequest* request, uint32_t width,
                                                           uint32_t height);
 

@@ -287,7 +287,8 @@ def obtain(path: Path, **options: "Unpack[Options]") -> Picture:
     One of these says how large:
 
     :param size: "small", "medium", "big", "large", "xlarge", or "original", the source itself
-    :param box: (width, height) in pixels, each from 1 to 4096, into which it fits
+    :param box: (width, height) in pixels, each from 1 to 4096, into which it fits; what the camera
+        has embedded, or a fast decoder gives, may be larger
 
     The others may be left out:
 
