@@ -138,8 +138,7 @@ INSTANTIATE_TEST_SUITE_P(
         EndCase{"desktop_into_no_folder", Desktop("a.jpg", "none/out"), 4, "cannot be written"},
         EndCase{"get_onto_a_folder", Get("a.jpg", ".."), 4, "cannot be written"},
         EndCase{"desktop_onto_a_folder", Desktop("a.jpg", ".."), 4, "cannot be written"},
-        EndCase{"get_lock_that_cannot_be_had", Get("a.jpg"), 4, "the lock cannot be had", kNoLocks},
-        EndCase{"desktop_lock_that_cannot_be_had", Desktop("a.jpg"), 4, "the lock cannot be had",
+        EndCase{"get_lock_that_cannot_be_had", Get("a.jpg"), 4, "the lock cannot be had",
                 kNoLocks}),
     kit::CaseName());
 

@@ -298,7 +298,8 @@ gdbus call --session --dest org.freedesktop.thumbnails.Thumbnailer1 \
   "['file://$ALBUM/a.dng', 'file://$ALBUM/b.heic', 'file://$ALBUM/c.jxl']" \
   "['image/x-adobe-dng', 'image/heif', 'image/jxl']" normal default 0
 tries=1800
-while [ "$(ls "$XDG_CACHE_HOME/thumbnails/normal" 2>/dev/null | wc -l)" -lt 3 ] && [ $tries -gt 0 ]
+whole() { ls "$XDG_CACHE_HOME/thumbnails/normal" 2>/dev/null | grep -c '^[0-9a-f]*\.png$'; }
+while [ "$(whole)" -lt 3 ] && [ $tries -gt 0 ]
 do sleep 0.1; tries=$((tries - 1)); done
 kill $service
 )sh");
