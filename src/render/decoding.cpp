@@ -140,10 +140,7 @@ VImage OpenScaled(int source, const Header& header, const Size& size, VipsFailOn
 VImage DecodeAs(int source, const Header& header, const Size& size, VipsFailOn completeness) {
   const auto width = static_cast<int>(size.width);
   const auto options = [&] {
-    auto* const made = VImage::option()
-                           ->set("height", static_cast<int>(size.height))
-                           ->set("size", VIPS_SIZE_FORCE)
-                           ->set("no_rotate", true);
+    auto* const made = ToExactly(size);
     // Without a profile of its own a picture's colours are sRGB, which this would move a little.
     if (header.has_profile) made->set("export_profile", "srgb");
     return made;

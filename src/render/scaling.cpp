@@ -23,6 +23,13 @@ VImage WithScaledColumns(const VImage& picture, int height) {
 
 }  // namespace
 
+vips::VOption* ToExactly(const Size& size) {
+  return VImage::option()
+      ->set("height", static_cast<int>(size.height))
+      ->set("size", VIPS_SIZE_FORCE)
+      ->set("no_rotate", true);
+}
+
 VImage Scaled(const VImage& picture, const Size& size) {
   const auto width = static_cast<int>(size.width);
   const auto height = static_cast<int>(size.height);
@@ -33,12 +40,7 @@ VImage Scaled(const VImage& picture, const Size& size) {
     const VImage turned = WithScaledColumns(picture, height).rot90().copy_memory();
     return WithScaledColumns(turned, width).rot270().copy_memory();
   }
-  return picture
-      .thumbnail_image(width, VImage::option()
-                                  ->set("height", height)
-                                  ->set("size", VIPS_SIZE_FORCE)
-                                  ->set("no_rotate", true))
-      .copy_memory();
+  return picture.thumbnail_image(width, ToExactly(size)).copy_memory();
 }
 
 }  // namespace vexathumb::render

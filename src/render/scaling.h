@@ -7,6 +7,10 @@
 
 namespace vexathumb::render {
 
+// What has libvips' thumbnail operations, which are told the width apart, scale to exactly this
+// size and turn nothing. For one call, which frees it.
+vips::VOption* ToExactly(const Size& size);
+
 // The picture in exactly this size, in memory. What is larger than that in one direction is not
 // smaller in the other. Throws vips::VError.
 vips::VImage Scaled(const vips::VImage& picture, const Size& size);
