@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "posix/again.h"
+
 namespace vexathumb::service {
 namespace {
 
@@ -85,11 +87,9 @@ struct flock WholeFile() {
 // holds it.
 bool LockWhole(int file, int command) {
   struct flock lock = WholeFile();
-  while (fcntl(file, command, &lock) != 0) {
-    if (errno == EAGAIN || errno == EACCES) return false;
-    if (errno != EINTR) Refuse(errno, "fcntl");
-  }
-  return true;
+  if (posix::Again([&] { return fcntl(file, command, &lock); }) == 0) return true;
+  if (errno != EAGAIN && errno != EACCES) Refuse(errno, "fcntl");
+  return false;
 }
 
 }  // namespace
